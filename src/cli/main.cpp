@@ -1,0 +1,36 @@
+// tessfx: the key-frame effects editor and its command line.
+#include <cstdio>
+#include <iostream>
+
+#include "cli/cli.h"
+#include "core/error.h"
+
+int main(int argc, char** argv) {
+  CLI::App app{"tessfx: key-frame effects over animations"};
+  app.require_subcommand(1);
+  tessfx::cli::AddNewCommand(app);
+  tessfx::cli::AddInfoCommand(app);
+  tessfx::cli::AddConvertCommand(app);
+  tessfx::cli::AddDemoCommand(app);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::CallForHelp& e) {
+    return app.exit(e);
+  } catch (const CLI::CallForAllHelp& e) {
+    return app.exit(e);
+  } catch (const CLI::ParseError& e) {
+    if (e.get_exit_code() == 0) return app.exit(e);
+    std::cerr << "tessfx: " << e.what() << "\n";
+    return static_cast<int>(tessfx::ErrorKind::Usage);
+  } catch (const tessfx::Error& e) {
+    std::cerr << "tessfx: " << e.what() << "\n";
+    return static_cast<int>(e.kind());
+  } catch (const std::bad_alloc&) {
+    std::cerr << "tessfx: out of memory\n";
+    return static_cast<int>(tessfx::ErrorKind::Software);
+  } catch (const std::exception& e) {
+    std::cerr << "tessfx: " << e.what() << "\n";
+    return static_cast<int>(tessfx::ErrorKind::Software);
+  }
+  return 0;
+}

@@ -1,0 +1,141 @@
+#pragma once
+// The embedded document host: an animation of 1..10000 frames of one size, the current
+// frame, the swap image, paper, brush, gradients, lens flare and the saved settings, served
+// through the host interface. Documents are opened from and saved to files; edits change
+// the frame store and only Save writes a file.
+#include <array>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/embedded/frame_store.h"
+#include "host/embedded/settings_store.h"
+#include "host/host.h"
+
+namespace tessfx {
+
+struct EmbeddedHostOptions {
+  std::string temp_dir;       // empty: DefaultTempDir()
+  std::string settings_path;  // empty: SettingsStore::DefaultPath()
+  int32_t width = 320;        // the blank animation the host starts with
+  int32_t height = 240;
+  int32_t frames = 1;
+};
+
+class EmbeddedHost final : public TessalineHost {
+ public:
+  explicit EmbeddedHost(EmbeddedHostOptions options = {});
+  ~EmbeddedHost() override;
+
+  // ---- document ----
+  void NewAnimation(int32_t width, int32_t height, int32_t frames);
+  // Opens an animation document (.tsa). Throws an Error naming the file; the current
+  // document is kept when opening fails.
+  void OpenDocument(const std::string& path);
+  // Saves the document (.tsa) under a temporary name, then renames it into place.
+  void SaveDocument(const std::string& path);
+  const std::string& document_path() const { return document_path_; }
+  bool modified() const { return modified_; }
+  void set_alpha_bits(int32_t flag) { alpha_bits_ = flag; }
+  // Direct frame access for document-level tools (import, export, masks).
+  void ReadFramePlane(int32_t frame, Channel c, Plane& dest) const { store_->Read(frame, c, dest); }
+  void WriteFramePlane(int32_t frame, Channel c, const Plane& src);
+  // Replaces the frame store (a document loaded by another reader).
+  void AdoptStore(std::unique_ptr<FrameStore> store, const std::string& path);
+
+  // ---- other host images ----
+  void SetSwapImage(const Plane& r, const Plane& g, const Plane& b);  // resized planes of the frame size
+  void CopyFrameToSwap();
+  void SetPaper(Plane height_plane);
+  void SetBrush(Plane r, Plane g, Plane b, Plane a);
+  void SetGradient(int index, std::vector<uint8_t> table);  // 3 x 256 bytes
+  void SetWallpaper(const std::string& path) { wallpaper_ = path; }
+  bool playing() const { return playing_; }
+  // Advances the playing animation by one frame (a window's timer calls it).
+  void AdvancePlayback();
+
+  SettingsStore& settings() { return settings_; }
+
+  void AddObserver(HostObserver* o);
+  void RemoveObserver(HostObserver* o);
+
+  // ---- host interface ----
+  int32_t Tes_BufferHeight() override { return store_->height(); }
+  int32_t Tes_BufferWidth() override { return store_->width(); }
+  int32_t Tes_GetAlphabits() override { return alpha_bits_; }
+  Plane Tes_GetRBuffer() override { return ReadCurrent(Channel::R); }
+  Plane Tes_GetGBuffer() override { return ReadCurrent(Channel::G); }
+  Plane Tes_GetBBuffer() override { return ReadCurrent(Channel::B); }
+  Plane Tes_GetaBuffer() override { return ReadCurrent(Channel::A); }
+  void tes_setrbuffer(const Plane& p) override { WriteCurrent(Channel::R, p); }
+  void tes_setgbuffer(const Plane& p) override { WriteCurrent(Channel::G, p); }
+  void tes_setbbuffer(const Plane& p) override { WriteCurrent(Channel::B, p); }
+  void tes_clearbuffer(int16_t a, int16_t b, int16_t c) override;
+  int32_t tes_GetTotalFrames() override { return store_->frames(); }
+  int32_t tes_Getcurrentframe() override { return current_; }
+  void Tes_GotoFrame(int32_t frame) override;
+  void Tes_Refresh() override;
+  void Tes_CreateAnim(int32_t frames) override;
+  void tes_PlayAnimation() override;
+  void tes_StopAnimation() override;
+  Plane Tes_GetRFrame(int32_t frame) override { return ReadFrame(frame, Channel::R); }
+  Plane Tes_GetGFrame(int32_t frame) override { return ReadFrame(frame, Channel::G); }
+  Plane Tes_GetBFrame(int32_t frame) override { return ReadFrame(frame, Channel::B); }
+  Plane tes_GetSwapRBuffer() override { return SwapPlane(0); }
+  Plane tes_GetSwapGBuffer() override { return SwapPlane(1); }
+  Plane tes_GetSwapBBuffer() override { return SwapPlane(2); }
+  int32_t Tes_GetPaperWidth() override { return paper_.width(); }
+  int32_t Tes_GetPaperHeight() override { return paper_.height(); }
+  Plane tes_GetBump() override { return paper_.Clone(); }
+  int32_t Tes_GetBrushWidth() override { return brush_[0].width(); }
+  int32_t Tes_GetBrushHeight() override { return brush_[0].height(); }
+  Plane Tes_GetBrushrBuffer() override { return brush_[0].Clone(); }
+  Plane Tes_GetBrushgBuffer() override { return brush_[1].Clone(); }
+  Plane Tes_GetBrushbBuffer() override { return brush_[2].Clone(); }
+  Plane Tes_GetBrushaBuffer() override { return brush_[3].Clone(); }
+  std::vector<uint8_t> Tes_GetGradient(int16_t index) override;
+  void Tes_RenderLensFlare(float scale, float x, float y, float angle, int16_t a, int16_t b, int16_t c) override;
+  void Tes_FlareSettings() override;
+  std::string Tes_GetTempDir() override { return temp_dir_; }
+  std::string Tes_WallpaperFilename() override { return wallpaper_; }
+  void Tes_SendFormObject(ObjectRef form, int16_t flags) override;
+  std::string GetSetting(const std::string& app, const std::string& section, const std::string& key,
+                         const std::string& fallback) override {
+    return settings_.Get(app, section, key, fallback);
+  }
+  void SaveSetting(const std::string& app, const std::string& section, const std::string& key,
+                   const std::string& value) override {
+    settings_.Save(app, section, key, value);
+  }
+
+  ObjectRef form_object() const { return form_; }
+
+ private:
+  Plane ReadCurrent(Channel c) const;
+  Plane ReadFrame(int32_t frame, Channel c) const;
+  void WriteCurrent(Channel c, const Plane& p);
+  Plane SwapPlane(int c);
+  void ResetSwap();
+  template <typename F>
+  void Notify(F&& f) {
+    for (auto* o : std::vector<HostObserver*>(observers_)) f(*o);
+  }
+
+  std::string temp_dir_;
+  SettingsStore settings_;
+  std::unique_ptr<FrameStore> store_;
+  std::string document_path_;
+  bool modified_ = false;
+  int32_t current_ = 0;
+  int32_t alpha_bits_ = 0;
+  bool playing_ = false;
+  std::array<Plane, 3> swap_;
+  Plane paper_;
+  std::array<Plane, 4> brush_;
+  std::array<std::vector<uint8_t>, 8> gradients_;
+  std::string wallpaper_;
+  ObjectRef form_;
+  std::vector<HostObserver*> observers_;
+};
+
+}  // namespace tessfx

@@ -1,0 +1,103 @@
+#pragma once
+// The host program's automation interface: every operation the editor uses, under its
+// own name, with its arguments and results. The editor reaches the host only through one
+// object of this type, created at start-up from the ProgID (see registry.h).
+//
+// Each operation can also be called by name with automation values (Call), reaching the
+// same code; LateBoundHost (late_bound_host.h) goes the other way, turning the typed
+// operations into by-name calls so that an out-of-process host can be attached.
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "core/plane.h"
+#include "host/automation.h"
+
+namespace tessfx {
+
+// Notifications a window can observe (redraw, frame moves, written frames, the tool
+// window handed over, playback). All have empty defaults.
+class HostObserver {
+ public:
+  virtual ~HostObserver() = default;
+  virtual void OnRefresh() {}
+  virtual void OnFrameChanged(int32_t /*frame*/) {}
+  virtual void OnFrameWritten(int32_t /*frame*/) {}
+  virtual void OnAnimationReplaced() {}
+  virtual void OnFormObject(ObjectRef /*form*/) {}
+  virtual void OnPlay() {}
+  virtual void OnStop() {}
+  virtual void OnFlareSettings() {}
+};
+
+class TessalineHost {
+ public:
+  virtual ~TessalineHost() = default;
+
+  // Frame geometry and planes
+  virtual int32_t Tes_BufferHeight() = 0;
+  virtual int32_t Tes_BufferWidth() = 0;
+  virtual int32_t Tes_GetAlphabits() = 0;
+  virtual Plane Tes_GetRBuffer() = 0;
+  virtual Plane Tes_GetGBuffer() = 0;
+  virtual Plane Tes_GetBBuffer() = 0;
+  virtual Plane Tes_GetaBuffer() = 0;
+  virtual void tes_setrbuffer(const Plane& plane) = 0;
+  virtual void tes_setgbuffer(const Plane& plane) = 0;
+  virtual void tes_setbbuffer(const Plane& plane) = 0;
+  virtual void tes_clearbuffer(int16_t a, int16_t b, int16_t c) = 0;
+
+  // Animation and frames
+  virtual int32_t tes_GetTotalFrames() = 0;
+  virtual int32_t tes_Getcurrentframe() = 0;
+  virtual void Tes_GotoFrame(int32_t frame) = 0;
+  virtual void Tes_Refresh() = 0;
+  virtual void Tes_CreateAnim(int32_t frames) = 0;
+  virtual void tes_PlayAnimation() = 0;
+  virtual void tes_StopAnimation() = 0;
+  virtual Plane Tes_GetRFrame(int32_t frame) = 0;
+  virtual Plane Tes_GetGFrame(int32_t frame) = 0;
+  virtual Plane Tes_GetBFrame(int32_t frame) = 0;
+
+  // Other host images and settings
+  virtual Plane tes_GetSwapRBuffer() = 0;
+  virtual Plane tes_GetSwapGBuffer() = 0;
+  virtual Plane tes_GetSwapBBuffer() = 0;
+  virtual int32_t Tes_GetPaperWidth() = 0;
+  virtual int32_t Tes_GetPaperHeight() = 0;
+  virtual Plane tes_GetBump() = 0;
+  virtual int32_t Tes_GetBrushWidth() = 0;
+  virtual int32_t Tes_GetBrushHeight() = 0;
+  virtual Plane Tes_GetBrushrBuffer() = 0;
+  virtual Plane Tes_GetBrushgBuffer() = 0;
+  virtual Plane Tes_GetBrushbBuffer() = 0;
+  virtual Plane Tes_GetBrushaBuffer() = 0;
+  // 3 x 256 bytes, component (0 red, 1 green, 2 blue) major: [component * 256 + entry].
+  virtual std::vector<uint8_t> Tes_GetGradient(int16_t index) = 0;
+  virtual void Tes_RenderLensFlare(float scale, float x, float y, float angle, int16_t a, int16_t b, int16_t c) = 0;
+  virtual void Tes_FlareSettings() = 0;
+  virtual std::string Tes_GetTempDir() = 0;
+  virtual std::string Tes_WallpaperFilename() = 0;
+  virtual void Tes_SendFormObject(ObjectRef form, int16_t flags) = 0;
+
+  // The host's saved-settings store, by application, section and key.
+  virtual std::string GetSetting(const std::string& app, const std::string& section, const std::string& key,
+                                 const std::string& fallback) = 0;
+  virtual void SaveSetting(const std::string& app, const std::string& section, const std::string& key,
+                           const std::string& value) = 0;
+
+  // Late-bound call by operation name. Arguments are passed by reference as an automation
+  // caller passes them. Unknown names and wrong argument types throw an Error naming the
+  // operation.
+  AutomationValue Call(std::string_view name, std::vector<AutomationValue>& args);
+  AutomationValue Call(std::string_view name) {
+    std::vector<AutomationValue> none;
+    return Call(name, none);
+  }
+  // Every operation name Call accepts, in interface order.
+  static const std::vector<std::string>& OperationNames();
+};
+
+}  // namespace tessfx
