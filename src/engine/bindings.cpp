@@ -1,0 +1,9 @@
+#include "engine/bindings.h"
+
+namespace tessfx {
+
+void BindActions(ActionTable& t) {
+  (void)t;
+}
+
+}  // namespace tessfx

@@ -1,0 +1,110 @@
+#pragma once
+// The parameter panel as a model without widgets: the effect list List1, the six sliders
+// HProp1..HProp6 with their caption labels Label1..Label6 and value labels Label7..Label12,
+// the sequence button kv_button13, the undo check box Check1 with Label13, and the preview
+// picture's mouse pointer. The window and the command line both drive this class; keys and
+// preview are reached through hooks.
+#include <array>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "engine/catalogue.h"
+
+namespace tessfx {
+
+// A slider: Value, Min, Max (16-bit) and Visible, with Change and Scroll events.
+//
+// Value always lies inside Min..Max. The slider remembers the value last asked for, and a
+// later change of Min or Max brings the shown value as close to it as the new range allows.
+// So the set-up's order (Value, then Min, then Max) yields the listed defaults whatever the
+// previous effect's range was, as if the range had been applied first.
+class HPropModel {
+ public:
+  int16_t Value() const { return value_; }
+  int16_t Min() const { return min_; }
+  int16_t Max() const { return max_; }
+  bool Visible() const { return visible_; }
+
+  void SetValue(int16_t v);
+  void SetMin(int16_t v);
+  void SetMax(int16_t v);
+  void SetVisible(bool v) { visible_ = v; }
+
+  // The user drags the thumb (Scroll events), then releases it (one Change).
+  void Drag(int16_t v);
+  void Release();
+
+  std::function<void()> on_change;  // Change: the value has been changed (released)
+  std::function<void()> on_scroll;  // Scroll: the value moves while dragging
+
+ private:
+  void Apply(int16_t wanted, bool raise_change);
+  int16_t value_ = 0, min_ = 0, max_ = 100, wanted_ = 0;
+  bool visible_ = false;
+  bool dragging_ = false;
+};
+
+struct LabelModel {
+  std::string caption;
+  bool visible = true;
+};
+
+struct ButtonModel {
+  std::string caption;
+  float left = 0;
+  float top = 0;
+  bool visible = false;
+};
+
+// What the panel needs from the rest of the editor.
+struct PanelHooks {
+  std::function<void()> clear_keys;      // the clear-keys action of kv_button5
+  std::function<void()> preview;         // DoPreviewFrame
+  std::function<void()> flare_settings;  // the host's own flare settings (Tes_FlareSettings)
+};
+
+class ParameterPanel {
+ public:
+  ParameterPanel();
+
+  // ---- List1 ----
+  const std::vector<std::string>& List1() const { return List1Rows(); }
+  int ListIndex() const { return list_index_; }  // -1: nothing selected
+  // Selects a row; a change of selection raises List1_Click.
+  void SetListIndex(int index);
+  std::string SelectedEntry() const;
+  std::string EffectName() const;  // the selected entry less its four-space indent
+  const EffectSpec* SelectedEffect() const { return FindEffect(EffectName()); }
+  // Selects the row of an effect by name (raising List1_Click); false when unknown.
+  bool SelectEffect(const std::string& name);
+
+  void List1_Click();
+  void Setuptool();
+  void HProp_Change(int n);  // n = 1..6
+  void HProp_Scroll(int n);
+  void Label13_Click();
+  // The reset button kv_button6: reconfigures the sliders to their defaults, keeping keys.
+  void kv_button6_Click();
+
+  // ---- controls ----
+  std::array<HPropModel, 6> HProp;
+  std::array<LabelModel, 13> Label;  // Label[0] is Label1 ... Label[12] is Label13
+  ButtonModel kv_button13;
+  int Check1 = 1;
+  PointerKind Picture2_MousePointer = PointerKind::Default;
+
+  uint8_t SuppressPreview = 0;  // 0 or 255
+  uint8_t ResetInProgress = 0;  // 0 or 255
+
+  PanelHooks hooks;
+
+  // Slider values in order, as the preview passes them.
+  std::array<float, 6> SliderValues() const;
+
+ private:
+  int list_index_ = -1;
+};
+
+}  // namespace tessfx

@@ -1,0 +1,31 @@
+#pragma once
+// Row-band threading for the filter kernels: the one place where threads are used.
+// Rows are handed out in bands; a kernel must make each row's result depend only on its
+// inputs, never on another band's output, so results do not depend on the thread count.
+// Small frames run serially: thread start-up would cost more than the work.
+#include <tbb/blocked_range.h>
+#include <tbb/parallel_for.h>
+
+#include <algorithm>
+#include <cstdint>
+
+namespace tessfx {
+
+inline constexpr int64_t kSerialSampleLimit = 1 << 16;
+
+// Calls body(row_begin, row_end) over [first, last) in bands.
+template <typename Body>
+void ForEachRowBand(int32_t first, int32_t last, int64_t samples_per_row, Body&& body) {
+  if (last <= first) return;
+  const int64_t total = int64_t{last - first} * samples_per_row;
+  if (total <= kSerialSampleLimit) {
+    body(first, last);
+    return;
+  }
+  // Bands of at least ~16K samples keep scheduling overhead low.
+  const int32_t grain = static_cast<int32_t>(std::max<int64_t>(1, (1 << 14) / std::max<int64_t>(1, samples_per_row)));
+  tbb::parallel_for(tbb::blocked_range<int32_t>(first, last, grain),
+                    [&](const tbb::blocked_range<int32_t>& r) { body(r.begin(), r.end()); });
+}
+
+}  // namespace tessfx
