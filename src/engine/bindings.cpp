@@ -3,7 +3,7 @@
 namespace tessfx {
 
 void BindActions(ActionTable& t) {
-  (void)t;
+  BindAdjustActions(t);
 }
 
 }  // namespace tessfx

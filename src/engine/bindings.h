@@ -7,4 +7,7 @@ namespace tessfx {
 // Calls every family's binder.
 void BindActions(ActionTable& t);
 
+// One binder per family; each sets the actions of its effects.
+void BindAdjustActions(ActionTable& t);
+
 }  // namespace tessfx

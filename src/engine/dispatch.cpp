@@ -1,6 +1,5 @@
 #include "engine/dispatch.h"
 
-#include "filters/overlay.h"
 
 namespace tessfx {
 
@@ -18,12 +17,6 @@ std::string FrameCaption(int32_t current_frame, int32_t total_frames) {
 }
 
 std::string EffectNameOfEntry(const std::string& entry) { return entry.size() > 4 ? entry.substr(4) : std::string(); }
-
-void CompositeStep(ImageState& s) {
-  if (s.alpha_bits != 0) return;
-  Overlay_b(s.work_r.data(), s.work_g.data(), s.work_b.data(), s.host_r.data(), s.host_g.data(), s.host_b.data(),
-            s.host_a.data(), static_cast<uint8_t>(s.alpha_bits), s.width, s.height);
-}
 
 void FrameDispatcher::ProccessFrame(float p1, float p2, float p3, float p4, float p5, float p6) {
   ImageState& s = image_;

@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 
+#include "effects/frame.h"
 #include "engine/catalogue.h"
 #include "host/image_state.h"
 
@@ -54,9 +55,6 @@ class FrameDispatcher {
 
 // "Timeline editor  (frame N of  T total)": both numbers keep their sign blank.
 std::string FrameCaption(int32_t current_frame, int32_t total_frames);
-
-// The composite step: Overlay_b over the working planes when the alpha-bits flag is 0.
-void CompositeStep(ImageState& s);
 
 // The effect name of a List1 row: the text less its first four characters.
 std::string EffectNameOfEntry(const std::string& entry);
