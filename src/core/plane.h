@@ -17,7 +17,7 @@ namespace tessfx {
 
 // Frame sizes the program accepts: each side 0..kMaxSide, one plane at most kMaxPlaneBytes.
 inline constexpr int32_t kMaxSide = 32767;
-inline constexpr int64_t kMaxPlaneBytes = int64_t{1} << 30;
+inline constexpr int64_t kMaxPlaneBytes = int64_t{1} << 29;  // 512 MiB, a 16K x 16K frame fits
 
 // Bytes of one plane of a width x height frame; throws when the size is not allowed.
 // Checked before anything is allocated, without overflow.
@@ -39,6 +39,7 @@ class Plane {
   Plane(int32_t width, int32_t height, uint8_t fill = 0)
       : width_(width), height_(height), bytes_(PlaneBytes(width, height)),
         data_(std::make_unique<uint8_t[]>(bytes_)) {
+    if (bytes_ > static_cast<size_t>(kMaxPlaneBytes)) __builtin_unreachable();  // PlaneBytes checked it
     if (fill != 0) std::memset(data_.get(), fill, bytes_);
   }
   // Uninitialised storage, for planes that are overwritten whole at once.

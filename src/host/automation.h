@@ -18,6 +18,15 @@ struct ObjectRef {
 using AutomationValue =
     std::variant<std::monostate, int16_t, int32_t, float, double, bool, std::string, Plane, std::vector<uint8_t>, ObjectRef>;
 
+// An argument list; values move in (planes are not copyable).
+template <typename... A>
+std::vector<AutomationValue> MakeArgs(A&&... a) {
+  std::vector<AutomationValue> v;
+  v.reserve(sizeof...(A));
+  (v.emplace_back(std::forward<A>(a)), ...);
+  return v;
+}
+
 // Name of the type a value holds, for error messages ("Integer", "Long", ...).
 const char* AutomationTypeName(const AutomationValue& v);
 

@@ -67,10 +67,7 @@ class LateBoundHost final : public TessalineHost {
  private:
   template <typename... A>
   static std::vector<AutomationValue> Args(A&&... a) {
-    std::vector<AutomationValue> v;
-    v.reserve(sizeof...(A));
-    (v.emplace_back(std::forward<A>(a)), ...);
-    return v;
+    return MakeArgs(std::forward<A>(a)...);
   }
   template <typename... A>
   AutomationValue Invoke(std::string_view name, A&&... a) {
