@@ -1,0 +1,235 @@
+#include "ui/host_window.h"
+
+#include <QCloseEvent>
+#include <QDialog>
+#include <QDialogButtonBox>
+#include <QDockWidget>
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QFormLayout>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QSlider>
+#include <QSpinBox>
+#include <QStatusBar>
+#include <QVBoxLayout>
+
+#include "ui/frame_view.h"
+#include "ui/widgets.h"
+
+namespace tessfx {
+namespace {
+const char* const kOpenFilter =
+    "Animations and images (*.tsa *.png *.exr *.tif *.tiff *.jpg *.jpeg *.bmp);;Animations (*.tsa);;All files (*)";
+const char* const kImageFilter = "Images (*.png *.exr *.tif *.tiff *.jpg *.jpeg *.bmp);;All files (*)";
+}  // namespace
+
+HostWindow::HostWindow(EmbeddedHost& host, QWidget* parent) : QMainWindow(parent), host_(host) {
+  setObjectName("HostWindow");
+  auto* central = new QWidget(this);
+  auto* layout = new QVBoxLayout(central);
+  view_ = new FrameView(central);
+  view_->setObjectName("FrameView");
+  layout->addWidget(view_, 1);
+  auto* controls = new QHBoxLayout();
+  auto* play = new QPushButton(tr("Play"), central);
+  play->setObjectName("HostPlay");
+  auto* stop = new QPushButton(tr("Stop"), central);
+  stop->setObjectName("HostStop");
+  frame_slider_ = new QSlider(Qt::Horizontal, central);
+  frame_slider_->setObjectName("HostFrameSlider");
+  frame_label_ = new QLabel(central);
+  frame_label_->setObjectName("HostFrameLabel");
+  frame_label_->setMinimumWidth(130);
+  controls->addWidget(play);
+  controls->addWidget(stop);
+  controls->addWidget(frame_slider_, 1);
+  controls->addWidget(frame_label_);
+  layout->addLayout(controls);
+  setCentralWidget(central);
+
+  connect(play, &QPushButton::clicked, this, [this] { host_.tes_PlayAnimation(); });
+  connect(stop, &QPushButton::clicked, this, [this] { host_.tes_StopAnimation(); });
+  connect(frame_slider_, &QSlider::valueChanged, this, [this](int f) {
+    if (f != host_.tes_Getcurrentframe() && f >= 0 && f < host_.tes_GetTotalFrames()) host_.Tes_GotoFrame(f);
+  });
+  play_timer_.setInterval(1000 / 24);
+  connect(&play_timer_, &QTimer::timeout, this, [this] { host_.AdvancePlayback(); });
+
+  BuildMenus();
+  host_.AddObserver(this);
+  OnAnimationReplaced();
+  resize(1200, 720);
+}
+
+HostWindow::~HostWindow() { host_.RemoveObserver(this); }
+
+void HostWindow::BuildMenus() {
+  QMenu* file = menuBar()->addMenu(tr("&File"));
+  file->setObjectName("HostFileMenu");
+  AddMenuAction(file, tr("&New animation..."), [this] {
+    if (!MaybeSave()) return;
+    QDialog dlg(this);
+    dlg.setWindowTitle(tr("New animation"));
+    auto* form = new QFormLayout(&dlg);
+    auto* w = new QSpinBox(&dlg);
+    auto* h = new QSpinBox(&dlg);
+    auto* n = new QSpinBox(&dlg);
+    w->setRange(1, 8192);
+    h->setRange(1, 8192);
+    n->setRange(1, 10000);
+    w->setValue(host_.Tes_BufferWidth());
+    h->setValue(host_.Tes_BufferHeight());
+    n->setValue(30);
+    form->addRow(tr("Width"), w);
+    form->addRow(tr("Height"), h);
+    form->addRow(tr("Frames"), n);
+    auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, &dlg);
+    form->addRow(buttons);
+    connect(buttons, &QDialogButtonBox::accepted, &dlg, &QDialog::accept);
+    connect(buttons, &QDialogButtonBox::rejected, &dlg, &QDialog::reject);
+    if (dlg.exec() != QDialog::Accepted) return;
+    try {
+      host_.NewAnimation(w->value(), h->value(), n->value());
+    } catch (const std::exception& e) {
+      ShowError(tr("Cannot create the animation"), e);
+    }
+  }, QKeySequence::New);
+  AddMenuAction(file, tr("&Open..."), [this] {
+    if (!MaybeSave()) return;
+    const QString path = QFileDialog::getOpenFileName(this, tr("Open animation"), LastFolder(), tr(kOpenFilter));
+    if (!path.isEmpty()) OpenPath(path);
+  }, QKeySequence::Open);
+  AddMenuAction(file, tr("&Save"), [this] {
+    const QString path = QString::fromStdString(host_.document_path());
+    if (path.isEmpty()) {
+      const QString p = QFileDialog::getSaveFileName(this, tr("Save animation"), LastFolder(), tr(kOpenFilter));
+      if (!p.isEmpty()) SaveTo(p);
+    } else {
+      SaveTo(path);
+    }
+  }, QKeySequence::Save);
+  AddMenuAction(file, tr("Save &as..."), [this] {
+    const QString p = QFileDialog::getSaveFileName(this, tr("Save animation as"), LastFolder(), tr(kOpenFilter));
+    if (!p.isEmpty()) SaveTo(p);
+  }, QKeySequence::SaveAs);
+  file->addSeparator();
+  AddMenuAction(file, tr("Copy frame to s&wap"), [this] { host_.CopyFrameToSwap(); });
+  file->addSeparator();
+  AddMenuAction(file, tr("&Quit"), [this] { close(); }, QKeySequence::Quit);
+}
+
+void HostWindow::ShowError(const QString& what, const std::exception& e) {
+  QMessageBox::warning(this, what, QString::fromStdString(e.what()));
+}
+
+QString HostWindow::LastFolder() const {
+  return QString::fromStdString(host_.GetSetting("tessfx", "HostWindow", "LastFolder", ""));
+}
+
+void HostWindow::RememberFolder(const QString& file) {
+  host_.SaveSetting("tessfx", "HostWindow", "LastFolder", QFileInfo(file).absolutePath().toStdString());
+}
+
+bool HostWindow::OpenPath(const QString& path) {
+  try {
+    host_.OpenDocument(path.toStdString());
+    RememberFolder(path);
+    return true;
+  } catch (const std::exception& e) {
+    ShowError(tr("Cannot open %1").arg(QFileInfo(path).fileName()), e);
+    return false;
+  }
+}
+
+bool HostWindow::SaveTo(const QString& path) {
+  try {
+    host_.SaveDocument(path.toStdString());
+    RememberFolder(path);
+    UpdateTitle();
+    statusBar()->showMessage(tr("Saved %1").arg(path), 4000);
+    return true;
+  } catch (const std::exception& e) {
+    ShowError(tr("Cannot save %1").arg(QFileInfo(path).fileName()), e);
+    return false;
+  }
+}
+
+bool HostWindow::MaybeSave() {
+  if (!host_.modified()) return true;
+  const auto answer = QMessageBox::question(this, tr("Unsaved changes"),
+                                            tr("The animation has unsaved changes. Save them first?"),
+                                            QMessageBox::Save | QMessageBox::Discard | QMessageBox::Cancel);
+  if (answer == QMessageBox::Cancel) return false;
+  if (answer == QMessageBox::Discard) return true;
+  QString path = QString::fromStdString(host_.document_path());
+  if (path.isEmpty()) path = QFileDialog::getSaveFileName(this, tr("Save animation"), LastFolder(), tr(kOpenFilter));
+  return !path.isEmpty() && SaveTo(path);
+}
+
+void HostWindow::closeEvent(QCloseEvent* e) {
+  if (MaybeSave()) {
+    host_.tes_StopAnimation();
+    e->accept();
+  } else {
+    e->ignore();
+  }
+}
+
+void HostWindow::OnAnimationReplaced() {
+  const QSignalBlocker block(frame_slider_);
+  frame_slider_->setRange(0, std::max(0, host_.tes_GetTotalFrames() - 1));
+  ScheduleRedraw();
+}
+
+void HostWindow::OnFormObject(ObjectRef form) {
+  auto* widget = static_cast<QWidget*>(form.pointer);
+  if (!widget) return;
+  if (!dock_) {
+    dock_ = new QDockWidget(this);
+    dock_->setObjectName("ToolDock");
+    dock_->setFeatures(QDockWidget::DockWidgetMovable | QDockWidget::DockWidgetFloatable);
+    addDockWidget(Qt::RightDockWidgetArea, dock_);
+  }
+  dock_->setWindowTitle(widget->windowTitle());
+  dock_->setWidget(widget);
+  connect(widget, &QWidget::windowTitleChanged, dock_, &QDockWidget::setWindowTitle);
+}
+
+void HostWindow::OnPlay() { play_timer_.start(); }
+void HostWindow::OnStop() { play_timer_.stop(); }
+
+void HostWindow::ScheduleRedraw() {
+  // Several writes in a row (R, G, B of a rendered frame) cost one redraw.
+  if (redraw_pending_) return;
+  redraw_pending_ = true;
+  QTimer::singleShot(0, this, [this] { Redraw(); });
+}
+
+void HostWindow::Redraw() {
+  redraw_pending_ = false;
+  const int32_t f = host_.tes_Getcurrentframe(), total = host_.tes_GetTotalFrames();
+  Plane r = host_.Tes_GetRBuffer(), g = host_.Tes_GetGBuffer(), b = host_.Tes_GetBBuffer();
+  view_->SetImage(PlanesToImage(r, g, b));
+  frame_label_->setText(tr("Frame %1 of %2").arg(f + 1).arg(total));
+  {
+    const QSignalBlocker block(frame_slider_);
+    frame_slider_->setRange(0, std::max(0, total - 1));
+    frame_slider_->setValue(f);
+  }
+  UpdateTitle();
+}
+
+void HostWindow::UpdateTitle() {
+  const QString name = host_.document_path().empty() ? tr("Untitled")
+                                                      : QFileInfo(QString::fromStdString(host_.document_path())).fileName();
+  setWindowTitle(QStringLiteral("%1%2 - Tessaline %3x%4")
+                     .arg(name, host_.modified() ? "*" : "")
+                     .arg(host_.Tes_BufferWidth())
+                     .arg(host_.Tes_BufferHeight()));
+}
+
+}  // namespace tessfx
