@@ -1,0 +1,95 @@
+#include "engine/preview_pick.h"
+
+#include <algorithm>
+#include <cmath>
+#include <string>
+
+#include "core/convert.h"
+
+namespace tessfx {
+namespace {
+
+enum class PickKind { None, WhiteBalanceGain, WhiteBalanceAdd, Colour, KeyColour, Grey, Position, Translate, Rotate };
+
+PickKind KindOf(const std::string& name) {
+  if (name == "Color adjustment") return PickKind::WhiteBalanceGain;
+  if (name == "Color add") return PickKind::WhiteBalanceAdd;
+  if (name == "Tint") return PickKind::Colour;
+  if (name == "Color key" || name == "Color key sequence") return PickKind::KeyColour;
+  if (name == "Threshold") return PickKind::Grey;
+  if (name == "Zoom blur" || name == "Mystic vision" || name == "Shadow vision" || name == "Lens flare" ||
+      name == "Wave brush in breeze")
+    return PickKind::Position;
+  if (name == "Transform") return PickKind::Translate;
+  if (name == "Wireframe designer") return PickKind::Rotate;
+  return PickKind::None;
+}
+
+}  // namespace
+
+bool PreviewPicker::Accepts(const ParameterPanel& panel) { return KindOf(panel.EffectName()) != PickKind::None; }
+
+void PreviewPicker::Press(ParameterPanel& panel, const PreviewPoint& p) {
+  if (!Accepts(panel)) return;
+  pressed_ = true;
+  press_point_ = p;
+  for (size_t n = 0; n < 6; ++n) values_at_press_[n] = panel.HProp[n].Value();
+  Apply(panel, p);
+}
+
+void PreviewPicker::Move(ParameterPanel& panel, const PreviewPoint& p) {
+  if (pressed_) Apply(panel, p);
+}
+
+void PreviewPicker::Apply(ParameterPanel& panel, const PreviewPoint& p) {
+  std::array<std::optional<double>, 6> set{};
+  const double grey = (p.r + p.g + p.b) / 3.0;
+  const double rgb[3] = {static_cast<double>(p.r), static_cast<double>(p.g), static_cast<double>(p.b)};
+  switch (KindOf(panel.EffectName())) {
+    case PickKind::None:
+      return;
+    case PickKind::WhiteBalanceGain:
+      for (int c = 0; c < 3; ++c) set[c] = rgb[c] > 0 ? 255.0 * grey / rgb[c] : 512.0;
+      break;
+    case PickKind::WhiteBalanceAdd:
+      for (int c = 0; c < 3; ++c) set[c] = grey - rgb[c];
+      break;
+    case PickKind::Colour:
+      for (int c = 0; c < 3; ++c) set[c] = rgb[c];
+      break;
+    case PickKind::KeyColour:
+      for (int c = 0; c < 3; ++c) set[2 + c] = rgb[c];
+      break;
+    case PickKind::Grey:
+      set[0] = grey;
+      break;
+    case PickKind::Position:
+      set[0] = 100.0 * p.fx;
+      set[1] = 100.0 * p.fy;
+      break;
+    case PickKind::Translate:
+      set[0] = values_at_press_[0] + 100.0 * (p.fx - press_point_.fx);
+      set[1] = values_at_press_[1] + 100.0 * (p.fy - press_point_.fy);
+      break;
+    case PickKind::Rotate: {
+      auto wrap = [](double deg) { return std::fmod(std::fmod(deg, 360.0) + 360.0, 360.0); };
+      set[2] = wrap(values_at_press_[2] + 200.0 * (p.fx - press_point_.fx));
+      set[3] = wrap(values_at_press_[3] + 200.0 * (p.fy - press_point_.fy));
+      break;
+    }
+  }
+  // Assign all values without a preview each, then preview once.
+  panel.SuppressPreview = 255;
+  bool any = false;
+  for (size_t n = 0; n < 6; ++n) {
+    if (!set[n] || !panel.HProp[n].Visible()) continue;
+    const int16_t v = RoundHalfEven16(std::clamp<double>(*set[n], panel.HProp[n].Min(), panel.HProp[n].Max()));
+    panel.HProp[n].SetValue(v);
+    panel.Label[6 + n].caption = std::to_string(panel.HProp[n].Value());
+    any = true;
+  }
+  panel.SuppressPreview = 0;
+  if (any && panel.hooks.preview) panel.hooks.preview();
+}
+
+}  // namespace tessfx

@@ -1,0 +1,46 @@
+#pragma once
+// Picking on the preview picture: clicking or dragging on the preview sets sliders of the
+// selected effect from the picture.
+//
+//  - "Color adjustment": gains that turn the picked colour into a neutral grey of the same
+//    brightness (a white balance); "Color add": offsets that do the same by addition.
+//  - "Tint", "Color key", "Color key sequence": the picked colour itself.
+//  - "Threshold": the picked pixel's grey level.
+//  - "Zoom blur", "Mystic vision", "Shadow vision", "Lens flare", "Wave brush in breeze":
+//    the centre or position, in percent of the frame, follows the pointer.
+//  - "Transform": dragging adds the drag distance (percent of the frame) to the translation.
+//  - "Wireframe designer": dragging turns the object: horizontal drag changes the heading,
+//    vertical drag the pitch, one degree per 0.5 percent of the frame, wrapping at 360.
+// Other effects ignore the preview's mouse.
+#include <array>
+#include <cstdint>
+#include <optional>
+
+#include "engine/panel.h"
+
+namespace tessfx {
+
+struct PreviewPoint {
+  double fx = 0;  // 0..1 across the frame
+  double fy = 0;  // 0..1 down the frame
+  uint8_t r = 0, g = 0, b = 0;  // the untouched frame's colour under the pointer
+};
+
+class PreviewPicker {
+ public:
+  // True when the selected effect reacts to the preview's mouse.
+  static bool Accepts(const ParameterPanel& panel);
+  // Press and drag update the sliders (one preview per event); release ends the drag.
+  void Press(ParameterPanel& panel, const PreviewPoint& p);
+  void Move(ParameterPanel& panel, const PreviewPoint& p);
+  void Release() { pressed_ = false; }
+  bool pressed() const { return pressed_; }
+
+ private:
+  void Apply(ParameterPanel& panel, const PreviewPoint& p);
+  bool pressed_ = false;
+  PreviewPoint press_point_;
+  std::array<int16_t, 6> values_at_press_{};
+};
+
+}  // namespace tessfx
