@@ -15,11 +15,13 @@ struct LastCaption final : CaptionSink {
   std::string text;
 };
 
-// The file of frame `frame`, keeping the first file's own extension (".BMP" stays so).
+// The file of frame `frame`; members keep the first file's own extension (".BMP" stays so).
 std::string MemberName(const SequenceSettings& s, const std::string& first, int32_t frame) {
-  if (frame == 0 || s.digit_count == 0) return first;
+  if (frame == 0) return first;
   std::string name = SequenceFrameFileName(s, frame).value_or(std::string());
-  return name.substr(0, name.size() - 4) + first.substr(first.size() - 4);
+  const size_t stem = StripExtension(first).size();
+  if (stem < first.size() && name.size() >= 4) name.replace(name.size() - 4, 4, first.substr(stem));
+  return name;
 }
 
 }  // namespace

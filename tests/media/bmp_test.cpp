@@ -64,15 +64,6 @@ TEST(BmpRowSize, PadsRowsToWholeWords) {
   EXPECT_EQ(BmpRowSize(3, 16), 0);  // not decoded
 }
 
-TEST(BmpMasks, ShiftedMaskWordsSelectBytes) {
-  // The words as read one byte early from a file with the usual masks.
-  EXPECT_EQ(MaskToByteIndex(0xFF000000), 2);  // red 0x00FF0000
-  EXPECT_EQ(MaskToByteIndex(0x00FF0000), 1);  // green 0x0000FF00
-  EXPECT_EQ(MaskToByteIndex(0x0000FF00), 0);  // blue 0x000000FF
-  EXPECT_EQ(MaskToByteIndex(0), 3);           // alpha 0xFF000000 or none
-  EXPECT_EQ(MaskToByteIndex(0x12345678), 0);
-}
-
 TEST_F(BmpTest, TwentyFourBitCopiesAtFrameSizeSkippingPadding) {
   const BmpSample s = samples::Gradient24(5, 3);  // 15 bytes of pixels, 16 per row
   ASSERT_EQ(Load(Write("g.bmp", s), 5, 3), kBmpLoaded);
