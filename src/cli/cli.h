@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -19,6 +20,13 @@ std::unique_ptr<EmbeddedHost> MakeHost();
 
 // Prints a line to standard output (commands report what they wrote).
 void Say(const std::string& line);
+
+// Replaces the host's animation with a BMP picture or numbered sequence starting at
+// `firstFile` (take0012.bmp, take0013.bmp, ... until the next file is missing), each fitted
+// to `size` (default: the first picture's) by the reader's rules. Returns the frame count;
+// a member the reader refuses throws BadData with the reader's message.
+int32_t ReadBmpSequenceIntoHost(EmbeddedHost& host, const std::string& firstFile,
+                                std::optional<std::pair<int32_t, int32_t>> size);
 
 void AddNewCommand(CLI::App& app);
 void AddInfoCommand(CLI::App& app);

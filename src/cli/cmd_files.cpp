@@ -57,9 +57,14 @@ void AddConvertCommand(CLI::App& app) {
   auto out = std::make_shared<std::string>();
   cmd->add_option("IN", *in, "Input animation")->required();
   cmd->add_option("OUT", *out, "Output animation")->required();
+  auto bmp_size = std::make_shared<std::string>();
+  cmd->add_option("--size", *bmp_size, "Frame size WIDTHxHEIGHT for BMP input (default: the first picture's)");
   cmd->callback([=] {
     auto host = MakeHost();
-    host->OpenDocument(*in);
+    if (LowerExtension(*in) == ".bmp")  // a picture or numbered sequence, through the BMP reader
+      ReadBmpSequenceIntoHost(*host, *in, bmp_size->empty() ? std::nullopt : std::optional(ParseSize(*bmp_size)));
+    else
+      host->OpenDocument(*in);
     host->SaveDocument(*out);
     Say("wrote " + *out);
   });
