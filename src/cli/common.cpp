@@ -21,4 +21,17 @@ std::unique_ptr<EmbeddedHost> MakeHost() { return std::make_unique<EmbeddedHost>
 
 void Say(const std::string& line) { std::cout << line << std::endl; }
 
+void AddDocumentOptions(CLI::App* cmd, DocumentOptions& options) {
+  cmd->add_option("--alpha", options.alpha_mask, "Greyscale image of the frame size used as every frame's alpha");
+  cmd->add_option("--alphabits", options.alpha_bits, "The document's alpha-bits flag (0 off)")
+      ->check(CLI::NonNegativeNumber)
+      ->capture_default_str();
+}
+
+void OpenDocumentWithOptions(EmbeddedHost& host, const std::string& path, const DocumentOptions& options) {
+  host.OpenDocument(path);
+  if (!options.alpha_mask.empty()) host.LoadAlphaMask(options.alpha_mask);
+  host.set_alpha_bits(options.alpha_bits);
+}
+
 }  // namespace tessfx::cli
