@@ -9,7 +9,6 @@
 #include <cstring>
 #include <filesystem>
 #include <random>
-#include <regex>
 
 #include "core/convert.h"
 #include "core/error.h"
@@ -159,22 +158,43 @@ std::string SequencePattern::Text() const {
 
 std::optional<SequencePattern> ParseSequencePattern(const std::string& path) {
   const auto [folder, name] = SplitFolder(path);
-  static const std::regex placeholder(R"(%(0(\d{1,2}))?d|#+)");
-  auto begin = std::sregex_iterator(name.begin(), name.end(), placeholder);
-  const auto end = std::sregex_iterator();
-  if (begin == end) return std::nullopt;
-  if (std::next(begin) != end)
-    Fail(ErrorKind::Usage, path + ": more than one frame number placeholder in the file name");
-  const std::smatch& m = *begin;
-  SequencePattern p;
-  p.prefix = folder + name.substr(0, static_cast<size_t>(m.position(0)));
-  p.suffix = name.substr(static_cast<size_t>(m.position(0) + m.length(0)));
-  if (m.str(0)[0] == '#')
-    p.digits = static_cast<int32_t>(m.length(0));
-  else
-    p.digits = m[2].matched ? std::max(1, std::stoi(m.str(2))) : 1;
-  if (p.digits > static_cast<int32_t>(kMaxNumberDigits))
+  // Placeholders: "%d", "%0Nd" (N of one or two digits) or a run of '#'.
+  struct Found {
+    size_t at, length;
+    int32_t digits;
+  };
+  std::vector<Found> found;
+  for (size_t i = 0; i < name.size(); ++i) {
+    if (name[i] == '#') {
+      size_t j = i;
+      while (j < name.size() && name[j] == '#') ++j;
+      found.push_back({i, j - i, static_cast<int32_t>(j - i)});
+      i = j - 1;
+    } else if (name[i] == '%') {
+      size_t j = i + 1;
+      int32_t width = 1;
+      if (j < name.size() && name[j] == '0') {
+        size_t k = j + 1;
+        while (k < name.size() && k - j <= 2 && name[k] >= '0' && name[k] <= '9') ++k;
+        if (k == j + 1) continue;  // "%0d" is not a placeholder
+        width = std::max(1, std::stoi(name.substr(j + 1, k - j - 1)));
+        j = k;
+      }
+      if (j < name.size() && name[j] == 'd') {
+        found.push_back({i, j + 1 - i, width});
+        i = j;
+      }
+    }
+  }
+  if (found.empty()) return std::nullopt;
+  if (found.size() > 1) Fail(ErrorKind::Usage, path + ": more than one frame number placeholder in the file name");
+  const Found& f = found.front();
+  if (f.digits > static_cast<int32_t>(kMaxNumberDigits))
     Fail(ErrorKind::Usage, path + ": a frame number of more than " + std::to_string(kMaxNumberDigits) + " digits");
+  SequencePattern p;
+  p.prefix = folder + name.substr(0, f.at);
+  p.suffix = name.substr(f.at + f.length);
+  p.digits = f.digits;
   return p;
 }
 
@@ -283,13 +303,22 @@ ImageInfo ReadImage(const std::string& path, RgbaPlanes& out, const ImageInfo* e
   out[2].Fill(0);
   out[3].Fill(l.info.has_alpha ? 0 : 255);  // outside the data window: transparent only if the file has alpha
 
+  in->geterror();  // whatever the header left behind is not about the pixels
   const int32_t fx = spec.full_width > 0 ? spec.full_x : spec.x, fy = spec.full_height > 0 ? spec.full_y : spec.y;
   const int32_t x0 = std::max(spec.x, fx), x1 = std::min(spec.x + spec.width, fx + w);
   for (int32_t y = spec.y; y < spec.y + spec.height; y += band) {
     const int32_t yend = std::min(y + band, spec.y + spec.height);
-    if (!in->read_scanlines(0, 0, y, yend, 0, 0, nch, bytes ? OIIO::TypeDesc::UINT8 : OIIO::TypeDesc::FLOAT,
-                            buffer.data()))
-      Fail(ErrorKind::BadData, path + ": cannot read the image (" + Reason(in->geterror()) + ")");
+    const OIIO::TypeDesc type = bytes ? OIIO::TypeDesc::UINT8 : OIIO::TypeDesc::FLOAT;
+    // Tiled files are read by whole rows of tiles (bands are tile-aligned); scanline reads
+    // of tiled files are not supported by every reader.
+    const bool read = spec.tile_width > 0
+                          ? in->read_tiles(0, 0, spec.x, spec.x + spec.width, y, yend, spec.z, spec.z + 1, 0, nch, type,
+                                           buffer.data())
+                          : in->read_scanlines(0, 0, y, yend, spec.z, 0, nch, type, buffer.data());
+    // Some readers fill in what is missing from a cut-short file and only record the error.
+    const std::string recorded = in->geterror();
+    if (!read || !recorded.empty())
+      Fail(ErrorKind::BadData, path + ": cannot read the image (" + Reason(recorded) + ")");
     for (int32_t yy = std::max(y, fy); yy < std::min(yend, fy + h); ++yy) {
       const int32_t row = yy - fy;
       uint8_t* dst[4] = {out[0][row], out[1][row], out[2][row], out[3][row]};

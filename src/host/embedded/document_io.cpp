@@ -129,18 +129,25 @@ DocumentKind SaveDocumentFile(const FrameStore& store, const std::string& path, 
       if (request.first_number < 0)
         Fail(ErrorKind::Usage, "cannot save " + path + ": the first frame number must not be negative");
       const std::filesystem::path folder = std::filesystem::path(pattern.FileName(0)).parent_path();
+      bool made_folder = false;
       if (!folder.empty()) {
         std::error_code ec;
-        std::filesystem::create_directories(folder, ec);
+        made_folder = std::filesystem::create_directories(folder, ec);
         if (ec) Fail(ErrorKind::CantCreate, "cannot create the folder " + folder.string() + ": " + ec.message());
       }
-      ImageFileWriter writer;
-      for (int32_t f = 0; f < store.frames(); ++f) {
-        read_frame(f);
-        writer.Write(pattern.FileName(request.first_number + f), planes[0], planes[1], planes[2],
-                     request.with_alpha ? &planes[3] : nullptr);
+      try {
+        ImageFileWriter writer;
+        for (int32_t f = 0; f < store.frames(); ++f) {
+          read_frame(f);
+          writer.Write(pattern.FileName(request.first_number + f), planes[0], planes[1], planes[2],
+                       request.with_alpha ? &planes[3] : nullptr);
+        }
+        writer.Commit();
+      } catch (...) {
+        std::error_code ec;
+        if (made_folder) std::filesystem::remove(folder, ec);  // only if still empty
+        throw;
       }
-      writer.Commit();
       break;
     }
   }
