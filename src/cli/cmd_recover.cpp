@@ -18,8 +18,7 @@ std::string DiskUsage(const std::string& path) {
 
 void ListLeftBehind(const std::string& folder) {
   int32_t count = 0;
-  for (const StoreDescription& d : FindStores(folder)) {
-    if (StoreOwnerAlive(d)) continue;
+  for (const StoreDescription& d : FindLeftBehindStores(folder)) {
     ++count;
     Say(d.store_path + ": " + std::to_string(d.width) + "x" + std::to_string(d.height) + ", " +
         std::to_string(d.frames) + " frames, " + (d.source.empty() ? "new animation" : "from " + d.source) +

@@ -202,15 +202,6 @@ TEST(HostImagesTest, SwapPaperAndBrushLoadFromImageFiles) {
               ::testing::ThrowsMessage<Error>(HasSubstr("none.png")));
 }
 
-TEST(HostImagesTest, DefaultBrushIsSoftAndRound) {
-  const auto brush = DefaultBrush();
-  const Plane& a = brush[3];
-  EXPECT_GT(a[16][16], 240);
-  EXPECT_EQ(a[0][0], 0);
-  EXPECT_LT(a[16][2], a[16][8]);
-  EXPECT_EQ(a[16][8], a[8][16]);  // round: same falloff across and down
-}
-
 TEST(FoldersTest, ConfigFollowsOverrideThenXdgThenHome) {
   {
     ScopedEnv config("TESSFX_CONFIG_DIR", "/opt/cfg");

@@ -171,18 +171,5 @@ TEST(DocumentFilesTest, BadInputIsRefusedNamingTheFileAndTheDocumentIsKept) {
   EXPECT_FALSE(fs::exists(dir / "out.unknown"));
 }
 
-TEST(DocumentFilesTest, HostWithMemoryStoreBehavesTheSame) {
-  ScratchFolder dir;
-  EmbeddedHostOptions o = Options(dir);
-  o.memory_store = true;
-  EmbeddedHost memory(o);
-  Generate(memory, 9, 7, 3);
-  EXPECT_TRUE(memory.store_path().empty());
-  memory.SaveDocument(dir / "m.tsa");
-  EmbeddedHost disk(Options(dir));
-  disk.OpenDocument(dir / "m.tsa");
-  ExpectSameFrames(memory, disk, 4);
-}
-
 }  // namespace
 }  // namespace tessfx

@@ -196,6 +196,7 @@ TEST(StoreRecoveryTest, LeftBehindStoreIsListedAndRecoveredIntoADocument) {
   const auto dead = std::find_if(stores.begin(), stores.end(), [](const auto& d) { return !StoreOwnerAlive(d); });
   ASSERT_NE(dead, stores.end());
   EXPECT_EQ(dead->store_path, left);
+  ASSERT_EQ(FindLeftBehindStores(dir.str()).size(), 1u);
   EXPECT_EQ(dead->frames, 5);
   EXPECT_TRUE(dead->has_alpha);
   EXPECT_THAT([&] { DiskFrameStore::OpenLeftBehind(host.store_path()); },

@@ -265,6 +265,12 @@ std::vector<StoreDescription> FindStores(const std::string& folder) {
   return found;
 }
 
+std::vector<StoreDescription> FindLeftBehindStores(const std::string& folder) {
+  std::vector<StoreDescription> stores = FindStores(folder);
+  std::erase_if(stores, [](const StoreDescription& d) { return StoreOwnerAlive(d); });
+  return stores;
+}
+
 bool StoreOwnerAlive(const StoreDescription& d) {
   if (d.pid <= 0) return false;
   if (::kill(static_cast<pid_t>(d.pid), 0) != 0 && errno != EPERM) return false;

@@ -72,6 +72,8 @@ class DiskFrameStore final : public FrameStore {
 StoreDescription ReadStoreDescription(const std::string& path);
 // Every store with a readable sidecar in `folder`, oldest first.
 std::vector<StoreDescription> FindStores(const std::string& folder);
+// The stores in `folder` whose owning process has ended: what a crash left behind.
+std::vector<StoreDescription> FindLeftBehindStores(const std::string& folder);
 // True while the process that made the store is still running.
 bool StoreOwnerAlive(const StoreDescription& d);
 // Deletes a left-behind store and its sidecar; refuses while the owner is alive.
