@@ -28,9 +28,22 @@ void Say(const std::string& line);
 int32_t ReadBmpSequenceIntoHost(EmbeddedHost& host, const std::string& firstFile,
                                 std::optional<std::pair<int32_t, int32_t>> size);
 
+// Options every command that opens a document accepts.
+struct DocumentOptions {
+  std::string alpha_mask;  // --alpha FILE: a greyscale image of the frame size as every frame's alpha
+  int32_t alpha_bits = 0;  // --alphabits N: the document's alpha-bits flag
+  // BMP input only: the frame size the pictures are fitted to (default: the first picture's).
+  std::optional<std::pair<int32_t, int32_t>> bmp_size;
+};
+void AddDocumentOptions(CLI::App* cmd, DocumentOptions& options);
+// Opens `path` in the host (.bmp pictures and sequences through the BMP reader), then applies
+// the options (mask size checked against the frames).
+void OpenDocumentWithOptions(EmbeddedHost& host, const std::string& path, const DocumentOptions& options);
+
 void AddNewCommand(CLI::App& app);
 void AddInfoCommand(CLI::App& app);
 void AddConvertCommand(CLI::App& app);
 void AddDemoCommand(CLI::App& app);
+void AddRecoverCommand(CLI::App& app);
 
 }  // namespace tessfx::cli

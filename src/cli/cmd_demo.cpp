@@ -44,7 +44,9 @@ std::string EnsureDemoAnimation() {
 void AddDemoCommand(CLI::App& app) {
   auto* cmd = app.add_subcommand("demo", "Run the editor's demo on the built-in demo animation");
   auto out_dir = std::make_shared<std::string>("tessfx-demo-output");
+  auto options = std::make_shared<DocumentOptions>();
   cmd->add_option("--output", *out_dir, "Folder for the headless demo's result")->capture_default_str();
+  AddDocumentOptions(cmd, *options);
   cmd->callback([=] {
     const std::string demo = EnsureDemoAnimation();
     Say("demo animation: " + demo);
@@ -52,7 +54,7 @@ void AddDemoCommand(CLI::App& app) {
     std::filesystem::create_directories(*out_dir, ec);
     if (ec) Fail(ErrorKind::CantCreate, "cannot create " + *out_dir + ": " + ec.message());
     auto host = MakeHost();
-    host->OpenDocument(demo);
+    OpenDocumentWithOptions(*host, demo, *options);
     const std::string out = JoinPath(*out_dir, "demo.tsa");
     host->SaveDocument(out);
     Say("wrote " + out);

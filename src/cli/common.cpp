@@ -2,6 +2,7 @@
 #include <iostream>
 
 #include "cli/cli.h"
+#include "media/file_util.h"
 #include "core/error.h"
 
 namespace tessfx::cli {
@@ -22,5 +23,21 @@ std::pair<int32_t, int32_t> ParseSize(const std::string& text) {
 std::unique_ptr<EmbeddedHost> MakeHost() { return std::make_unique<EmbeddedHost>(EmbeddedHostOptions{}); }
 
 void Say(const std::string& line) { std::cout << line << std::endl; }
+
+void AddDocumentOptions(CLI::App* cmd, DocumentOptions& options) {
+  cmd->add_option("--alpha", options.alpha_mask, "Greyscale image of the frame size used as every frame's alpha");
+  cmd->add_option("--alphabits", options.alpha_bits, "The document's alpha-bits flag (0 off)")
+      ->check(CLI::NonNegativeNumber)
+      ->capture_default_str();
+}
+
+void OpenDocumentWithOptions(EmbeddedHost& host, const std::string& path, const DocumentOptions& options) {
+  if (LowerExtension(path) == ".bmp")
+    ReadBmpSequenceIntoHost(host, path, options.bmp_size);
+  else
+    host.OpenDocument(path);
+  if (!options.alpha_mask.empty()) host.LoadAlphaMask(options.alpha_mask);
+  host.set_alpha_bits(options.alpha_bits);
+}
 
 }  // namespace tessfx::cli

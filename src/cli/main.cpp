@@ -12,6 +12,7 @@ int main(int argc, char** argv) {
   tessfx::cli::AddInfoCommand(app);
   tessfx::cli::AddConvertCommand(app);
   tessfx::cli::AddDemoCommand(app);
+  tessfx::cli::AddRecoverCommand(app);
   try {
     app.parse(argc, argv);
   } catch (const CLI::CallForHelp& e) {

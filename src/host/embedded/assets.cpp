@@ -1,9 +1,15 @@
 #include "host/embedded/assets.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
+#include <sstream>
 
 #include "core/convert.h"
+#include "core/error.h"
+#include "media/file_util.h"
+#include "media/image_io.h"
+#include "media/test_patterns.h"
 
 namespace tessfx {
 namespace {
@@ -87,60 +93,227 @@ std::array<Plane, 4> DefaultBrush() {
       const double a = d >= 1 ? 0 : 0.5 * (1 + std::cos(d * M_PI));
       b[3][y][x] = RoundToByte(255 * a);
     }
+  ReplicateEdges(b[3]);
   return b;
 }
 
+
+std::vector<uint8_t> ReadGradientFile(const std::string& path) {
+  InputFile file(path);
+  const int64_t size = file.Size();
+  if (size > kMaxGradientFileBytes)
+    Fail(ErrorKind::BadData, path + ": too large for a gradient (" + std::to_string(size) + " bytes)");
+  std::string text(static_cast<size_t>(size), '\0');
+  file.ReadExactly(0, text.data(), text.size());
+
+  std::vector<ColourStop> stops;
+  std::istringstream lines(text);
+  std::string line;
+  for (int32_t number = 1; std::getline(lines, line); ++number) {
+    if (const size_t hash = line.find('#'); hash != std::string::npos) line.erase(hash);
+    std::istringstream fields(line);
+    std::vector<std::string> words;
+    for (std::string w; fields >> w;) words.push_back(w);
+    if (words.empty()) continue;
+    const std::string where = path + " line " + std::to_string(number) + ": ";
+    if (words.size() != 4) Fail(ErrorKind::BadData, where + "expected \"position red green blue\"");
+    double values[4];
+    for (size_t i = 0; i < 4; ++i) {
+      const char* first = words[i].data();
+      const char* last = first + words[i].size();
+      auto [end, ec] = std::from_chars(first, last, values[i]);
+      if (ec != std::errc() || end != last || !std::isfinite(values[i]))
+        Fail(ErrorKind::BadData, where + "\"" + words[i] + "\" is not a number");
+    }
+    if (values[0] < 0.0 || values[0] > 1.0) Fail(ErrorKind::BadData, where + "position must be within 0..1");
+    if (!stops.empty() && values[0] < stops.back().position)
+      Fail(ErrorKind::BadData, where + "positions must not decrease");
+    uint8_t rgb[3];
+    for (size_t i = 0; i < 3; ++i) {
+      const double v = values[i + 1];
+      if (v < 0.0 || v > 255.0 || v != std::floor(v))
+        Fail(ErrorKind::BadData, where + "colour components are whole numbers 0..255");
+      rgb[i] = static_cast<uint8_t>(RoundHalfEven(v));
+    }
+    stops.push_back({values[0], rgb[0], rgb[1], rgb[2]});
+  }
+  if (stops.empty()) Fail(ErrorKind::BadData, path + ": no colour stops (lines \"position red green blue\")");
+  return GradientFromStops(stops);
+}
+
+std::array<Plane, 4> ReadBrushImage(const std::string& path) {
+  RgbaPlanes planes;
+  const ImageInfo info = ReadImage(path, planes);
+  if (info.has_alpha) return planes;
+  // Without alpha the picture is the brush's shape: white paint, as opaque as it is bright.
+  std::array<Plane, 4> brush{Plane(info.width, info.height, 255), Plane(info.width, info.height, 255),
+                             Plane(info.width, info.height, 255), Plane::Uninitialized(info.width, info.height)};
+  for (int32_t y = 0; y <= info.height; ++y)
+    for (int32_t x = 0; x <= info.width; ++x)
+      brush[3][y][x] = RoundToByte(0.299 * planes[0][y][x] + 0.587 * planes[1][y][x] + 0.114 * planes[2][y][x]);
+  return brush;
+}
+
+FlareSettings FlareSettings::Clamped() const {
+  auto strength = [](float v) { return std::isfinite(v) ? std::clamp(v, 0.0f, kMaxFlareStrength) : 1.0f; };
+  FlareSettings s;
+  s.glow = strength(glow);
+  s.rays = strength(rays);
+  s.halo = strength(halo);
+  s.ghosts = strength(ghosts);
+  s.ray_count = std::clamp(ray_count, 0, kMaxFlareRays);
+  return s;
+}
+
+namespace {
+
+// Contributions below this many levels are skipped. Five components stay below half a
+// level together, so skipping them cannot change a rounded sample.
+constexpr float kNegligible = 0.1f / 255.0f;
+
+// exp(-k d) < threshold / strength beyond this d.
+float DecayRadius(float strength, float k) {
+  return strength <= kNegligible ? 0.0f : std::log(strength / kNegligible) / k;
+}
+
+struct Ghost {
+  float t;       // position along the line: 0 the source, 1 the frame centre, 2 the mirror point
+  float radius;  // in flare size units
+  float r, g, b;
+  float strength;
+};
+
+// Soft disc with a brighter rim, in units of the radius.
+inline float GhostProfile(float q) {
+  if (q >= 1.12f) return 0.0f;
+  const float edge = q <= 0.88f ? 1.0f : (1.12f - q) / 0.24f;
+  const float q2 = q * q;
+  return (0.55f + 0.45f * q2 * q2) * edge * edge * (3.0f - 2.0f * edge);
+}
+
+}  // namespace
+
 void DrawLensFlare(Plane& r, Plane& g, Plane& b, float scale, float x, float y, float angle,
-                   const FlareSettings& s) {
+                   const FlareSettings& settings) {
   const int32_t w = r.width(), h = r.height();
-  if (w <= 0 || h <= 0) return;
-  const double size = std::max(1.0, static_cast<double>(std::min(w, h)) * 0.08 * std::max(0.05f, scale));
-  const double cx = w / 2.0, cy = h / 2.0;
-  const double vx = cx - x, vy = cy - y;  // from the flare through the frame centre
-  struct Ghost {
-    double t, radius, cr, cg, cb;
-  };
-  const Ghost ghosts[] = {{0.5, 0.35, 0.4, 1.0, 0.5},  {0.9, 0.2, 0.3, 0.5, 1.0}, {1.25, 0.55, 1.0, 0.6, 0.3},
-                          {1.6, 0.25, 0.8, 0.3, 1.0}, {2.0, 0.8, 0.3, 0.9, 0.9}};
-  const double rad = angle * M_PI / 180.0;
-  for (int32_t py = 0; py < h; ++py) {
-    for (int32_t px = 0; px < w; ++px) {
-      const double dx = px - x, dy = py - y;
-      const double d = std::hypot(dx, dy) / size;
-      double add_r = 0, add_g = 0, add_b = 0;
-      // Central glow: a bright core with a warm falloff.
-      const double glow = s.glow * (std::exp(-d * d * 4.0) * 1.0 + std::exp(-d * 0.9) * 0.35);
-      add_r += glow * 1.0;
-      add_g += glow * 0.92;
-      add_b += glow * 0.8;
-      // Rays: thin spokes fading with distance.
-      const double theta = std::atan2(dy, dx) + rad;
-      const double spoke = std::pow(std::abs(std::cos(theta * s.ray_count / 2.0)), 60.0);
-      const double ray = s.rays * spoke * std::exp(-d * 0.35) * 0.6;
-      add_r += ray;
-      add_g += ray;
-      add_b += ray;
-      // Halo ring around the source.
-      const double ring = s.halo * std::exp(-std::pow((d - 3.0) / 0.25, 2.0)) * 0.25;
-      add_r += ring * 0.6;
-      add_g += ring * 0.8;
-      add_b += ring * 1.0;
-      // Ghosts along the line through the centre.
-      for (const Ghost& gh : ghosts) {
-        const double gx = x + vx * gh.t, gy = y + vy * gh.t;
-        const double gd = std::hypot(px - gx, py - gy) / (size * gh.radius * 2.0);
-        if (gd < 1.2) {
-          const double k = s.ghosts * 0.22 * (gd < 1.0 ? 1.0 - 0.5 * gd * gd : std::max(0.0, (1.2 - gd) / 0.2 * 0.5));
-          add_r += k * gh.cr;
-          add_g += k * gh.cg;
-          add_b += k * gh.cb;
+  if (w <= 0 || h <= 0 || !std::isfinite(scale) || !std::isfinite(x) || !std::isfinite(y)) return;
+  const FlareSettings s = settings.Clamped();
+  const float size = std::max(1.0f, static_cast<float>(std::min(w, h)) * 0.08f * std::clamp(scale, 0.05f, 20.0f));
+  const float inv_size = 1.0f / size;
+  const float rot = std::isfinite(angle) ? angle * static_cast<float>(M_PI) / 180.0f : 0.0f;
+
+  // Angular profile of the rays, one entry per step of angle: each ray's weight and its
+  // radial decay (rays differ in length so the star does not look stamped).
+  constexpr int kSteps = 4096;
+  constexpr float kTwoPi = 2.0f * static_cast<float>(M_PI);
+  std::vector<float> ray_weight(kSteps, 0.0f), ray_decay(kSteps, 1.0f);
+  float longest = 0.0f;
+  if (s.ray_count > 0 && s.rays > 0.0f) {
+    const float spacing = kTwoPi / static_cast<float>(s.ray_count);
+    for (int32_t i = 0; i < s.ray_count; ++i) {
+      const float length = 0.65f + 0.6f * static_cast<float>(Hash(static_cast<uint32_t>(i), 17, 5) & 0xFF) / 255.0f;
+      longest = std::max(longest, length);
+      const float centre = static_cast<float>(i) * spacing + rot;
+      for (int k = 0; k < kSteps; ++k) {
+        float delta = std::remainder(static_cast<float>(k) * kTwoPi / kSteps - centre, kTwoPi);
+        // Narrow core with a faint wider skirt; 0.012 rad is about a pixel at 80 px out.
+        const float wgt = std::exp(-delta * delta / (2 * 0.012f * 0.012f)) + 0.15f * std::exp(-delta * delta / (2 * 0.05f * 0.05f));
+        if (wgt > ray_weight[k]) {
+          ray_weight[k] = wgt;
+          ray_decay[k] = 0.55f / length;
         }
       }
-      r[py][px] = RoundToByte(r[py][px] + 255.0 * add_r);
-      g[py][px] = RoundToByte(g[py][px] + 255.0 * add_g);
-      b[py][px] = RoundToByte(b[py][px] + 255.0 * add_b);
     }
   }
+
+  const float glow_core = s.glow * 1.0f, glow_outer = s.glow * 0.45f;
+  const float ray_strength = s.rays * 0.55f;
+  const float halo_strength = s.halo * 0.22f;
+  const float glow_radius = std::max(DecayRadius(glow_outer, 0.75f), std::sqrt(std::max(0.0f, std::log(glow_core / kNegligible) / 4.0f)));
+  const float ray_radius = longest > 0.0f ? DecayRadius(ray_strength * 1.15f, 0.55f / longest) : 0.0f;
+  constexpr float kHaloRadius = 3.0f, kHaloWidth = 0.22f;
+  const float halo_reach = halo_strength > kNegligible ? kHaloWidth * std::sqrt(std::log(halo_strength / kNegligible)) : 0.0f;
+  const float halo_outer = halo_reach > 0 ? kHaloRadius + 0.1f + halo_reach : 0.0f;
+  const float halo_inner = std::max(0.0f, kHaloRadius - 0.1f - halo_reach);
+  const float reach = std::max({glow_radius, ray_radius, halo_outer}) * size;
+
+  // Source: glow, rays and halo, only within the box where they are not negligible.
+  const int32_t y0 = std::max(0, FloorToInt(y - reach)), y1 = std::min(h - 1, FloorToInt(y + reach) + 1);
+  const int32_t x0 = std::max(0, FloorToInt(x - reach)), x1 = std::min(w - 1, FloorToInt(x + reach) + 1);
+  for (int32_t py = y0; py <= y1; ++py) {
+    uint8_t *rr = r[py], *gg = g[py], *bb = b[py];
+    const float dy = (static_cast<float>(py) - y) * inv_size;
+    for (int32_t px = x0; px <= x1; ++px) {
+      const float dx = (static_cast<float>(px) - x) * inv_size;
+      const float d = std::sqrt(dx * dx + dy * dy);
+      float ar = 0, ag = 0, ab = 0;
+      if (d < glow_radius) {
+        const float glow = glow_core * std::exp(-4.0f * d * d) + glow_outer * std::exp(-0.75f * d);
+        ar += glow;
+        ag += glow * 0.9f;
+        ab += glow * 0.75f;
+      }
+      if (d < ray_radius) {
+        float a = std::atan2(dy, dx);
+        if (a < 0) a += kTwoPi;
+        const int k = std::min(kSteps - 1, static_cast<int>(a * (kSteps / kTwoPi)));
+        const float wgt = ray_weight[static_cast<size_t>(k)];
+        if (wgt > 1e-3f) {
+          // Rays start thin at the core: a smooth ramp keeps the centre from becoming a spike.
+          const float ramp = d < 0.5f ? d * 2.0f : 1.0f;
+          const float ray = ray_strength * wgt * ramp * std::exp(-d * ray_decay[static_cast<size_t>(k)]);
+          ar += ray;
+          ag += ray * 0.95f;
+          ab += ray * 0.9f;
+        }
+      }
+      if (d > halo_inner && d < halo_outer) {
+        // Slightly different radii per colour give the ring its rainbow edge.
+        const float er = (d - kHaloRadius - 0.1f) / kHaloWidth, eg = (d - kHaloRadius) / kHaloWidth,
+                    eb = (d - kHaloRadius + 0.1f) / kHaloWidth;
+        ar += halo_strength * 0.7f * std::exp(-er * er);
+        ag += halo_strength * 0.8f * std::exp(-eg * eg);
+        ab += halo_strength * 1.0f * std::exp(-eb * eb);
+      }
+      rr[px] = RoundToByteF(static_cast<float>(rr[px]) + 255.0f * ar);
+      gg[px] = RoundToByteF(static_cast<float>(gg[px]) + 255.0f * ag);
+      bb[px] = RoundToByteF(static_cast<float>(bb[px]) + 255.0f * ab);
+    }
+  }
+
+  // Ghosts: a row of tinted discs on the line from the source through the frame centre.
+  static constexpr Ghost kGhosts[] = {
+      {0.35f, 0.25f, 1.0f, 0.8f, 0.4f, 0.22f}, {0.6f, 0.5f, 0.4f, 1.0f, 0.5f, 0.16f},
+      {0.85f, 0.15f, 0.5f, 0.6f, 1.0f, 0.32f}, {1.2f, 0.9f, 0.3f, 0.5f, 1.0f, 0.10f},
+      {1.45f, 0.35f, 1.0f, 0.5f, 0.3f, 0.18f}, {1.7f, 0.2f, 0.8f, 0.4f, 1.0f, 0.26f},
+      {2.0f, 1.3f, 0.3f, 0.9f, 0.8f, 0.08f},
+  };
+  if (s.ghosts > 0.0f) {
+    const float vx = static_cast<float>(w) / 2.0f - x, vy = static_cast<float>(h) / 2.0f - y;
+    for (const Ghost& gh : kGhosts) {
+      const float gx = x + vx * gh.t, gy = y + vy * gh.t;
+      const float radius = gh.radius * size;
+      const float k = s.ghosts * gh.strength;
+      const float inv_r = 1.0f / radius;
+      const int32_t gy0 = std::max(0, FloorToInt(gy - radius * 1.12f)), gy1 = std::min(h - 1, FloorToInt(gy + radius * 1.12f) + 1);
+      const int32_t gx0 = std::max(0, FloorToInt(gx - radius * 1.12f)), gx1 = std::min(w - 1, FloorToInt(gx + radius * 1.12f) + 1);
+      for (int32_t py = gy0; py <= gy1; ++py) {
+        uint8_t *rr = r[py], *gg = g[py], *bb = b[py];
+        const float dy = (static_cast<float>(py) - gy) * inv_r;
+        for (int32_t px = gx0; px <= gx1; ++px) {
+          const float dx = (static_cast<float>(px) - gx) * inv_r;
+          const float p = GhostProfile(std::sqrt(dx * dx + dy * dy)) * k * 255.0f;
+          if (p <= 0.0f) continue;
+          rr[px] = RoundToByteF(static_cast<float>(rr[px]) + p * gh.r);
+          gg[px] = RoundToByteF(static_cast<float>(gg[px]) + p * gh.g);
+          bb[px] = RoundToByteF(static_cast<float>(bb[px]) + p * gh.b);
+        }
+      }
+    }
+  }
+  ReplicateEdges(r);
+  ReplicateEdges(g);
+  ReplicateEdges(b);
 }
 
 }  // namespace tessfx

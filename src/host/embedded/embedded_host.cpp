@@ -1,22 +1,63 @@
 #include "host/embedded/embedded_host.h"
 
 #include <algorithm>
+#include <charconv>
 
+#include "core/convert.h"
 #include "core/error.h"
 #include "host/embedded/assets.h"
+#include "host/embedded/disk_frame_store.h"
+#include "media/image_io.h"
+#include "media/test_patterns.h"
 #include "media/tsa.h"
 
 namespace tessfx {
 
+namespace {
+
+constexpr const char* kApp = "tessfx";
+constexpr const char* kFlareSection = "LensFlare";
+constexpr const char* kHostSection = "Host";
+
+float SettingFloat(const SettingsStore& s, const char* key, float fallback) {
+  const std::string text = s.Get(kApp, kFlareSection, key, "");
+  float v = fallback;
+  const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), v);
+  return ec == std::errc() && end == text.data() + text.size() && !text.empty() ? v : fallback;
+}
+
+FlareSettings LoadFlareSettings(const SettingsStore& s) {
+  FlareSettings f;
+  f.glow = SettingFloat(s, "glow", f.glow);
+  f.rays = SettingFloat(s, "rays", f.rays);
+  f.halo = SettingFloat(s, "halo", f.halo);
+  f.ghosts = SettingFloat(s, "ghosts", f.ghosts);
+  f.ray_count = RoundHalfEven(SettingFloat(s, "ray_count", static_cast<float>(f.ray_count)));
+  return f.Clamped();
+}
+
+std::string FloatText(float v) {
+  char text[32];
+  const auto [end, ec] = std::to_chars(text, text + sizeof text, v);
+  return ec == std::errc() ? std::string(text, end) : "0";
+}
+
+}  // namespace
+
 EmbeddedHost::EmbeddedHost(EmbeddedHostOptions options)
-    : temp_dir_(options.temp_dir.empty() ? DefaultTempDir() : options.temp_dir), settings_(options.settings_path) {
+    : temp_dir_(options.temp_dir.empty() ? DefaultTempDir() : options.temp_dir),
+      settings_(options.settings_path),
+      memory_store_(options.memory_store) {
   NewAnimation(options.width, options.height, options.frames);
   modified_ = false;
   paper_ = DefaultPaper();
   brush_ = DefaultBrush();
   gradients_ = DefaultGradients();
+  flare_ = LoadFlareSettings(settings_);
+  wallpaper_ = settings_.Get(kApp, kHostSection, "wallpaper", "");
 }
 
+// Members go in reverse order: the store (and with it its file) is removed here.
 EmbeddedHost::~EmbeddedHost() = default;
 
 void EmbeddedHost::AddObserver(HostObserver* o) {
@@ -25,57 +66,121 @@ void EmbeddedHost::AddObserver(HostObserver* o) {
 
 void EmbeddedHost::RemoveObserver(HostObserver* o) { observers_.erase(std::remove(observers_.begin(), observers_.end(), o), observers_.end()); }
 
-void EmbeddedHost::NewAnimation(int32_t width, int32_t height, int32_t frames) {
+std::unique_ptr<FrameStore> EmbeddedHost::MakeStore(int32_t width, int32_t height, int32_t frames) const {
   if (frames < 1 || frames > kMaxFrames)
     Fail(ErrorKind::Usage, "frame count " + std::to_string(frames) + " is outside 1.." + std::to_string(kMaxFrames));
+  if (width < 1 || height < 1)
+    Fail(ErrorKind::Usage, "frame size " + std::to_string(width) + "x" + std::to_string(height) + " is not valid");
   PlaneBytes(width, height);
-  store_ = std::make_unique<MemoryFrameStore>(width, height, frames);
-  document_path_.clear();
+  if (memory_store_) return std::make_unique<MemoryFrameStore>(width, height, frames);
+  return DiskFrameStore::Create(temp_dir_, width, height, frames);
+}
+
+std::string EmbeddedHost::store_path() const {
+  const auto* disk = dynamic_cast<const DiskFrameStore*>(store_.get());
+  return disk ? disk->path() : std::string();
+}
+
+void EmbeddedHost::UpdateStoreDescription() {
+  if (auto* disk = dynamic_cast<DiskFrameStore*>(store_.get())) disk->Describe(document_path_, alpha_bits_, has_alpha_);
+}
+
+void EmbeddedHost::Replace(std::unique_ptr<FrameStore> store, const std::string& path, const DocumentInfo& info) {
+  store_ = std::move(store);  // the previous document's store is removed here
+  document_path_ = path;
+  document_info_ = info;
+  has_alpha_ = info.has_alpha;
   current_ = 0;
-  modified_ = true;
+  modified_ = false;
+  UpdateStoreDescription();
   ResetSwap();
   Notify([](HostObserver& o) { o.OnAnimationReplaced(); });
+}
+
+void EmbeddedHost::NewAnimation(int32_t width, int32_t height, int32_t frames) {
+  auto store = MakeStore(width, height, frames);
+  DocumentInfo info;
+  info.format = "tsa";
+  info.width = width;
+  info.height = height;
+  info.frames = frames;
+  Replace(std::move(store), "", info);
+  modified_ = true;
 }
 
 void EmbeddedHost::AdoptStore(std::unique_ptr<FrameStore> store, const std::string& path) {
-  store_ = std::move(store);
-  document_path_ = path;
-  current_ = 0;
-  modified_ = false;
-  ResetSwap();
-  Notify([](HostObserver& o) { o.OnAnimationReplaced(); });
+  DocumentInfo info;
+  info.format = "tsa";
+  info.width = store->width();
+  info.height = store->height();
+  info.frames = store->frames();
+  info.first_file = info.last_file = path;
+  Replace(std::move(store), path, info);
 }
 
 void EmbeddedHost::OpenDocument(const std::string& path) {
-  TsaReader reader(path);  // validates everything before the current document is touched
-  const TsaHeader& h = reader.header();
-  auto store = std::make_unique<MemoryFrameStore>(h.width, h.height, h.frames);
-  Plane plane;
-  for (int32_t f = 0; f < h.frames; ++f)
-    for (Channel c : {Channel::R, Channel::G, Channel::B}) {
-      reader.ReadPlane(f, c, plane);
-      store->Write(f, c, plane);
-    }
-  // A .tsa carries no alpha: frames get a fully selected alpha plane (the store's default).
-  AdoptStore(std::move(store), path);
+  DocumentInfo info;
+  // The new store is filled completely before the current document is touched.
+  auto store = LoadDocument(
+      path, [this](int32_t w, int32_t h, int32_t n) { return MakeStore(w, h, n); }, info);
+  Replace(std::move(store), path, info);
 }
 
-void EmbeddedHost::SaveDocument(const std::string& path) {
-  TsaWriter writer(path, store_->width(), store_->height(), store_->frames());
-  Plane plane;
-  for (int32_t f = 0; f < store_->frames(); ++f)
-    for (Channel c : {Channel::R, Channel::G, Channel::B}) {
-      store_->Read(f, c, plane);
-      writer.WritePlane(f, c, plane);
-    }
-  writer.Commit();
+void EmbeddedHost::SaveDocument(const std::string& path, int64_t first_number) {
+  SaveRequest request;
+  request.current_frame = current_;
+  request.with_alpha = has_alpha_;
+  request.first_number = first_number;
+  const DocumentKind kind = SaveDocumentFile(*store_, path, request);
+  // A single image of a longer animation is an export: the document stays as it was.
+  if (kind == DocumentKind::Image && store_->frames() > 1) return;
   document_path_ = path;
   modified_ = false;
+  UpdateStoreDescription();
+}
+
+void EmbeddedHost::RecoverStore(const std::string& path) {
+  auto old = DiskFrameStore::OpenLeftBehind(path);
+  const StoreDescription& d = old->description();
+  auto store = MakeStore(d.width, d.height, d.frames);
+  Plane plane;
+  for (int32_t f = 0; f < d.frames; ++f)
+    for (int c = 0; c < (d.has_alpha ? 4 : 3); ++c) {
+      old->Read(f, static_cast<Channel>(c), plane);
+      store->Write(f, static_cast<Channel>(c), plane);
+    }
+  DocumentInfo info;
+  info.format = "tsa";
+  info.width = d.width;
+  info.height = d.height;
+  info.frames = d.frames;
+  info.has_alpha = d.has_alpha;
+  alpha_bits_ = d.alpha_bits;
+  Replace(std::move(store), d.source, info);
+  modified_ = true;  // nothing of it is saved yet
+}
+
+void EmbeddedHost::LoadAlphaMask(const std::string& path) {
+  const Plane mask = ReadGreyImage(path);
+  if (mask.width() != store_->width() || mask.height() != store_->height())
+    Fail(ErrorKind::BadData, path + ": mask size " + std::to_string(mask.width()) + "x" +
+                                 std::to_string(mask.height()) + " differs from the frame size " +
+                                 std::to_string(store_->width()) + "x" + std::to_string(store_->height()));
+  for (int32_t f = 0; f < store_->frames(); ++f) WriteFramePlane(f, Channel::A, mask);
+}
+
+void EmbeddedHost::set_alpha_bits(int32_t flag) {
+  alpha_bits_ = flag;
+  UpdateStoreDescription();
 }
 
 void EmbeddedHost::WriteFramePlane(int32_t frame, Channel c, const Plane& src) {
   store_->Write(frame, c, src);
   modified_ = true;
+  if (c == Channel::A && !has_alpha_) {
+    has_alpha_ = true;
+    UpdateStoreDescription();
+  }
   Notify([frame](HostObserver& o) { o.OnFrameWritten(frame); });
 }
 
@@ -150,11 +255,44 @@ void EmbeddedHost::SetSwapImage(const Plane& r, const Plane& g, const Plane& b) 
   }
 }
 
+void EmbeddedHost::LoadSwapImage(const std::string& path) {
+  RgbaPlanes image;
+  ReadImage(path, image);
+  for (int c = 0; c < 3; ++c) {
+    swap_[c] = Plane(store_->width(), store_->height());
+    ResampleTsaPlane(image[static_cast<size_t>(c)], swap_[c], store_->width(), store_->height());
+    ReplicateEdges(swap_[c]);
+  }
+}
+
 void EmbeddedHost::CopyFrameToSwap() {
   for (int c = 0; c < 3; ++c) store_->Read(current_, static_cast<Channel>(c), swap_[c]);
 }
 
 void EmbeddedHost::SetPaper(Plane height_plane) { paper_ = std::move(height_plane); }
+
+void EmbeddedHost::LoadPaper(const std::string& path) { paper_ = ReadGreyImage(path); }
+
+void EmbeddedHost::LoadBrush(const std::string& path) { brush_ = ReadBrushImage(path); }
+
+void EmbeddedHost::LoadGradient(int index, const std::string& path) {
+  if (index < 0 || index > 7) Fail(ErrorKind::Usage, "gradient index must be 0..7");
+  SetGradient(index, ReadGradientFile(path));
+}
+
+void EmbeddedHost::SetWallpaper(const std::string& path) {
+  wallpaper_ = path;
+  settings_.Save(kApp, kHostSection, "wallpaper", path);
+}
+
+void EmbeddedHost::SetFlareSettings(const FlareSettings& s) {
+  flare_ = s.Clamped();
+  settings_.Save(kApp, kFlareSection, "glow", FloatText(flare_.glow));
+  settings_.Save(kApp, kFlareSection, "rays", FloatText(flare_.rays));
+  settings_.Save(kApp, kFlareSection, "halo", FloatText(flare_.halo));
+  settings_.Save(kApp, kFlareSection, "ghosts", FloatText(flare_.ghosts));
+  settings_.Save(kApp, kFlareSection, "ray_count", std::to_string(flare_.ray_count));
+}
 
 void EmbeddedHost::SetBrush(Plane r, Plane g, Plane b, Plane a) {
   brush_ = {std::move(r), std::move(g), std::move(b), std::move(a)};
@@ -173,7 +311,7 @@ std::vector<uint8_t> EmbeddedHost::Tes_GetGradient(int16_t index) {
 
 void EmbeddedHost::Tes_RenderLensFlare(float scale, float x, float y, float angle, int16_t, int16_t, int16_t) {
   Plane r = ReadCurrent(Channel::R), g = ReadCurrent(Channel::G), b = ReadCurrent(Channel::B);
-  DrawLensFlare(r, g, b, scale, x, y, angle, FlareSettings{});
+  DrawLensFlare(r, g, b, scale, x, y, angle, flare_);
   WriteCurrent(Channel::R, r);
   WriteCurrent(Channel::G, g);
   WriteCurrent(Channel::B, b);

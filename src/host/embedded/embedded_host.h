@@ -1,13 +1,20 @@
 #pragma once
 // The embedded document host: an animation of 1..10000 frames of one size, the current
 // frame, the swap image, paper, brush, gradients, lens flare and the saved settings, served
-// through the host interface. Documents are opened from and saved to files; edits change
-// the frame store and only Save writes a file.
+// through the host interface.
+//
+// Frames live in a store file in the temporary folder (DiskFrameStore), so memory use does
+// not depend on the number of frames. The document is separate from its file: opening
+// streams the file into a fresh store, edits change the store, and only Save writes a file
+// (under a temporary name, then renamed). The store goes away when the document closes;
+// one left behind by a crash can be recovered (RecoverStore).
 #include <array>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "host/embedded/assets.h"
+#include "host/embedded/document_io.h"
 #include "host/embedded/frame_store.h"
 #include "host/embedded/settings_store.h"
 #include "host/host.h"
@@ -20,6 +27,7 @@ struct EmbeddedHostOptions {
   int32_t width = 320;        // the blank animation the host starts with
   int32_t height = 240;
   int32_t frames = 1;
+  bool memory_store = false;  // keep frames in memory instead of a store file (tests)
 };
 
 class EmbeddedHost final : public TessalineHost {
@@ -28,15 +36,28 @@ class EmbeddedHost final : public TessalineHost {
   ~EmbeddedHost() override;
 
   // ---- document ----
+  // A blank animation (black, alpha 255). Sizes are checked before anything is made.
   void NewAnimation(int32_t width, int32_t height, int32_t frames);
-  // Opens an animation document (.tsa). Throws an Error naming the file; the current
-  // document is kept when opening fails.
+  // Opens a document: an animation (.tsa), an image sequence (pattern such as
+  // "f.####.png" or "f.%04d.png", or a first numbered file) or a single image. Throws an
+  // Error naming the file at fault; the current document is kept when opening fails.
   void OpenDocument(const std::string& path);
-  // Saves the document (.tsa) under a temporary name, then renames it into place.
-  void SaveDocument(const std::string& path);
+  // Saves to a .tsa, to a sequence pattern (all frames, numbered from `first_number`) or to
+  // a single image (the current frame; a one-frame document then takes that file name).
+  void SaveDocument(const std::string& path, int64_t first_number = 1);
+  // Turns a store left behind by a crashed process (store or sidecar path) into the
+  // current document, unsaved. The left-behind store itself is not changed.
+  void RecoverStore(const std::string& path);
+  // Loads a greyscale image of the frame size as the alpha plane of every frame.
+  void LoadAlphaMask(const std::string& path);
   const std::string& document_path() const { return document_path_; }
+  const DocumentInfo& document_info() const { return document_info_; }
   bool modified() const { return modified_; }
-  void set_alpha_bits(int32_t flag) { alpha_bits_ = flag; }
+  void set_alpha_bits(int32_t flag);
+  // True when alpha came from a file, a mask or a write: image saves then include it.
+  bool has_alpha() const { return has_alpha_; }
+  // The frame store file, empty for a memory store.
+  std::string store_path() const;
   // Direct frame access for document-level tools (import, export, masks).
   void ReadFramePlane(int32_t frame, Channel c, Plane& dest) const { store_->Read(frame, c, dest); }
   void WriteFramePlane(int32_t frame, Channel c, const Plane& src);
@@ -45,11 +66,20 @@ class EmbeddedHost final : public TessalineHost {
 
   // ---- other host images ----
   void SetSwapImage(const Plane& r, const Plane& g, const Plane& b);  // resized planes of the frame size
+  // Loads any image file as the swap image, resampled (bilinear) to the frame size.
+  void LoadSwapImage(const std::string& path);
   void CopyFrameToSwap();
   void SetPaper(Plane height_plane);
+  void LoadPaper(const std::string& path);  // a greyscale image (colour ones are reduced to luma)
   void SetBrush(Plane r, Plane g, Plane b, Plane a);
+  void LoadBrush(const std::string& path);  // see ReadBrushImage
   void SetGradient(int index, std::vector<uint8_t> table);  // 3 x 256 bytes
-  void SetWallpaper(const std::string& path) { wallpaper_ = path; }
+  void LoadGradient(int index, const std::string& path);  // see ReadGradientFile
+  // The wallpaper file name, kept in the settings store.
+  void SetWallpaper(const std::string& path);
+  // The lens flare's own settings, kept in the settings store.
+  const FlareSettings& flare_settings() const { return flare_; }
+  void SetFlareSettings(const FlareSettings& s);
   bool playing() const { return playing_; }
   // Advances the playing animation by one frame (a window's timer calls it).
   void AdvancePlayback();
@@ -116,6 +146,9 @@ class EmbeddedHost final : public TessalineHost {
   void WriteCurrent(Channel c, const Plane& p);
   Plane SwapPlane(int c);
   void ResetSwap();
+  std::unique_ptr<FrameStore> MakeStore(int32_t width, int32_t height, int32_t frames) const;
+  void Replace(std::unique_ptr<FrameStore> store, const std::string& path, const DocumentInfo& info);
+  void UpdateStoreDescription();
   template <typename F>
   void Notify(F&& f) {
     for (auto* o : std::vector<HostObserver*>(observers_)) f(*o);
@@ -125,9 +158,13 @@ class EmbeddedHost final : public TessalineHost {
   SettingsStore settings_;
   std::unique_ptr<FrameStore> store_;
   std::string document_path_;
+  DocumentInfo document_info_;
   bool modified_ = false;
+  bool memory_store_ = false;
   int32_t current_ = 0;
   int32_t alpha_bits_ = 0;
+  bool has_alpha_ = false;
+  FlareSettings flare_;
   bool playing_ = false;
   std::array<Plane, 3> swap_;
   Plane paper_;

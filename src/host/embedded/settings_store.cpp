@@ -1,11 +1,14 @@
 #include "host/embedded/settings_store.h"
 
+#include <pwd.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <QSettings>
 #include <QString>
 #include <cstdlib>
 #include <filesystem>
+#include <vector>
 
 #include "core/error.h"
 
@@ -16,26 +19,49 @@ QString GroupKey(const std::string& app, const std::string& section, const std::
   return QString::fromStdString(app + "/" + section + "/" + key);
 }
 
+namespace fs = std::filesystem;
+
 std::string EnvOr(const char* name, const std::string& fallback) {
   const char* v = std::getenv(name);
   return (v && *v) ? std::string(v) : fallback;
 }
 
+// XDG base folders must be absolute; a relative value is ignored as the rules require.
+std::string XdgFolder(const char* name) {
+  std::string v = EnvOr(name, "");
+  return fs::path(v).is_absolute() ? v : std::string();
+}
+
+std::string HomeFolder() {
+  std::string home = EnvOr("HOME", "");
+  if (!home.empty()) return home;
+  // No HOME (a service or a cleared environment): the account's home from the user database.
+  std::vector<char> buffer(16384);
+  passwd pw{};
+  passwd* found = nullptr;
+  if (::getpwuid_r(::getuid(), &pw, buffer.data(), buffer.size(), &found) == 0 && found && found->pw_dir &&
+      *found->pw_dir)
+    return found->pw_dir;
+  Fail(ErrorKind::NoInput, "cannot find the home folder: HOME is not set and the user has no home entry");
+}
+
 }  // namespace
 
 std::string SettingsStore::DefaultPath() {
-  std::string dir = EnvOr("TESSFX_CONFIG_DIR", "");
+  fs::path dir = EnvOr("TESSFX_CONFIG_DIR", "");
   if (dir.empty()) {
-    std::string base = EnvOr("XDG_CONFIG_HOME", "");
-    if (base.empty()) base = EnvOr("HOME", "/tmp") + "/.config";
-    dir = base + "/tessfx";
+    fs::path base = XdgFolder("XDG_CONFIG_HOME");
+    if (base.empty()) base = fs::path(HomeFolder()) / ".config";
+    dir = base / "tessfx";
   }
-  return (std::filesystem::path(dir) / "settings.ini").string();
+  return (dir / "settings.ini").string();
 }
 
 SettingsStore::SettingsStore(const std::string& ini_path) : path_(ini_path.empty() ? DefaultPath() : ini_path) {
+  // A missing folder is created; one that cannot be is reported when saving fails.
   std::error_code ec;
-  std::filesystem::create_directories(std::filesystem::path(path_).parent_path(), ec);
+  const fs::path folder = fs::path(path_).parent_path();
+  if (!folder.empty()) fs::create_directories(folder, ec);
   settings_ = std::make_unique<QSettings>(QString::fromStdString(path_), QSettings::IniFormat);
 }
 
@@ -52,16 +78,29 @@ void SettingsStore::Save(const std::string& app, const std::string& section, con
                          const std::string& value) {
   settings_->setValue(GroupKey(app, section, key), QString::fromStdString(value));
   settings_->sync();
+  if (settings_->status() == QSettings::AccessError)
+    Fail(ErrorKind::CantCreate, "cannot write the settings file " + path_);
 }
 
 void SettingsStore::Sync() { settings_->sync(); }
 
 std::string DefaultTempDir() {
   std::string dir = EnvOr("TESSFX_TEMP_DIR", "");
-  if (dir.empty()) dir = EnvOr("TMPDIR", "/tmp") + "/tessfx-" + std::to_string(::getuid());
+  if (dir.empty()) {
+    fs::path base = EnvOr("TMPDIR", "");
+    if (!base.is_absolute()) base = "/tmp";
+    dir = (base / ("tessfx-" + std::to_string(::getuid()))).string();
+  }
+  // Private to the user: frame stores hold the user's pictures.
   std::error_code ec;
-  std::filesystem::create_directories(dir, ec);
+  if (fs::create_directories(dir, ec) && !ec) fs::permissions(dir, fs::perms::owner_all, ec);
   if (ec) Fail(ErrorKind::CantCreate, "cannot create the temporary folder " + dir + ": " + ec.message());
+  struct stat st {};
+  if (::stat(dir.c_str(), &st) != 0 || !S_ISDIR(st.st_mode))
+    Fail(ErrorKind::CantCreate, "the temporary folder " + dir + " is not a folder");
+  // A shared /tmp lets anyone pre-create the name; such a folder is not used.
+  if (st.st_uid != ::getuid())
+    Fail(ErrorKind::CantCreate, "the temporary folder " + dir + " belongs to another user");
   return dir;
 }
 

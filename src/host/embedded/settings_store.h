@@ -1,7 +1,8 @@
 #pragma once
 // The saved-settings store: values by application, section and key, kept in an INI file.
-// The file lives under the user's configuration folder ($XDG_CONFIG_HOME/tessfx/settings.ini,
-// or ~/.config/...), or wherever TESSFX_CONFIG_DIR points (tests use that, never the real home).
+// The file lives under the user's configuration folder ($XDG_CONFIG_HOME/tessfx/settings.ini
+// when that variable holds an absolute path, else ~/.config/tessfx/settings.ini), or wherever
+// TESSFX_CONFIG_DIR points (tests use that, never the real home).
 #include <memory>
 #include <string>
 
@@ -31,7 +32,7 @@ class SettingsStore {
 };
 
 // The per-user temporary folder (TESSFX_TEMP_DIR, else $TMPDIR or /tmp, then "tessfx-<uid>"),
-// created when missing.
+// created private to the user when missing and refused when another user owns it.
 std::string DefaultTempDir();
 
 }  // namespace tessfx
