@@ -16,6 +16,7 @@
 #include <QSpinBox>
 #include <QStatusBar>
 #include <QVBoxLayout>
+#include <functional>
 
 #include "ui/frame_view.h"
 #include "ui/widgets.h"
@@ -117,7 +118,30 @@ void HostWindow::BuildMenus() {
     if (!p.isEmpty()) SaveTo(p);
   }, QKeySequence::SaveAs);
   file->addSeparator();
+  auto load = [this](const QString& title, std::function<void(const std::string&)> fn) {
+    const QString path = QFileDialog::getOpenFileName(this, title, LastFolder(), tr(kImageFilter));
+    if (path.isEmpty()) return;
+    try {
+      fn(path.toStdString());
+      RememberFolder(path);
+      ScheduleRedraw();
+    } catch (const std::exception& e) {
+      ShowError(tr("Cannot load %1").arg(QFileInfo(path).fileName()), e);
+    }
+  };
+  AddMenuAction(file, tr("Load s&wap image..."), [this, load] {
+    load(tr("Load swap image"), [this](const std::string& p) { host_.LoadSwapImage(p); });
+  });
   AddMenuAction(file, tr("Copy frame to s&wap"), [this] { host_.CopyFrameToSwap(); });
+  AddMenuAction(file, tr("Load &paper..."), [this, load] {
+    load(tr("Load paper texture"), [this](const std::string& p) { host_.LoadPaper(p); });
+  });
+  AddMenuAction(file, tr("Load &brush..."), [this, load] {
+    load(tr("Load brush"), [this](const std::string& p) { host_.LoadBrush(p); });
+  });
+  AddMenuAction(file, tr("Load alpha &mask..."), [this, load] {
+    load(tr("Load alpha mask"), [this](const std::string& p) { host_.LoadAlphaMask(p); });
+  });
   file->addSeparator();
   AddMenuAction(file, tr("&Quit"), [this] { close(); }, QKeySequence::Quit);
 }
