@@ -12,6 +12,9 @@ int main(int argc, char** argv) {
   tessfx::cli::AddInfoCommand(app);
   tessfx::cli::AddConvertCommand(app);
   tessfx::cli::AddDemoCommand(app);
+  tessfx::cli::AddRenderCommand(app);
+  tessfx::cli::AddUndoCommand(app);
+  tessfx::cli::AddKeysCommand(app);
   try {
     app.parse(argc, argv);
   } catch (const CLI::CallForHelp& e) {
@@ -22,6 +25,9 @@ int main(int argc, char** argv) {
     if (e.get_exit_code() == 0) return app.exit(e);
     std::cerr << "tessfx: " << e.what() << "\n";
     return static_cast<int>(tessfx::ErrorKind::Usage);
+  } catch (const tessfx::cli::ExitStatus& e) {
+    std::cerr << "tessfx: " << e.message << "\n";
+    return e.code;
   } catch (const tessfx::Error& e) {
     std::cerr << "tessfx: " << e.what() << "\n";
     return static_cast<int>(e.kind());
