@@ -45,5 +45,14 @@ void AddInfoCommand(CLI::App& app);
 void AddConvertCommand(CLI::App& app);
 void AddDemoCommand(CLI::App& app);
 void AddRecoverCommand(CLI::App& app);
+void AddRenderCommand(CLI::App& app);
+void AddUndoCommand(CLI::App& app);
+void AddKeysCommand(CLI::App& app);
+
+// Ends a command with a given exit status after `message` (an interrupted render: 130).
+struct ExitStatus {
+  int code;
+  std::string message;
+};
 
 }  // namespace tessfx::cli

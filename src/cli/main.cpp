@@ -13,6 +13,9 @@ int main(int argc, char** argv) {
   tessfx::cli::AddConvertCommand(app);
   tessfx::cli::AddDemoCommand(app);
   tessfx::cli::AddRecoverCommand(app);
+  tessfx::cli::AddRenderCommand(app);
+  tessfx::cli::AddUndoCommand(app);
+  tessfx::cli::AddKeysCommand(app);
   try {
     app.parse(argc, argv);
   } catch (const CLI::CallForHelp& e) {
@@ -23,6 +26,9 @@ int main(int argc, char** argv) {
     if (e.get_exit_code() == 0) return app.exit(e);
     std::cerr << "tessfx: " << e.what() << "\n";
     return static_cast<int>(tessfx::ErrorKind::Usage);
+  } catch (const tessfx::cli::ExitStatus& e) {
+    std::cerr << "tessfx: " << e.message << "\n";
+    return e.code;
   } catch (const tessfx::Error& e) {
     std::cerr << "tessfx: " << e.what() << "\n";
     return static_cast<int>(e.kind());

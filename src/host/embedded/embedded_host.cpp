@@ -45,7 +45,7 @@ std::string FloatText(float v) {
 }  // namespace
 
 EmbeddedHost::EmbeddedHost(EmbeddedHostOptions options)
-    : temp_dir_(options.temp_dir.empty() ? DefaultTempDir() : options.temp_dir),
+    : temp_dir_(options.temp_dir.empty() ? DefaultTempDir() : EnsureTempDir(options.temp_dir)),
       settings_(options.settings_path),
       memory_store_(options.memory_store) {
   NewAnimation(options.width, options.height, options.frames);

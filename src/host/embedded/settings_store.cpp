@@ -91,6 +91,10 @@ std::string DefaultTempDir() {
     if (!base.is_absolute()) base = "/tmp";
     dir = (base / ("tessfx-" + std::to_string(::getuid()))).string();
   }
+  return EnsureTempDir(dir);
+}
+
+std::string EnsureTempDir(const std::string& dir) {
   // Private to the user: frame stores hold the user's pictures.
   std::error_code ec;
   if (fs::create_directories(dir, ec) && !ec) fs::permissions(dir, fs::perms::owner_all, ec);

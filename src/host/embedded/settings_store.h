@@ -34,5 +34,7 @@ class SettingsStore {
 // The per-user temporary folder (TESSFX_TEMP_DIR, else $TMPDIR or /tmp, then "tessfx-<uid>"),
 // created private to the user when missing and refused when another user owns it.
 std::string DefaultTempDir();
+// Creates `dir` when missing (private to the user) and checks it is the user's own folder.
+std::string EnsureTempDir(const std::string& dir);
 
 }  // namespace tessfx

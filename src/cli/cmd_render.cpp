@@ -1,0 +1,429 @@
+// tessfx render, undo and keys: rendering an effect with key frames over an animation,
+// undoing the last render, and printing the per-frame values that keys give.
+#include <signal.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <charconv>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <iostream>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <tbb/global_control.h>
+
+#include "cli/cli.h"
+#include "media/file_util.h"
+#include "media/sequence.h"
+#include "core/error.h"
+#include "engine/catalogue.h"
+#include "host/image_state.h"
+#include "render/editor.h"
+#include "render/project.h"
+
+namespace tessfx::cli {
+namespace {
+
+// ---- interruption ----
+
+// A signal handler can reach nothing but a global: it only raises this flag, which the
+// render's progress reads between frames. A second Ctrl-C ends the program at once.
+std::atomic<bool> g_interrupted{false};
+
+extern "C" void OnInterrupt(int) {
+  if (g_interrupted.exchange(true)) {
+    ::signal(SIGINT, SIG_DFL);
+    ::raise(SIGINT);
+  }
+}
+
+// Catches Ctrl-C for as long as it lives.
+class InterruptGuard {
+ public:
+  InterruptGuard() {
+    g_interrupted = false;
+    struct sigaction sa {};
+    sa.sa_handler = OnInterrupt;
+    sa.sa_flags = SA_RESTART;  // output blocked on a full pipe resumes instead of failing
+    sigemptyset(&sa.sa_mask);
+    ::sigaction(SIGINT, &sa, &previous_);
+  }
+  ~InterruptGuard() { ::sigaction(SIGINT, &previous_, nullptr); }
+  InterruptGuard(const InterruptGuard&) = delete;
+  InterruptGuard& operator=(const InterruptGuard&) = delete;
+  bool interrupted() const { return g_interrupted.load(); }
+
+ private:
+  struct sigaction previous_ {};
+};
+
+// ---- the command line's window and progress ----
+
+// No picture, no timeline and nobody to answer boxes: messages go to standard error.
+class ConsoleWindow final : public EditorWindow {
+ public:
+  void SetCaption(const std::string&) override {}
+  void MessageBox(const std::string& text) override { std::cerr << "tessfx: " << text << "\n"; }
+  std::optional<std::string> InputBox(const std::string&, const std::string&, const std::string&) override {
+    return std::nullopt;
+  }
+  void SetWaitCursor(bool) override {}
+  PictureBox PreviewBox() const override { return {}; }
+  void ShowPicture(const ThumbImage&) override {}
+  void DrawTimeline() override {}
+};
+
+// A bar with frames per second and time left on a terminal, one line per frame otherwise.
+class ConsoleProgress final : public RenderProgress {
+ public:
+  ConsoleProgress(int32_t frames, const InterruptGuard& interrupt)
+      : frames_(frames), interrupt_(interrupt), tty_(::isatty(STDOUT_FILENO) == 1),
+        start_(std::chrono::steady_clock::now()) {}
+
+  void SetLabel(const std::string& text) override { label_ = text; }
+  void Yield() override {}
+  bool Cancelled() override { return interrupt_.interrupted(); }
+  void DisplayBar(double) override {
+    ++done_;
+    if (!tty_) {
+      std::cout << label_ << "\n" << std::flush;
+      return;
+    }
+    const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count();
+    const double fps = seconds > 0 ? done_ / seconds : 0.0;
+    const int left = fps > 0 ? static_cast<int>(std::lround((frames_ - done_) / fps)) : 0;
+    constexpr int kWidth = 30;
+    const int filled = frames_ > 0 ? static_cast<int>(int64_t{kWidth} * done_ / frames_) : kWidth;
+    char line[160];
+    std::snprintf(line, sizeof line, "\r[%s%s] %d/%d  frame %s  %.1f fps  %d:%02d left ",
+                  std::string(static_cast<size_t>(filled), '#').c_str(),
+                  std::string(static_cast<size_t>(kWidth - filled), '.').c_str(), done_, frames_,
+                  label_.substr(0, label_.find(' ')).c_str(), fps, left / 60, left % 60);
+    std::cout << line << std::flush;
+    drawn_ = true;
+  }
+  void Close() override {
+    if (drawn_) std::cout << "\n" << std::flush;
+    drawn_ = false;
+  }
+
+ private:
+  int32_t frames_;
+  const InterruptGuard& interrupt_;
+  bool tty_;
+  std::chrono::steady_clock::time_point start_;
+  std::string label_;
+  int32_t done_ = 0;
+  bool drawn_ = false;
+};
+
+// ---- the editor on a document ----
+
+// An editor over an embedded host holding one document.
+struct Session {
+  std::shared_ptr<EmbeddedHost> host;
+  std::unique_ptr<SharedState> state;
+  ConsoleWindow window;
+  std::unique_ptr<Editor> editor;
+
+  explicit Session(std::shared_ptr<EmbeddedHost> h, int32_t alpha_bits = 0) : host(std::move(h)) {
+    host->set_alpha_bits(alpha_bits);
+    HostRegistry registry;
+    registry.Register(kHostProgId, [h = host]() -> std::shared_ptr<TessalineHost> { return h; });
+    state = SharedState::Startup(registry);
+    editor = std::make_unique<Editor>(*state, window);
+    // No preview per slider assignment: the command line shows none.
+    editor->panel().SuppressPreview = 255;
+  }
+};
+
+std::shared_ptr<EmbeddedHost> OpenHost(const std::string& path, const DocumentOptions& options = {}) {
+  std::shared_ptr<EmbeddedHost> host = MakeHost();
+  OpenDocumentWithOptions(*host, path, options);
+  return host;
+}
+
+// A whole number; throws a usage Error quoting `what` otherwise.
+int32_t WholeNumber(std::string_view text, const std::string& what) {
+  int32_t v = 0;
+  const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), v);
+  if (text.empty() || ec != std::errc() || end != text.data() + text.size())
+    Fail(ErrorKind::Usage, what + ": \"" + std::string(text) + "\" is not a whole number");
+  return v;
+}
+
+std::vector<int32_t> NumberList(std::string_view text, const std::string& what) {
+  std::vector<int32_t> out;
+  size_t start = 0;
+  while (true) {
+    const size_t comma = text.find(',', start);
+    out.push_back(WholeNumber(text.substr(start, comma == text.npos ? text.npos : comma - start), what));
+    if (comma == text.npos) break;
+    start = comma + 1;
+  }
+  return out;
+}
+
+const EffectSpec& FindEffectOrFail(const std::string& name) {
+  const EffectSpec* e = FindEffect(name);
+  if (!e) {
+    std::string hint;
+    for (const std::string& n : NearestEffectNames(name)) hint += (hint.empty() ? " (did you mean \"" : ", \"") + n + "\"";
+    Fail(ErrorKind::Usage, "unknown effect \"" + name + "\"" + (hint.empty() ? "" : hint + "?)"));
+  }
+  return *e;
+}
+
+// Slider values for the effect's sliders, slider 1 first; fewer values leave the rest alone.
+void SetSliders(ParameterPanel& panel, const std::vector<int32_t>& values, const std::string& what) {
+  int visible = 0;
+  while (visible < 6 && panel.HProp[static_cast<size_t>(visible)].Visible()) ++visible;
+  if (static_cast<int>(values.size()) > visible)
+    Fail(ErrorKind::Usage, what + ": " + std::to_string(values.size()) + " values given, but \"" + panel.EffectName() +
+                               "\" has " + std::to_string(visible) + " slider" + (visible == 1 ? "" : "s"));
+  for (size_t n = 0; n < values.size(); ++n) {
+    HPropModel& h = panel.HProp[n];
+    if (values[n] < h.Min() || values[n] > h.Max())
+      Fail(ErrorKind::Usage, what + ": " + std::to_string(values[n]) + " for slider " + std::to_string(n + 1) + " (\"" +
+                                 panel.Label[n].caption + "\") is outside " + std::to_string(h.Min()) + ".." +
+                                 std::to_string(h.Max()));
+    h.SetValue(static_cast<int16_t>(values[n]));
+  }
+}
+
+// "F:V1,V2,...": go to frame F, set the sliders, set a key (replacing one at F).
+void SetKey(Editor& editor, const std::string& spec) {
+  const std::string what = "--key " + spec;
+  const size_t colon = spec.find(':');
+  if (colon == std::string::npos) Fail(ErrorKind::Usage, what + ": expected FRAME:VALUE,VALUE,...");
+  const int32_t frame = WholeNumber(std::string_view(spec).substr(0, colon), what);
+  const int32_t total = editor.host().tes_GetTotalFrames();
+  if (frame < 0 || frame >= total)
+    Fail(ErrorKind::Usage, what + ": frame " + std::to_string(frame) + " is outside the animation (frames 0.." +
+                               std::to_string(total - 1) + ")");
+  editor.host().Tes_GotoFrame(frame);
+  SetSliders(editor.panel(), NumberList(std::string_view(spec).substr(colon + 1), what), what);
+  editor.kv_button1_Click();
+}
+
+struct EffectOptions {
+  std::string project;
+  std::string effect;
+  std::string values;
+  std::vector<std::string> keys;
+  bool spline = false;
+};
+
+void AddEffectOptions(CLI::App* cmd, EffectOptions& o, bool with_values) {
+  auto* project = cmd->add_option("--project", o.project, "Project file with the effect, sliders and keys");
+  auto* effect = cmd->add_option("--effect", o.effect, "Effect name, as in the effect list (\"Color add\")");
+  auto* keys = cmd->add_option("--key", o.keys, "Key at frame F with slider values V1,V2,... (repeatable)")
+                   ->type_name("F:V1,V2,...")
+                   ->allow_extra_args(false);
+  auto* spline = cmd->add_flag("--spline", o.spline, "Interpolate keys by spline instead of linearly");
+  project->excludes(effect)->excludes(keys)->excludes(spline);
+  if (with_values) {
+    auto* values = cmd->add_option("--values", o.values, "Slider values V1,V2,... (before the keys)");
+    project->excludes(values);
+  }
+}
+
+// Selects the effect and sets sliders and keys from the options (or the project).
+void SetUpEffect(Editor& editor, const EffectOptions& o, bool need_routine) {
+  if (!o.project.empty()) {
+    const Project p = ReadProjectFile(o.project);
+    if (need_routine && !FindEffectOrFail(p.effect).implemented())
+      Fail(ErrorKind::Usage, "effect \"" + p.effect + "\" is not available in this build yet");
+    ApplyProject(editor, p);
+    editor.panel().SuppressPreview = 255;
+    return;
+  }
+  if (o.effect.empty()) Fail(ErrorKind::Usage, "give --effect NAME or --project FILE");
+  const EffectSpec& e = FindEffectOrFail(o.effect);
+  if (need_routine && !e.implemented())
+    Fail(ErrorKind::Usage, "effect \"" + o.effect + "\" is not available in this build yet");
+  ParameterPanel& panel = editor.panel();
+  panel.SelectEffect(o.effect);
+  panel.SuppressPreview = 255;
+  if (!o.values.empty()) SetSliders(panel, NumberList(o.values, "--values"), "--values");
+  editor.keys().SetSplineMode(o.spline);
+  // Each key moves the sliders to its values, as setting keys in the window does.
+  for (const std::string& k : o.keys) SetKey(editor, k);
+}
+
+std::string Plural(int64_t n, const char* word) { return std::to_string(n) + " " + word + (n == 1 ? "" : "s"); }
+
+// Shortest text that reads back as the same single.
+std::string FloatText(float v) {
+  char buf[32];
+  const auto [end, ec] = std::to_chars(buf, buf + sizeof buf, v);
+  return ec == std::errc() ? std::string(buf, end) : std::string("nan");
+}
+
+// The single as a JSON number through its shortest text (127.5, not 127.50000762...);
+// null when it is not finite.
+nlohmann::json JsonFloat(float v) {
+  if (!std::isfinite(v)) return nullptr;
+  return nlohmann::json::parse(FloatText(v));
+}
+
+}  // namespace
+
+void AddRenderCommand(CLI::App& app) {
+  auto* cmd = app.add_subcommand("render", "Render an effect with key frames over an animation");
+  struct Options {
+    std::string input, output, frames, swap, sequence;
+    EffectOptions effect;
+    DocumentOptions document;
+    bool undo = false;
+    int threads = 0;
+  };
+  auto o = std::make_shared<Options>();
+  cmd->add_option("INPUT", o->input, "Animation to render (.tsa, image sequence or BMP sequence)")->required();
+  cmd->add_option("-o,--output", o->output, "Where the rendered animation goes")->required();
+  AddEffectOptions(cmd, o->effect, true);
+  cmd->add_option("--frames", o->frames, "Frames to render: 10-40, 1-100x5, 1,5,10-20 (default all)");
+  cmd->add_option("--swap", o->swap, "Swap source: an animation (.tsa, frame by frame) or an image");
+  cmd->add_option("--sequence", o->sequence, "First BMP file of the sequence the sequence effects read");
+  AddDocumentOptions(cmd, o->document);
+  cmd->add_flag("--undo", o->undo, "Record the overwritten frames in the undo file");
+  cmd->add_option("--threads", o->threads, "Worker threads (default: all cores)")->check(CLI::Range(1, 1024));
+  cmd->footer(
+      "With --frames, the render walks from the lowest to the highest chosen frame (backwards for \"Ghost\"); "
+      "frames not chosen are left as they were. With --undo, the undo file states that walk and records every "
+      "frame in it, so `tessfx undo` puts each frame back in its place.");
+  cmd->callback([o] {
+    std::optional<tbb::global_control> threads;
+    if (o->threads > 0) threads.emplace(tbb::global_control::max_allowed_parallelism, static_cast<size_t>(o->threads));
+    Session s(OpenHost(o->input, o->document), o->document.alpha_bits);
+    Editor& editor = *s.editor;
+    editor.panel().Check1 = o->undo ? 1 : 0;
+    SetUpEffect(editor, o->effect, true);
+    if (!o->swap.empty()) {
+      if (LowerExtension(o->swap) == ".tsa") {
+        ExternalAnimation& swap = editor.image().external_swap;
+        if (swap.OpenAnimationFile(o->swap, [](const std::string&) {}) != 0)
+          Fail(ErrorKind::BadData, "--swap " + o->swap + ": not a Tessaline animation");
+        swap.set_active(true);
+      } else {
+        s.host->LoadSwapImage(o->swap);
+      }
+    }
+    if (!o->sequence.empty()) {
+      if (!FileExists(o->sequence)) Fail(ErrorKind::NoInput, "--sequence " + o->sequence + ": no such file");
+      editor.sequence = SequenceFromFirstFile(o->sequence);
+    }
+    const int32_t total = editor.host().tes_GetTotalFrames();
+    std::optional<FrameSelection> selection;
+    if (!o->frames.empty()) selection = FrameSelection::Parse(o->frames, total);
+
+    InterruptGuard interrupt;
+    ConsoleProgress progress(selection ? selection->Count() : total, interrupt);
+    const RenderSummary r = editor.kv_button3_Click(progress, selection ? &*selection : nullptr);
+    s.host->SaveDocument(o->output);
+    const std::string undo_note = r.recorded ? "; undo file " + editor.undo().Path() : "";
+    if (r.cancelled)
+      throw ExitStatus{130, "interrupted after " + Plural(r.frames_rendered, "frame") + "; " + o->output +
+                                " holds them" + undo_note};
+    Say("wrote " + o->output + ": " + Plural(r.frames_rendered, "frame") + " rendered with \"" +
+        editor.panel().EffectName() + "\"" + undo_note);
+  });
+}
+
+void AddUndoCommand(CLI::App& app) {
+  auto* cmd = app.add_subcommand("undo", "Put back the frames that the last render with --undo overwrote");
+  auto in = std::make_shared<std::string>();
+  auto out = std::make_shared<std::string>();
+  cmd->add_option("DOCUMENT", *in, "The rendered animation (.tsa)")->required();
+  cmd->add_option("-o,--output", *out, "Where the restored animation goes")->required();
+  cmd->callback([in, out] {
+    Session s(OpenHost(*in));
+    Editor& editor = *s.editor;
+    editor.panel().Check1 = 1;
+    // Checked here first: the undo itself deletes the file after a mismatch.
+    const std::string path = editor.undo().Path();
+    const std::optional<UndoHeader> h = UndoBuffer::ReadHeader(path);
+    if (!h)
+      Fail(ErrorKind::NoInput, "There is nothing to undo: no undo file " + path +
+                                   " (render with --undo to make one)");
+    const int32_t w = editor.host().Tes_BufferWidth(), ht = editor.host().Tes_BufferHeight();
+    if (h->width != w || h->height != ht)
+      Fail(ErrorKind::BadData, "can't undo: the undo file " + path + " holds " + std::to_string(h->width) + "x" +
+                                   std::to_string(h->height) + " frames, " + *in + " has " + std::to_string(w) + "x" +
+                                   std::to_string(ht));
+    const UndoOutcome u = editor.kv_button12_Click();
+    s.host->SaveDocument(*out);
+    Say("wrote " + *out + ": " + Plural(u.frames_restored, "frame") + " restored from " + path);
+  });
+}
+
+void AddKeysCommand(CLI::App& app) {
+  auto* cmd = app.add_subcommand("keys", "Print the per-frame parameter values that key frames give");
+  struct Options {
+    EffectOptions effect;
+    int32_t total = 0;
+    bool json = false;
+  };
+  auto o = std::make_shared<Options>();
+  AddEffectOptions(cmd, o->effect, false);
+  cmd->add_option("--frames-total", o->total, "Frame count of the animation")->required()->check(
+      CLI::Range(1, kMaxFrames));
+  cmd->add_flag("--json", o->json, "Print JSON instead of a table");
+  cmd->footer("Without --effect or --project the six sliders range over -32768..32767.");
+  cmd->callback([o] {
+    auto host = MakeHost();
+    host->NewAnimation(1, 1, o->total);
+    Session s(std::move(host));
+    Editor& editor = *s.editor;
+    if (o->effect.project.empty() && o->effect.effect.empty()) {
+      // Six plain sliders: values come back as given.
+      for (HPropModel& h : editor.panel().HProp) {
+        h.SetMin(INT16_MIN);
+        h.SetMax(INT16_MAX);
+        h.SetVisible(true);
+      }
+      editor.keys().SetSplineMode(o->effect.spline);
+      for (const std::string& k : o->effect.keys) SetKey(editor, k);
+    } else {
+      SetUpEffect(editor, o->effect, false);
+    }
+    KeyChannels& keys = editor.keys();
+    keys.FillArray();
+    ParameterPanel& panel = editor.panel();
+    std::array<std::string, 6> names;
+    for (size_t n = 0; n < 6; ++n)
+      names[n] = panel.HProp[n].Visible() && !panel.Label[n].caption.empty() ? panel.Label[n].caption
+                                                                             : "slider " + std::to_string(n + 1);
+    if (o->json) {
+      nlohmann::json j;
+      j["effect"] = panel.EffectName().empty() ? nlohmann::json(nullptr) : nlohmann::json(panel.EffectName());
+      j["frames_total"] = o->total;
+      j["spline"] = keys.SplineMode();
+      j["keys"] = keys.KeyCount();
+      nlohmann::json sliders = nlohmann::json::array();
+      for (size_t n = 0; n < 6; ++n)
+        sliders.push_back({{"name", names[n]}, {"min", panel.HProp[n].Min()}, {"max", panel.HProp[n].Max()}});
+      j["sliders"] = sliders;
+      nlohmann::json frames = nlohmann::json::array();
+      for (int32_t f = 0; f < o->total; ++f) {
+        nlohmann::json values = nlohmann::json::array();
+        for (int c = 0; c < 6; ++c) values.push_back(JsonFloat(keys.ChannelValue(c, f)));
+        frames.push_back({{"frame", f}, {"values", values}});
+      }
+      j["frames"] = frames;
+      std::cout << j.dump(2) << "\n";
+      return;
+    }
+    std::string line = "frame";
+    for (const std::string& n : names) line += "\t" + n;
+    Say(line);
+    for (int32_t f = 0; f < o->total; ++f) {
+      line = std::to_string(f);
+      for (int c = 0; c < 6; ++c) line += "\t" + FloatText(keys.ChannelValue(c, f));
+      Say(line);
+    }
+  });
+}
+
+}  // namespace tessfx::cli
