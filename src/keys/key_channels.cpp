@@ -127,14 +127,19 @@ void KeyChannels::FillArray() {
     const double step = 1.0 / span;
     for (int c = 0; c < kChannels; ++c) {
       const double va = a.Value[static_cast<size_t>(c)], vb = b.Value[static_cast<size_t>(c)];
-      // The step accumulates in t: depending on the segment's length the last sample
-      // lands just below or just above 1, and in the latter case key b's own frame is not
-      // written by this segment. That is the fill's behaviour and is kept.
+      // The step accumulates in t. Depending on the segment's length the sum lands just
+      // below or just above 1; in the latter case the loop ends one sample short and key
+      // b's own frame would keep no value (and the lead-out would carry that 0 to the end
+      // of the animation). A segment therefore always ends on its second key.
+      bool reached_b = false;
       for (double t = 0.0; t <= 1.0; t += step) {
         const double value = (1.0 - t) * va + t * vb;
-        frame_values_.Set(c, LinearFrameOf(a.Frame + span * t), static_cast<float>(value));
+        const int32_t frame = LinearFrameOf(a.Frame + span * t);
+        frame_values_.Set(c, frame, static_cast<float>(value));
+        reached_b = frame == b.Frame;
         if (!(t + step > t)) break;  // a step too small to advance would never end
       }
+      if (!reached_b) frame_values_.Set(c, b.Frame, static_cast<float>(vb));
     }
   }
   LeadInOut(total);

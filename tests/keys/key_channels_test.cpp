@@ -115,18 +115,25 @@ TEST_F(KeysTest, LinearFillStaysBetweenItsKeysWithLeadInAndOut) {
   }
 }
 
-TEST_F(KeysTest, LinearFillMissesTheLastKeyWhenItsStepsAddUpPastOne) {
-  // Nine steps of 1/9 add up to just above 1, so the segment's last sample is t = 8/9 and
-  // key 1's own frame is never written; the lead-out copies that unwritten 0 onwards.
+TEST_F(KeysTest, LinearFillEndsOnTheLastKeyWhateverItsStepsAddUpTo) {
+  // Nine steps of 1/9 add up to just above 1, so the loop's last sample is t = 8/9; the
+  // segment still ends on key 1, and the lead-out carries its value on.
   RedKey(0, 0);
   RedKey(9, 255);
   EXPECT_NEAR(At(0, 8), 8.0 / 9.0, 1e-6);
-  for (int32_t f = 9; f < 20; ++f) EXPECT_EQ(At(0, f), 0.0f) << f;
-  // Ten steps of 1/10 stay below 1: frame 10 gets its key.
+  for (int32_t f = 9; f < 20; ++f) EXPECT_FLOAT_EQ(At(0, f), 1.0f) << f;
+  // Ten steps of 1/10 stay below 1: frame 10 gets its key from the loop itself.
   keys().DeleteKey(9);
   RedKey(10, 255);
   EXPECT_FLOAT_EQ(At(0, 10), 1.0f);
   EXPECT_FLOAT_EQ(At(0, 19), 1.0f);
+  // Every segment length that fits the animation ends on its key.
+  for (int32_t len = 1; len < 20; ++len) {
+    keys().kv_button5_Click();
+    RedKey(0, 0);
+    RedKey(len, 255);
+    EXPECT_FLOAT_EQ(At(0, len), 1.0f) << len;
+  }
 }
 
 TEST_F(KeysTest, RoundingRules) {
