@@ -2,7 +2,8 @@
 // Eight float lanes, for per-pixel kernels whose selects the compiler will not vectorise
 // by itself (it turns them into branches). Written with the compiler's generic vector
 // types: a function cloned for AVX2 holds a vector in one register, the baseline build
-// in two SSE registers, and every lane computes exactly what the scalar code would.
+// in two SSE registers; the lanes do the same IEEE operations either way, so both builds
+// give the same bytes.
 #include <cstdint>
 #include <cstring>
 
@@ -44,12 +45,6 @@ TESSFX_LANES F Max(const F& a, const F& b) { return a > b ? a : b; }
 TESSFX_LANES F RoundHalfEven(const F& v) {
   const F magic = Splat(12582912.0f);
   return (v + magic) - magic;
-}
-
-// Largest whole number not above v, for |v| < 2^22.
-TESSFX_LANES F Floor(const F& v) {
-  const F r = RoundHalfEven(v);
-  return r > v ? r - Splat(1.0f) : r;
 }
 
 // Transposes eight rows of eight lanes in place: afterwards m[k] holds lane k of every row.

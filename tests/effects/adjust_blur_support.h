@@ -6,6 +6,8 @@
 #include <functional>
 #include <memory>
 #include <random>
+
+#include <gtest/gtest.h>
 #include <string>
 
 #include "core/plane.h"
@@ -108,6 +110,25 @@ inline int MaxDiff(const Plane& a, const Plane& b, int32_t cols, int32_t rows) {
 
 inline bool WorkingEqualsHost(const ImageState& s) {
   return s.work_r == s.host_r && s.work_g == s.host_g && s.work_b == s.host_b;
+}
+
+// Runs the effect through the dispatch at each end of each slider (the others at their
+// defaults) on small and odd frames, with and without the composite: nothing may reach
+// outside the planes.
+inline void RunSliderEnds(const std::string& name) {
+  const EffectSpec* e = FindEffect(name);
+  ASSERT_NE(e, nullptr) << name;
+  ASSERT_TRUE(e->implemented()) << name;
+  for (auto [w, h] : {std::pair{1, 1}, std::pair{7, 3}, std::pair{2, 9}, std::pair{0, 0}, std::pair{65, 1}}) {
+    for (int32_t alpha_bits : {0, 1}) {
+      EffectRig rig(NoiseFrame(w, h), alpha_bits);
+      for (size_t i = 0; i < e->sliders.size(); ++i)
+        for (int16_t v : {e->sliders[i].min, e->sliders[i].max}) {
+          const ImageState& s = rig.RunDefaults(name, {{static_cast<int>(i), v}});
+          EXPECT_EQ(s.work_r.width(), w) << name;
+        }
+    }
+  }
 }
 
 }  // namespace tessfx::testing
