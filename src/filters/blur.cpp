@@ -137,8 +137,8 @@ void BlurBlock(float* a, float* b, int64_t n, const ExtendedBox& box) {
 }
 
 // Horizontal passes a band of kBlock rows at a time (transposed into the block layout and
-// back) into the float frame `rows_out`, then vertical passes a block of columns at a
-// time, rounding into the plane.
+// back) into the float `frame`, then vertical passes a block of columns at a time,
+// rounding into the plane.
 void GaussianPlane(uint8_t* plane, int64_t w, int64_t h, const ExtendedBox& box, float* frame) {
   const int64_t stride = w + 1;
   const int32_t row_blocks = static_cast<int32_t>((h + kBlock - 1) / kBlock);

@@ -14,8 +14,15 @@ namespace {
   for (int64_t i = 0; i < n; ++i) p[i] = RoundToByteF(static_cast<float>(p[i]) * factor);
 }
 
-[[gnu::target_clones("avx2", "default")]] void AddRun(uint8_t* p, int64_t n, int32_t offset) {
-  for (int64_t i = 0; i < n; ++i) p[i] = ClampByte(p[i] + offset);
+// Adding up to 255 clamped, or taking away up to 255 clamped, stays in bytes: the sample
+// is first limited so that the sum cannot leave 0..255 (the same as ClampByte of the sum).
+[[gnu::target_clones("avx2", "default")]] void AddRun(uint8_t* p, int64_t n, uint8_t add) {
+  const uint8_t limit = 255 - add;
+  for (int64_t i = 0; i < n; ++i) p[i] = std::min(p[i], limit) + add;
+}
+
+[[gnu::target_clones("avx2", "default")]] void SubtractRun(uint8_t* p, int64_t n, uint8_t take) {
+  for (int64_t i = 0; i < n; ++i) p[i] = std::max(p[i], take) - take;
 }
 
 // Runs body(first, count) over the whole plane, extra row and column included.
@@ -34,9 +41,13 @@ void FastChannelMultiply(uint8_t* plane, int32_t width, int32_t height, float fa
 }
 
 void FastChannelAdd(uint8_t* plane, int32_t width, int32_t height, int32_t offset) {
-  // Beyond +-512 every sample clamps the same way.
-  const int32_t clamped = std::clamp(offset, -512, 512);
-  ForEachRun(width, height, [&](int64_t o, int64_t n) { AddRun(plane + o, n, clamped); });
+  // Beyond +-255 every sample clamps the same way.
+  const int32_t clamped = std::clamp(offset, -255, 255);
+  const uint8_t amount = ClampByte(clamped < 0 ? -clamped : clamped);
+  if (clamped >= 0)
+    ForEachRun(width, height, [&](int64_t o, int64_t n) { AddRun(plane + o, n, amount); });
+  else
+    ForEachRun(width, height, [&](int64_t o, int64_t n) { SubtractRun(plane + o, n, amount); });
 }
 
 }  // namespace tessfx
