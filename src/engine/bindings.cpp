@@ -4,6 +4,7 @@ namespace tessfx {
 
 void BindActions(ActionTable& t) {
   BindAdjustActions(t);
+  BindBlurActions(t);
 }
 
 }  // namespace tessfx

@@ -9,5 +9,6 @@ void BindActions(ActionTable& t);
 
 // One binder per family; each sets the actions of its effects.
 void BindAdjustActions(ActionTable& t);
+void BindBlurActions(ActionTable& t);
 
 }  // namespace tessfx
