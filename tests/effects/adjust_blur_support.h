@@ -119,7 +119,7 @@ inline void RunSliderEnds(const std::string& name) {
   const EffectSpec* e = FindEffect(name);
   ASSERT_NE(e, nullptr) << name;
   ASSERT_TRUE(e->implemented()) << name;
-  for (auto [w, h] : {std::pair{1, 1}, std::pair{7, 3}, std::pair{2, 9}, std::pair{0, 0}, std::pair{65, 1}}) {
+  for (auto [w, h] : {std::pair{1, 1}, std::pair{7, 3}, std::pair{2, 9}, std::pair{1, 2}, std::pair{65, 1}}) {
     for (int32_t alpha_bits : {0, 1}) {
       EffectRig rig(NoiseFrame(w, h), alpha_bits);
       for (size_t i = 0; i < e->sliders.size(); ++i)
