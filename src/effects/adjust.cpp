@@ -92,15 +92,17 @@ ToneTable ValueAdjustmentTable(float value, float brightness, float contrast, fl
   const double v = value / 100.0;
   const double b = (brightness - 100.0) * 2.55;
   const double c = (200.0 - contrast) / 100.0;
-  // The exponent is gamma / 100 to the 8th power: 1 at the middle of the slider, so gamma
-  // 100 leaves the curve straight; above 100 the exponent exceeds 1 and mid-tones darken,
-  // below 100 they lighten.
-  const double exponent = std::pow(gamma / 100.0, 8.0);
+  // The exponent is 8 raised to (1 - gamma / 100): 1 at the middle of the slider, so gamma
+  // 100 leaves the curve straight; above 100 the exponent falls below 1 and mid-tones
+  // brighten (8^-0.5 at 150), below 100 they darken (8^0.5 at 50), as a gamma control does.
+  const double exponent = std::pow(8.0, 1.0 - gamma / 100.0);
   const int32_t lo = RoundHalfEven(128.0 - 128.0 * c);
   const int32_t hi = RoundHalfEven(128.0 + 128.0 * c);
-  // With no span (contrast at its top) every entry takes the brightness alone.
+  // The levels lo..hi-1 are spread over 0..255 (hi is the first level past the span), so
+  // contrast 100 (lo 0, hi 256) is the identity. With no span (contrast at its top) every
+  // entry takes the brightness alone.
   double scale = 0.0;
-  if (hi - lo != 0) scale = 255.0 / (static_cast<double>(hi) - lo);
+  if (hi - lo - 1 > 0) scale = 255.0 / (static_cast<double>(hi) - lo - 1);
   ToneTable table{};
   for (int i = 0; i < 256; ++i) {
     const double t = ((i - lo) * scale + b) * v;
