@@ -104,7 +104,12 @@ void ToolWindow::BuildControls(QWidget* canvas) {
   list_->setGeometry(8, 8, 150, 330);
   for (const std::string& row : editor_->panel().List1()) list_->addItem(QString::fromStdString(row));
   list_->setSelectionMode(QAbstractItemView::SingleSelection);
-  connect(list_, &QListWidget::currentRowChanged, this, [this](int row) {
+  // Selection, not the current row: focusing the list makes a row current without
+  // choosing it, and the editor starts with nothing chosen.
+  connect(list_, &QListWidget::itemSelectionChanged, this, [this] {
+    const QList<QListWidgetItem*> chosen = list_->selectedItems();
+    if (chosen.isEmpty()) return;
+    const int row = list_->row(chosen.front());
     Run([&] { editor_->panel().SetListIndex(row); });
   });
 

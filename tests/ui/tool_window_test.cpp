@@ -41,7 +41,8 @@ struct ToolWindowTest : ::testing::Test {
 };
 
 TEST_F(ToolWindowTest, StartsWithNothingSelectedAndTheBareCaption) {
-  EXPECT_EQ(list->currentRow(), -1);
+  EXPECT_TRUE(list->selectedItems().isEmpty());
+  EXPECT_EQ(rig.tool->editor().panel().ListIndex(), -1);
   EXPECT_EQ(list->count(), 112);
   EXPECT_EQ(rig.tool->windowTitle(), "Timeline editor");
   for (int n = 1; n <= 6; ++n) EXPECT_TRUE(Slider(n)->isHidden());
@@ -176,7 +177,8 @@ TEST_F(ToolWindowTest, RenderCancelledPartWayThenUndoRestoresTheFrames) {
   std::vector<std::vector<uint8_t>> before;
   for (int32_t f = 0; f < 10; ++f) before.push_back(frame_r(f));
 
-  Pick("    Negative");
+  Pick("    Color add");
+  rig.tool->editor().panel().HProp[0].SetValue(90);
   CancelAt cancel(4);
   rig.host->AddObserver(&cancel);
   Button(3)->click();
