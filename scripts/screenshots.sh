@@ -20,5 +20,4 @@ shoot() {
     xvfb-run -a -s "-screen 0 1600x1000x24" "$bin" demo --screenshot "$out/$file" --script "$effect"
   echo "wrote $out/$file"
 }
-shoot "Film grain" editor-film-grain.png
-shoot "Color adjustment" editor-color-adjustment.png
+shoot "Color add" editor.png

@@ -13,7 +13,7 @@ struct EditorRunOptions {
   // first and last frame, previews the middle frame, saves the host window to `screenshot`
   // (PNG) and quits.
   std::string screenshot;
-  std::string script_effect = "Film grain";
+  std::string script_effect = "Color add";
 };
 
 // True when a window system is reachable (a display, or a platform chosen explicitly).
