@@ -44,6 +44,7 @@ void AddNewCommand(CLI::App& app);
 void AddInfoCommand(CLI::App& app);
 void AddConvertCommand(CLI::App& app);
 void AddDemoCommand(CLI::App& app);
+void AddEditCommand(CLI::App& app);
 void AddRecoverCommand(CLI::App& app);
 void AddRenderCommand(CLI::App& app);
 void AddUndoCommand(CLI::App& app);

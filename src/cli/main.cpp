@@ -12,6 +12,7 @@ int main(int argc, char** argv) {
   tessfx::cli::AddInfoCommand(app);
   tessfx::cli::AddConvertCommand(app);
   tessfx::cli::AddDemoCommand(app);
+  tessfx::cli::AddEditCommand(app);
   tessfx::cli::AddRecoverCommand(app);
   tessfx::cli::AddRenderCommand(app);
   tessfx::cli::AddUndoCommand(app);

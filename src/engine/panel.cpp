@@ -147,6 +147,14 @@ void ParameterPanel::HProp_Scroll(int n) {
   Label[static_cast<size_t>(6 + n - 1)].caption = std::to_string(HProp[static_cast<size_t>(n - 1)].Value());
 }
 
+void ParameterPanel::Edit_copy_Click() {
+  for (size_t n = 0; n < HProp.size(); ++n) KeyClipboard[n] = HProp[n].Value();
+}
+
+void ParameterPanel::Edit_Paste_Click() {
+  for (size_t n = 0; n < HProp.size(); ++n) HProp[n].SetValue(static_cast<int16_t>(KeyClipboard[n]));
+}
+
 void ParameterPanel::Label13_Click() { Check1 = Check1 ? 0 : 1; }
 
 void ParameterPanel::kv_button6_Click() {

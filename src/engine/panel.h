@@ -100,6 +100,12 @@ class ParameterPanel {
 
   PanelHooks hooks;
 
+  // Edit menu: copy stores the six sliders' Values, paste assigns them back in order (each
+  // slider raises its own Change). Zero before the first copy; paste sets no key.
+  std::array<int32_t, 6> KeyClipboard{};
+  void Edit_copy_Click();
+  void Edit_Paste_Click();
+
   // Slider values in order, as the preview passes them.
   std::array<float, 6> SliderValues() const;
 

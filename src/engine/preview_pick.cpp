@@ -27,6 +27,23 @@ PickKind KindOf(const std::string& name) {
 
 }  // namespace
 
+PreviewPoint PointAt(const ImageState& image, double fx, double fy) {
+  PreviewPoint p;
+  p.fx = fx;
+  p.fy = fy;
+  const Plane& r = image.host_r;
+  if (r.width() <= 0 || r.height() <= 0 || image.host_g.width() != r.width() || image.host_b.width() != r.width())
+    return p;
+  const auto pick = [](double f, int32_t n) {
+    return std::clamp(static_cast<int32_t>(std::floor(f * n)), int32_t{0}, n - 1);
+  };
+  const int32_t x = pick(fx, r.width()), y = pick(fy, r.height());
+  p.r = r.at(y, x);
+  p.g = image.host_g.at(y, x);
+  p.b = image.host_b.at(y, x);
+  return p;
+}
+
 bool PreviewPicker::Accepts(const ParameterPanel& panel) { return KindOf(panel.EffectName()) != PickKind::None; }
 
 void PreviewPicker::Press(ParameterPanel& panel, const PreviewPoint& p) {

@@ -17,6 +17,7 @@
 #include <optional>
 
 #include "engine/panel.h"
+#include "host/image_state.h"
 
 namespace tessfx {
 
@@ -25,6 +26,10 @@ struct PreviewPoint {
   double fy = 0;  // 0..1 down the frame
   uint8_t r = 0, g = 0, b = 0;  // the untouched frame's colour under the pointer
 };
+
+// The point at fractions (fx, fy) of the frame with the untouched frame's colour there
+// (the host planes as last fetched); fractions outside 0..1 pick the nearest edge pixel.
+PreviewPoint PointAt(const ImageState& image, double fx, double fy);
 
 class PreviewPicker {
  public:

@@ -204,4 +204,13 @@ float SplinePoint(float t, float p0, float p1, float p2, float p3) {
                                    (c - a) * x + 2.0 * b));
 }
 
+TimelineData KeyChannels::Timeline() const {
+  TimelineData d;
+  d.total_frames = host_.tes_GetTotalFrames();
+  d.current_frame = host_.tes_Getcurrentframe();
+  for (int32_t k = 0; k <= last_key_; ++k) d.key_frames.push_back(key_list_[static_cast<size_t>(k)].Frame);
+  d.frame_values = &frame_values_.Rows();
+  return d;
+}
+
 }  // namespace tessfx

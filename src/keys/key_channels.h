@@ -15,6 +15,7 @@
 
 #include "engine/panel.h"
 #include "host/host.h"
+#include "keys/timeline_view.h"
 
 namespace tessfx {
 
@@ -91,6 +92,11 @@ class KeyChannels {
   // spline fill rounds halves up.
   static int32_t LinearFrameOf(double position);
   static int32_t SplineFrameOf(float position);
+
+  // What the timeline strip shows now: the host's frame count and current frame, the key
+  // frames and the per-frame values (which this object keeps alive). The strip fills in
+  // its own size and back colour.
+  TimelineData Timeline() const;
 
   // Redraws the timeline strip after a change of the keys or of the toggle.
   std::function<void()> draw_timeline;

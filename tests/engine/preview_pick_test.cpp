@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "engine/preview_pick.h"
+#include "host/embedded/embedded_host.h"
 
 namespace tessfx {
 namespace {
@@ -77,6 +78,51 @@ TEST_F(Picking, OtherEffectsIgnoreThePreview) {
   picker.Press(panel, {0.5, 0.5, 1, 2, 3});
   EXPECT_FALSE(picker.pressed());
   EXPECT_EQ(previews, 0);
+}
+
+TEST_F(Picking, CopyAndPasteCarryAllSixSlidersThroughTheirChangeEvents) {
+  Select("Film grain");
+  panel.Edit_Paste_Click();  // nothing copied yet: every slider to 0 (clamped to its range)
+  EXPECT_EQ(V(1), 0);
+  EXPECT_EQ(V(4), 10);
+  panel.HProp[0].SetValue(77);
+  panel.HProp[3].SetValue(55);
+  panel.Edit_copy_Click();
+  EXPECT_EQ(panel.KeyClipboard[0], 77);
+  EXPECT_EQ(panel.KeyClipboard[3], 55);
+  panel.HProp[0].SetValue(1);
+  panel.HProp[3].SetValue(99);
+  previews = 0;
+  panel.Edit_Paste_Click();
+  EXPECT_EQ(V(1), 77);
+  EXPECT_EQ(V(4), 55);
+  EXPECT_EQ(panel.Label[6].caption, "77");
+  EXPECT_EQ(previews, 2);  // one per slider that moved
+}
+
+TEST(PreviewPoint, TakesTheUntouchedFramesColourUnderTheFractions) {
+  LookupTables tables{};
+  EmbeddedHostOptions o;
+  o.memory_store = true;
+  o.temp_dir = ::testing::TempDir();
+  o.settings_path = ::testing::TempDir() + "/preview-point-settings.ini";
+  EmbeddedHost host(o);
+  Plane r(4, 2), g(4, 2), b(4, 2);
+  r.at(1, 3) = 200;
+  g.at(1, 3) = 100;
+  b.at(0, 0) = 9;
+  ImageState image(host, tables);
+  image.host_r = std::move(r);
+  image.host_g = std::move(g);
+  image.host_b = std::move(b);
+  PreviewPoint p = PointAt(image, 0.99, 0.99);
+  EXPECT_EQ(p.r, 200);
+  EXPECT_EQ(p.g, 100);
+  EXPECT_DOUBLE_EQ(p.fx, 0.99);
+  p = PointAt(image, -0.5, 1.5);  // outside: the nearest edge pixel
+  EXPECT_EQ(p.r, 0);
+  p = PointAt(image, 0.0, 0.0);
+  EXPECT_EQ(p.b, 9);
 }
 
 }  // namespace

@@ -51,6 +51,19 @@ TEST_F(KeysTest, WithoutTwoKeysEveryFrameFollowsTheSliders) {
   EXPECT_EQ(keys().ChannelValue(3, 7), -50.0f);
 }
 
+TEST_F(KeysTest, TheStripSeesTheHostFrameTheKeysAndTheTable) {
+  EXPECT_TRUE(keys().Timeline().key_frames.empty());
+  RedKey(3, 51);
+  RedKey(15, 255);
+  rig->host->Tes_GotoFrame(7);
+  const TimelineData d = keys().Timeline();
+  EXPECT_EQ(d.total_frames, 20);
+  EXPECT_EQ(d.current_frame, 7);
+  EXPECT_EQ(d.key_frames, (std::vector<int32_t>{3, 15}));
+  ASSERT_NE(d.frame_values, nullptr);
+  EXPECT_FLOAT_EQ((*d.frame_values)[0][15], 1.0f);
+}
+
 TEST_F(KeysTest, SetKeyAtAKeyedFrameReplacesIt) {
   RedKey(3, 10);
   RedKey(12, 20);

@@ -1,0 +1,86 @@
+#include "ui/app.h"
+
+#include <QApplication>
+#include <QDockWidget>
+#include <QTimer>
+#include <cstdlib>
+#include <iostream>
+
+#include "host/image_state.h"
+#include "host/registry.h"
+#include "ui/host_window.h"
+#include "ui/tool_window.h"
+
+namespace tessfx {
+namespace {
+
+bool EnvSet(const char* name) {
+  const char* v = std::getenv(name);
+  return v && *v;
+}
+
+// Sets up the scripted session's effect and keys through the models, as a user would.
+void RunScript(ToolWindow& tool, const EditorRunOptions& options) {
+  Editor& e = tool.editor();
+  if (!e.panel().SelectEffect(options.script_effect))
+    std::cerr << "tessfx: no effect named \"" << options.script_effect << "\"\n";
+  TessalineHost& host = e.host();
+  const int32_t last = host.tes_GetTotalFrames() - 1;
+  host.Tes_GotoFrame(0);
+  e.kv_button1_Click();
+  // The second key moves every visible slider three quarters of the way to its maximum.
+  for (HPropModel& s : e.panel().HProp)
+    if (s.Visible()) s.SetValue(static_cast<int16_t>(s.Value() + (s.Max() - s.Value()) * 3 / 4));
+  host.Tes_GotoFrame(last);
+  e.kv_button1_Click();
+  host.Tes_GotoFrame(last / 2);
+  e.DoPreviewFrame();
+  tool.RefreshPanel();
+  tool.DrawTimeline();
+}
+
+}  // namespace
+
+bool HaveDisplay() { return EnvSet("DISPLAY") || EnvSet("WAYLAND_DISPLAY") || EnvSet("QT_QPA_PLATFORM"); }
+
+int RunEditor(std::shared_ptr<EmbeddedHost> host, const EditorRunOptions& options) {
+  static int argc = 1;
+  static char name[] = "tessfx";
+  static char* argv[] = {name, nullptr};
+  QApplication app(argc, argv);
+  QApplication::setApplicationName("tessfx");
+
+  HostRegistry registry;
+  registry.Register(kHostProgId, [host]() -> std::shared_ptr<TessalineHost> { return host; });
+  std::unique_ptr<SharedState> state = SharedState::Startup(registry);
+
+  int status = 0;
+  {
+    HostWindow main_window(*host);
+    auto* tool = new ToolWindow(*state);
+    host->AddObserver(tool);
+    state->HandFormToHost(ObjectRef{static_cast<QWidget*>(tool)});
+    tool->RestoreWindowPlacement();
+    main_window.show();
+
+    if (!options.screenshot.empty()) {
+      QTimer::singleShot(200, &main_window, [&] {
+        RunScript(*tool, options);
+        // Let the host window pick up the frame change before the picture is taken.
+        QTimer::singleShot(200, &main_window, [&] {
+          if (!main_window.grab().save(QString::fromStdString(options.screenshot), "PNG")) {
+            std::cerr << "tessfx: cannot write " << options.screenshot << "\n";
+            status = 1;
+          }
+          QApplication::exit(status);
+        });
+      });
+    }
+    const int loop = QApplication::exec();
+    if (status == 0) status = loop;
+    host->RemoveObserver(tool);
+  }
+  return status;
+}
+
+}  // namespace tessfx

@@ -1,0 +1,26 @@
+#pragma once
+// The editor's windows as a program: the host window with the animation, and the tool window
+// docked beside it.
+#include <memory>
+#include <string>
+
+#include "host/embedded/embedded_host.h"
+
+namespace tessfx {
+
+struct EditorRunOptions {
+  // A scripted session for pictures of the editor: selects `script_effect`, sets keys at the
+  // first and last frame, previews the middle frame, saves the host window to `screenshot`
+  // (PNG) and quits.
+  std::string screenshot;
+  std::string script_effect = "Color add";
+};
+
+// True when a window system is reachable (a display, or a platform chosen explicitly).
+bool HaveDisplay();
+
+// Runs the editor on `host` (with its document already open) until the host window closes;
+// returns the exit status.
+int RunEditor(std::shared_ptr<EmbeddedHost> host, const EditorRunOptions& options = {});
+
+}  // namespace tessfx

@@ -1,0 +1,266 @@
+// The tool window driven through its real widgets, found by object name.
+#include <gtest/gtest.h>
+
+#include <QAction>
+#include <QCheckBox>
+#include <QLabel>
+#include <QListWidget>
+#include <QMouseEvent>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QTimer>
+
+#include "ui/progress_window.h"
+#include "ui/timeline_widget.h"
+#include "ui/ui_rig.h"
+#include "ui/widgets.h"
+
+namespace tessfx {
+namespace {
+
+using testing::HasColour;
+using testing::UiRig;
+
+const QColor kRed(238, 34, 17), kBlue(170, 170, 255);
+
+struct ToolWindowTest : ::testing::Test {
+  UiRig rig{16, 12, 10};
+  QListWidget* list = rig.Find<QListWidget>("List1");
+  void Pick(const std::string& entry) { list->setCurrentRow(rig.Row(entry)); }
+  HPropSlider* Slider(int n) { return rig.Find<HPropSlider>(QStringLiteral("HProp%1").arg(n).toUtf8().constData()); }
+  QLabel* Label(int n) { return rig.Find<QLabel>(QStringLiteral("Label%1").arg(n).toUtf8().constData()); }
+  QPushButton* Button(int n) {
+    return rig.Find<QPushButton>(QStringLiteral("kv_button%1").arg(n).toUtf8().constData());
+  }
+  const QImage& Strip() { return rig.Find<TimelineStrip>("Picture1")->image(); }
+  void Mouse(QWidget* w, QEvent::Type type, QPointF at, Qt::MouseButtons held) {
+    QMouseEvent e(type, at, w->mapToGlobal(at), type == QEvent::MouseMove ? Qt::NoButton : Qt::LeftButton, held,
+                  Qt::NoModifier);
+    QCoreApplication::sendEvent(w, &e);
+  }
+};
+
+TEST_F(ToolWindowTest, StartsWithNothingSelectedAndTheBareCaption) {
+  EXPECT_TRUE(list->selectedItems().isEmpty());
+  EXPECT_EQ(rig.tool->editor().panel().ListIndex(), -1);
+  EXPECT_EQ(list->count(), 112);
+  EXPECT_EQ(rig.tool->windowTitle(), "Timeline editor");
+  for (int n = 1; n <= 6; ++n) EXPECT_TRUE(Slider(n)->isHidden());
+}
+
+TEST_F(ToolWindowTest, PickingConfiguresSlidersLabelsButtonAndPointer) {
+  Pick("Adjust");  // a heading: the row after it is chosen
+  EXPECT_EQ(list->currentRow(), rig.Row("    Color adjustment"));
+  for (int n = 1; n <= 3; ++n) EXPECT_FALSE(Slider(n)->isHidden()) << n;
+  EXPECT_TRUE(Slider(4)->isHidden());
+  EXPECT_EQ(Label(1)->text(), "Red");
+  EXPECT_EQ(Slider(1)->maximum(), 512);
+  EXPECT_EQ(Slider(1)->value(), 255);
+  EXPECT_EQ(rig.Find<QWidget>("Picture2")->cursor().shape(), Qt::BitmapCursor);
+  EXPECT_TRUE(rig.tool->windowTitle().startsWith("Timeline editor  (frame 1 of"));
+
+  Pick("    Zoom blur");
+  EXPECT_EQ(rig.Find<QWidget>("Picture2")->cursor().shape(), Qt::SizeAllCursor);
+
+  Pick("    Negative");  // no sliders at all
+  for (int n = 1; n <= 6; ++n) {
+    EXPECT_TRUE(Slider(n)->isHidden()) << n;
+    EXPECT_TRUE(Label(n)->isHidden()) << n;
+    EXPECT_EQ(Label(n + 6)->text(), "") << n;
+  }
+  EXPECT_TRUE(Button(13)->isHidden());
+  EXPECT_EQ(rig.Find<QWidget>("Picture2")->cursor().shape(), Qt::ArrowCursor);
+
+  Pick("    Greenscreen sequence");
+  EXPECT_FALSE(Button(13)->isHidden());
+  EXPECT_EQ(Button(13)->text(), "Select Sequence...");
+  EXPECT_EQ(Button(13)->pos(), QPoint(262, 218));
+  Pick("    Greenscreen");  // placed, but left hidden
+  EXPECT_TRUE(Button(13)->isHidden());
+}
+
+TEST_F(ToolWindowTest, DraggingUpdatesTheLabelButPreviewsOnlyOnRelease) {
+  Pick("    Threshold");
+  HPropSlider* s = Slider(1);
+  const int before = rig.tool->previews;
+  s->setSliderDown(true);
+  s->setSliderPosition(40);
+  s->setSliderPosition(200);
+  EXPECT_EQ(Label(7)->text(), "200");
+  EXPECT_EQ(rig.tool->previews, before);
+  s->setSliderDown(false);
+  EXPECT_EQ(rig.tool->previews, before + 1);
+  EXPECT_EQ(rig.tool->editor().panel().HProp[0].Value(), 200);
+
+  // Copy and paste through the Edit menu put the value back with one preview.
+  rig.Find<QAction>("Edit_copy")->trigger();
+  rig.tool->editor().panel().HProp[0].SetValue(3);
+  rig.Find<QAction>("Edit_Paste")->trigger();
+  EXPECT_EQ(s->value(), 200);
+  EXPECT_EQ(Label(7)->text(), "200");
+}
+
+TEST_F(ToolWindowTest, KeysShowAsRedMarksAndTwoKeysDrawCurves) {
+  Pick("    Threshold");
+  EXPECT_FALSE(HasColour(Strip(), kRed));
+  Button(1)->click();
+  EXPECT_TRUE(HasColour(Strip(), kRed));
+  EXPECT_FALSE(HasColour(Strip(), kBlue));
+
+  rig.host->Tes_GotoFrame(9);
+  rig.tool->editor().panel().HProp[0].SetValue(30);
+  Button(1)->click();
+  EXPECT_TRUE(HasColour(Strip(), kRed));
+  EXPECT_TRUE(HasColour(Strip(), kBlue));
+  EXPECT_EQ(rig.tool->editor().keys().KeyCount(), 2);
+
+  Button(5)->click();  // clear keys
+  EXPECT_FALSE(HasColour(Strip(), kBlue));
+}
+
+TEST_F(ToolWindowTest, ScrubbingFollowsThePointerAndReleasePreviews) {
+  Pick("    Threshold");
+  auto* strip = rig.Find<TimelineStrip>("Picture1");
+  ASSERT_GT(strip->width(), 100);
+  rig.host->Tes_GotoFrame(5);
+  Mouse(strip, QEvent::MouseButtonPress, {0, 10}, Qt::LeftButton);
+  EXPECT_EQ(rig.host->tes_Getcurrentframe(), 0);
+  Mouse(strip, QEvent::MouseMove, {strip->width() / 2.0, 10}, Qt::LeftButton);
+  EXPECT_EQ(rig.host->tes_Getcurrentframe(), 5);
+  rig.host->Tes_GotoFrame(3);
+  Mouse(strip, QEvent::MouseMove, {static_cast<double>(strip->width()), 10}, Qt::LeftButton);  // frame T: not sent
+  EXPECT_EQ(rig.host->tes_Getcurrentframe(), 3);
+  const int before = rig.tool->previews;
+  Mouse(strip, QEvent::MouseButtonRelease, {10, 10}, Qt::NoButton);
+  EXPECT_EQ(rig.tool->previews, before + 1);
+  Mouse(strip, QEvent::MouseMove, {0, 10}, Qt::NoButton);  // no button held: nothing
+  EXPECT_EQ(rig.host->tes_Getcurrentframe(), 3);
+
+  // Zoom widens the strip and shows the scroll bar; zooming out again narrows it.
+  const int w = strip->width();
+  Button(9)->click();
+  EXPECT_EQ(strip->width(), 2 * w);
+  EXPECT_FALSE(rig.Find<QWidget>("HScroll1")->isHidden());
+  Button(10)->click();
+  EXPECT_EQ(strip->width(), w);
+}
+
+// Cancels the render from inside it, as the user's click on Form2's button would, when the
+// render reaches `at`.
+struct CancelAt : HostObserver {
+  explicit CancelAt(int32_t frame) : at(frame) {}
+  void OnFrameChanged(int32_t frame) override {
+    if (frame != at) return;
+    if (auto* form2 = qobject_cast<ProgressWindow*>(QApplication::activeModalWidget())) {
+      bar_when_cancelled = form2->findChild<QProgressBar*>("DisplayBar")->value();
+      form2->findChild<QPushButton*>("Form2Cancel")->click();
+      cancelled = true;
+    }
+  }
+  int32_t at;
+  bool cancelled = false;
+  int bar_when_cancelled = -1;
+};
+
+TEST_F(ToolWindowTest, RenderCancelledPartWayThenUndoRestoresTheFrames) {
+  for (int32_t f = 0; f < 10; ++f)
+    for (Channel c : {Channel::R, Channel::G, Channel::B}) {
+      Plane p(16, 12);
+      for (size_t i = 0; i < p.size(); ++i) p.data()[i] = static_cast<uint8_t>(f * 20 + static_cast<int>(c) * 7 + i);
+      rig.host->WriteFramePlane(f, c, p);
+    }
+  const auto frame_r = [&](int32_t f) {
+    Plane p;
+    rig.host->ReadFramePlane(f, Channel::R, p);
+    return std::vector<uint8_t>(p.data(), p.data() + p.size());
+  };
+  std::vector<std::vector<uint8_t>> before;
+  for (int32_t f = 0; f < 10; ++f) before.push_back(frame_r(f));
+
+  Pick("    Color add");
+  rig.tool->editor().panel().HProp[0].SetValue(90);
+  CancelAt cancel(4);
+  rig.host->AddObserver(&cancel);
+  Button(3)->click();
+  rig.host->RemoveObserver(&cancel);
+  ASSERT_TRUE(cancel.cancelled);
+  EXPECT_GT(cancel.bar_when_cancelled, 0);
+  EXPECT_EQ(QApplication::activeModalWidget(), nullptr);  // Form2 has closed
+  for (int32_t f = 0; f <= 4; ++f) EXPECT_NE(frame_r(f), before[f]) << f;  // the frame under way finishes
+  for (int32_t f = 5; f < 10; ++f) EXPECT_EQ(frame_r(f), before[f]) << f;
+
+  Button(12)->click();
+  for (int32_t f = 0; f < 10; ++f) EXPECT_EQ(frame_r(f), before[f]) << f;
+  EXPECT_EQ(rig.host->tes_GetTotalFrames(), 10);
+  EXPECT_TRUE(rig.tool->messages.empty());
+}
+
+TEST_F(ToolWindowTest, UndoBoxAndItsCaptionStoreTheSetting) {
+  auto* check = rig.Find<QCheckBox>("Check1");
+  EXPECT_TRUE(check->isChecked());  // recording is on without a saved setting
+  check->click();
+  EXPECT_EQ(rig.host->GetSetting(kSettingsApp, kTimelineSection, kSaveUndosKey, ""), "0");
+  QLabel* caption = Label(13);
+  QMouseEvent up(QEvent::MouseButtonRelease, QPointF(2, 2), caption->mapToGlobal(QPointF(2, 2)), Qt::LeftButton,
+                 Qt::NoButton, Qt::NoModifier);
+  QCoreApplication::sendEvent(caption, &up);
+  EXPECT_TRUE(check->isChecked());
+  EXPECT_EQ(rig.host->GetSetting(kSettingsApp, kTimelineSection, kSaveUndosKey, ""), "1");
+}
+
+TEST_F(ToolWindowTest, CreateAnimationRefusesCountsOutsideOneToTenThousand) {
+  QAction* create = rig.Find<QAction>("AnimMenuCreate");
+  for (std::optional<std::string> answer :
+       {std::optional<std::string>{}, std::optional<std::string>{"0"}, std::optional<std::string>{""},
+        std::optional<std::string>{"10001"}, std::optional<std::string>{"-3"}}) {
+    rig.tool->answer = answer;
+    create->trigger();
+    EXPECT_EQ(rig.host->tes_GetTotalFrames(), 10) << answer.value_or("(cancelled)");
+  }
+  EXPECT_EQ(rig.tool->asked.back(), "Create new animation");
+  EXPECT_TRUE(rig.tool->messages.empty());
+  rig.tool->answer = "3.5";
+  create->trigger();
+  EXPECT_EQ(rig.host->tes_GetTotalFrames(), 4);
+}
+
+TEST_F(ToolWindowTest, ColourSchemeDefaultsOnAFreshSettingsFileAndSavedColoursOverThem) {
+  const auto button = [&](int n) { return static_cast<KvButton*>(Button(n)); };
+  EXPECT_EQ(button(1)->color(), QColor(182, 197, 197));  // setting
+  EXPECT_EQ(button(6)->color(), QColor(182, 197, 197));
+  EXPECT_EQ(button(3)->color(), QColor(189, 191, 181));  // action
+  EXPECT_EQ(button(12)->color(), QColor(189, 191, 181));
+  EXPECT_EQ(button(9)->color(), QColor(201, 190, 193));  // tool
+  EXPECT_EQ(button(13)->color(), QColor(201, 190, 193));
+  EXPECT_EQ(button(1)->highlight(), QColor(224, 224, 224));
+  EXPECT_EQ(button(1)->shadow(), QColor(32, 32, 32));
+  EXPECT_FALSE(button(1)->borderless());
+  EXPECT_EQ(list->palette().color(QPalette::Base), QColor(85, 85, 102));
+  EXPECT_EQ(list->palette().color(QPalette::Text), QColor(255, 238, 136));
+  EXPECT_EQ(list->palette().color(QPalette::Highlight), QColor(255, 244, 208));
+  EXPECT_EQ(rig.Find<TimelineStrip>("Picture1")->back_color, QColor(250, 232, 184));
+  EXPECT_EQ(rig.Find<QWidget>("Form1Canvas")->palette().color(QPalette::Window), QColor(143, 149, 158));
+
+  rig.host->SaveSetting("tessaline", "Startup", "Special_Action_Color", "255");
+  rig.host->SaveSetting("tessaline", "Startup", "Borderless_Buttons", "1");
+  rig.tool->PrefsCallback();
+  EXPECT_EQ(button(3)->color(), QColor(255, 0, 0));
+  EXPECT_TRUE(button(3)->borderless());
+  EXPECT_EQ(button(1)->color(), QColor(182, 197, 197));
+}
+
+TEST(ProgressBar, ClampsTheRendersFraction) {
+  EXPECT_EQ(ProgressWindow::BarFraction(std::nan("")), 0.0);
+  EXPECT_EQ(ProgressWindow::BarFraction(-0.25), 0.25);  // a backwards render
+  EXPECT_EQ(ProgressWindow::BarFraction(1.5), 1.0);
+  EXPECT_EQ(ProgressWindow::BarFraction(0.5), 0.5);
+}
+
+TEST(FileFilter, LabelAndPatternBecomeQtsForm) {
+  EXPECT_EQ(QtFileFilter("bmp(*.bmp)|*.bmp"), "bmp (*.bmp)");
+  EXPECT_EQ(QtFileFilter("tsa(*.tsa)|*.tsa|All|*"), "tsa (*.tsa);;All (*)");
+  EXPECT_EQ(QtFileFilter(""), "All files (*)");
+}
+
+}  // namespace
+}  // namespace tessfx
