@@ -24,5 +24,7 @@ void AddNewCommand(CLI::App& app);
 void AddInfoCommand(CLI::App& app);
 void AddConvertCommand(CLI::App& app);
 void AddDemoCommand(CLI::App& app);
+void AddEffectsCommand(CLI::App& app);
+void AddApplyCommand(CLI::App& app);
 
 }  // namespace tessfx::cli

@@ -12,6 +12,8 @@ int main(int argc, char** argv) {
   tessfx::cli::AddInfoCommand(app);
   tessfx::cli::AddConvertCommand(app);
   tessfx::cli::AddDemoCommand(app);
+  tessfx::cli::AddEffectsCommand(app);
+  tessfx::cli::AddApplyCommand(app);
   try {
     app.parse(argc, argv);
   } catch (const CLI::CallForHelp& e) {

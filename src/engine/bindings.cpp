@@ -4,6 +4,12 @@ namespace tessfx {
 
 void BindActions(ActionTable& t) {
   BindAdjustActions(t);
+  BindInlineActions(t);
+  BindLookActions(t);
+  BindCombineActions(t);
+  BindVideoActions(t);
+  BindRankActions(t);
+  BindGeometricActions(t);
 }
 
 }  // namespace tessfx
