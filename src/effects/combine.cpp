@@ -37,7 +37,7 @@ void CombineFrame(ImageState& st, bool frame_from_host, BandFn&& fn) {
   CompositeStep(st);
 }
 
-// Per channel: out = op(s, c).
+// Per channel: out = op(s, c), on bytes so that the loops vectorise at 16 samples a step.
 template <typename Op>
 void PerChannel(ImageState& st, bool frame_from_host, Op op) {
   CombineFrame(st, frame_from_host, [&](const Samples& p, int64_t n) {
@@ -45,7 +45,7 @@ void PerChannel(ImageState& st, bool frame_from_host, Op op) {
       const uint8_t* c = p.frame[k];
       const uint8_t* s = p.swap[k];
       uint8_t* out = p.out[k];
-      for (int64_t i = 0; i < n; ++i) out[i] = op(uint32_t{s[i]}, uint32_t{c[i]});
+      for (int64_t i = 0; i < n; ++i) out[i] = op(s[i], c[i]);
     }
   });
 }
@@ -99,27 +99,27 @@ void ChooseSwap(ImageState& st, Take take) {
 
 void FxCombineByTable(ImageState& st, const LookupTable& table) {
   const uint8_t* t = table[0].data();  // rows are contiguous: [s][c] at s * 256 + c
-  PerChannel(st, true, [t](uint32_t s, uint32_t c) { return t[s * 256 + c]; });
+  PerChannel(st, true, [t](uint8_t s, uint8_t c) { return t[s * 256 + c]; });
 }
 
 // The numerators of luminance and complement stay within 255 * 255, so they are held in
 // 16 bits, where a division by 255 vectorises.
 void FxCombineLuminance(ImageState& st) {
-  PerChannel(st, false, [](uint32_t s, uint32_t c) {
+  PerChannel(st, false, [](uint8_t s, uint8_t c) -> uint8_t {
     const uint16_t n = s * (255 - c) + c * c;
-    return ClampByte(n / 255);
+    return n / 255;
   });
 }
 
 void FxCombineComplement(ImageState& st) {
-  PerChannel(st, false, [](uint32_t s, uint32_t c) {
+  PerChannel(st, false, [](uint8_t s, uint8_t c) -> uint8_t {
     const uint16_t n = (255 - c) * s + (255 - s) * c;
-    return ClampByte(n / 255);
+    return n / 255;
   });
 }
 
 void FxCombineDifference(ImageState& st) {
-  PerChannel(st, false, [](uint32_t s, uint32_t c) { return ClampByte(c > s ? c - s : s - c); });
+  PerChannel(st, false, [](uint8_t s, uint8_t c) -> uint8_t { return std::max(c, s) - std::min(c, s); });
 }
 
 void FxCombineLessThan(ImageState& st) {
@@ -167,18 +167,18 @@ void FxCombineBinary(ImageState& st) {
 void FxCombineLogic(ImageState& st, int32_t mode) {
   switch (mode) {
     case 0:
-      PerChannel(st, false, [](uint32_t s, uint32_t c) { return ClampByte(c & s); });
+      PerChannel(st, false, [](uint8_t s, uint8_t c) -> uint8_t { return c & s; });
       break;
     case 1:
-      PerChannel(st, false, [](uint32_t s, uint32_t c) { return ClampByte(c | s); });
+      PerChannel(st, false, [](uint8_t s, uint8_t c) -> uint8_t { return c | s; });
       break;
     case 2:
-      PerChannel(st, false, [](uint32_t s, uint32_t c) { return ClampByte(c ^ s); });
+      PerChannel(st, false, [](uint8_t s, uint8_t c) -> uint8_t { return c ^ s; });
       break;
     default:
       // Any other mode leaves the samples as they are, still with the swap refresh and
       // the composite of the family.
-      PerChannel(st, false, [](uint32_t, uint32_t c) { return ClampByte(c); });
+      PerChannel(st, false, [](uint8_t, uint8_t c) { return c; });
       break;
   }
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdlib>
+#include <cstring>
 #include <vector>
 
 #include "core/convert.h"
@@ -13,32 +14,32 @@ namespace tessfx {
 
 namespace {
 
-// Exact truncating division of numerators below 2^23 by a fixed divisor 1..32767, as a
-// multiply and a shift (Granlund and Montgomery: with l = ceil(log2 d) and
-// m = ceil(2^(23 + l) / d), n / d = (n * m) >> (23 + l) for every n < 2^23). It keeps an
-// integer division out of the pixel loop, which then vectorises.
-struct ExactDivisor {
-  explicit ExactDivisor(uint32_t d) {
-    uint32_t l = 0;
-    while ((uint32_t{1} << l) < d) ++l;
-    shift = 23 + l;
-    multiplier = ((uint64_t{1} << shift) + d - 1) / d;
-  }
-  uint64_t multiplier;
-  uint32_t shift;
-};
+// The mirage of row y: out = (mirror * y + own * (h - y)) / h, truncating. As own * h / h is
+// whole, this is own + floor((mirror - own) * y / h), whose second term depends on the
+// difference alone: a table of the 511 differences per row, built by stepping the remainder
+// (no division), turns every sample into one look-up.
+using MirageSteps = std::array<int32_t, 511>;
 
-// One row of the mirage: out = (mirror * ky + own * kz) / (ky + kz), truncating, for
-// columns 1..width-1. The numerator is at most 255 * 32767 < 2^23.
-void MirageRow(const uint8_t* mirror, const uint8_t* own, uint8_t* out, int32_t width, uint32_t ky, uint32_t kz,
-               ExactDivisor div) {
-  const uint64_t m = div.multiplier;
-  const uint32_t shift = div.shift;
-  for (int32_t x = 1; x < width; ++x) {
-    const uint64_t n = mirror[x] * ky + own[x] * kz;
-    const uint32_t q = (n * m) >> shift;
-    out[x] = ClampByte(q);
+// steps[255 + d] = floor(d * y / h) for d = -255..255 (y < h, so the quotient grows by at
+// most one per unit of d).
+void BuildMirageSteps(MirageSteps& steps, int32_t y, int32_t h) {
+  int32_t q = 0, r = 0;  // d * y = q * h + r, 0 <= r < h
+  steps[255] = 0;
+  for (int32_t d = 1; d <= 255; ++d) {
+    r += y;
+    if (r >= h) {
+      r -= h;
+      ++q;
+    }
+    steps[static_cast<size_t>(255 + d)] = q;
+    steps[static_cast<size_t>(255 - d)] = r == 0 ? -q : -q - 1;
   }
+}
+
+// Columns 1..width-1 of one plane's row.
+void MirageRow(const uint8_t* mirror, const uint8_t* own, uint8_t* out, int32_t width, const MirageSteps& steps) {
+  const int32_t* step = steps.data() + 255;
+  for (int32_t x = 1; x < width; ++x) out[x] = ClampByte(own[x] + step[mirror[x] - own[x]]);
 }
 
 void GatherRow(const uint8_t* src, const int32_t* columns, uint8_t* out, int32_t width) {
@@ -50,12 +51,13 @@ void GatherRow(const uint8_t* src, const int32_t* columns, uint8_t* out, int32_t
 void FxMirage(ImageState& s) {
   const int32_t w = s.width, h = s.height;
   if (w >= 2 && h >= 2) {
-    const ExactDivisor div(h);
     ForEachRowBand(1, h, int64_t{w} * 3, [&](int32_t y0, int32_t y1) {
+      MirageSteps steps;
       for (int32_t y = y0; y < y1; ++y) {
+        BuildMirageSteps(steps, y, h);
         for (auto [host, work] : {std::pair{&s.host_r, &s.work_r}, std::pair{&s.host_g, &s.work_g},
                                   std::pair{&s.host_b, &s.work_b}})
-          MirageRow((*host)[h - y], (*host)[y], (*work)[y], w, y, h - y, div);
+          MirageRow((*host)[h - y], (*host)[y], (*work)[y], w, steps);
       }
     });
   }
@@ -72,12 +74,20 @@ void FxMosaic(ImageState& s, float block_size) {
     for (int32_t x = 0; x < w; ++x)
       source_column[static_cast<size_t>(x)] = std::clamp(TruncDiv(x, n) * n + n / 2, 0, w - 1);
     const int32_t* sx = source_column.data();
+    const size_t row_bytes = static_cast<size_t>(w);
+    // Rows of one block row are equal: the first row of each block row (or of the band)
+    // is sampled, the others are copies of it.
     ForEachRowBand(0, h, int64_t{w} * 3, [&](int32_t y0, int32_t y1) {
       for (int32_t y = y0; y < y1; ++y) {
+        const bool first = y == y0 || y % n == 0;
         const int32_t sy = std::clamp(TruncDiv(y, n) * n + n / 2, 0, h - 1);
         for (auto [host, work] : {std::pair{&s.host_r, &s.work_r}, std::pair{&s.host_g, &s.work_g},
                                   std::pair{&s.host_b, &s.work_b}}) {
-          GatherRow(host->data() + sy * stride, sx, work->data() + y * stride, w);
+          uint8_t* out = work->data() + y * stride;
+          if (first)
+            GatherRow(host->data() + sy * stride, sx, out, w);
+          else
+            std::memcpy(out, out - stride, row_bytes);
         }
       }
     });

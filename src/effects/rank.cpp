@@ -11,13 +11,8 @@ void OnePass(ImageState& s, RankOp op) {
 }
 
 void TwoPasses(ImageState& s, RankOp first, RankOp second) {
-  if (s.width < 2 || s.height < 2) return;  // no pixel to visit
-  OnePass(s, first);
-  // The second pass reads copies of the first pass's result (allocated once per call),
-  // never its own output.
-  const Plane r = s.work_r.Clone(), g = s.work_g.Clone(), b = s.work_b.Clone();
-  CrossRankPass(r.data(), g.data(), b.data(), s.work_r.data(), s.work_g.data(), s.work_b.data(), s.width, s.height,
-                second);
+  CrossRankTwoPasses(s.host_r.data(), s.host_g.data(), s.host_b.data(), s.work_r.data(), s.work_g.data(),
+                     s.work_b.data(), s.width, s.height, first, second);
 }
 
 }  // namespace

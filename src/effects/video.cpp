@@ -10,8 +10,15 @@
 namespace tessfx {
 namespace {
 
+// row + d clamped to 0..255, as a saturating add of up = max(d, 0) after a saturating
+// subtract of down = max(-d, 0), which vectorises to byte instructions.
 void AddClampedRow(uint8_t* row, int32_t width, int32_t d) {
-  for (int32_t x = 0; x < width; ++x) row[x] = ClampByte(row[x] + d);
+  const uint8_t up = ClampByte(d), down = ClampByte(-d);
+  for (int32_t x = 0; x < width; ++x) {
+    const uint8_t lowered = row[x] > down ? row[x] - down : 0;
+    const uint8_t headroom = 255 - lowered;
+    row[x] = headroom < up ? 255 : lowered + up;
+  }
 }
 
 }  // namespace

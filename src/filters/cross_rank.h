@@ -13,4 +13,14 @@ enum class RankOp { Maximum, Minimum };
 void CrossRankPass(const uint8_t* src_r, const uint8_t* src_g, const uint8_t* src_b, uint8_t* dst_r,
                    uint8_t* dst_g, uint8_t* dst_b, int32_t width, int32_t height, RankOp op);
 
+// Two passes: the first from the host planes into the working planes, the second from a
+// copy of that result into the working planes again, so the second never reads its own
+// output. The result equals running the passes one after the other over whole temporary
+// planes; it is computed band by band, each band rebuilding the three first-pass rows it
+// needs in a small buffer, which saves the memory traffic (and, for large frames, the page
+// faults) of three full temporary planes.
+void CrossRankTwoPasses(const uint8_t* host_r, const uint8_t* host_g, const uint8_t* host_b, uint8_t* work_r,
+                        uint8_t* work_g, uint8_t* work_b, int32_t width, int32_t height, RankOp first,
+                        RankOp second);
+
 }  // namespace tessfx

@@ -53,19 +53,24 @@ void Reference(Planes& p, const Kernel3x3& k, float divisor, int32_t mode, uint8
 }
 
 TEST(ConvolveAlpha, MatchesThePixelByPixelConvolution) {
-  const Kernel3x3 kernels[] = {{1, 1, 1, 1, 1, 1, 1, 1, 1}, {0, -1, 0, -1, 5, -1, 0, -1, 0},
-                               {-1, -1, 0, -1, 0, 1, 0, 1, 1}, {0.25f, 0.5f, 0.125f, 1, 2, 3, -0.75f, 0, 1.5f}};
+  const Kernel3x3 kernels[] = {{1, 1, 1, 1, 1, 1, 1, 1, 1},      {0, -1, 0, -1, 5, -1, 0, -1, 0},
+                               {-1, -1, 0, -1, 0, 1, 0, 1, 1},   {0.25f, 0.5f, 0.125f, 1, 2, 3, -0.75f, 0, 1.5f},
+                               {0, 1, 0, 0, 2, 0, 0, 0, 0},      {-1, -1, -1, -1, 8, -1, -1, -1, -1},
+                               {40, 1, 7, 0, 2, 0, 3, 0, 3}};
+  // Whole weights with the divisors that divide in integers (1, 2, 3, 9) and others.
   for (const Kernel3x3& k : kernels)
-    for (int32_t mode : {int32_t{kConvolvePlain}, int32_t{kConvolveOffset}, kConvolveGrey | kConvolveOffset})
-      for (uint8_t flag : {0, 1})
-        for (auto [w, h] : {std::pair{1, 1}, std::pair{2, 3}, std::pair{29, 70}, std::pair{300, 250}}) {
-          Planes actual(w, h, 11), expected(w, h, 11);
-          EXPECT_EQ(actual.Run(k, 3.0f, mode, flag), 0);
-          Reference(expected, k, 3.0f, mode, flag);
-          ASSERT_EQ(actual.r, expected.r) << w << "x" << h << " mode " << mode << " flag " << int{flag};
-          ASSERT_EQ(actual.g, expected.g);
-          ASSERT_EQ(actual.b, expected.b);
-        }
+    for (float divisor : {1.0f, 2.0f, 3.0f, 9.0f, 2.5f, -4.0f})
+      for (int32_t mode : {int32_t{kConvolvePlain}, int32_t{kConvolveOffset}, kConvolveGrey | kConvolveOffset})
+        for (uint8_t flag : {0, 1})
+          for (auto [w, h] : {std::pair{1, 1}, std::pair{2, 3}, std::pair{29, 70}, std::pair{300, 250}}) {
+            Planes actual(w, h, 11), expected(w, h, 11);
+            EXPECT_EQ(actual.Run(k, divisor, mode, flag), 0);
+            Reference(expected, k, divisor, mode, flag);
+            ASSERT_EQ(actual.r, expected.r) << w << "x" << h << " mode " << mode << " flag " << int{flag} << " div "
+                                            << divisor;
+            ASSERT_EQ(actual.g, expected.g);
+            ASSERT_EQ(actual.b, expected.b);
+          }
 }
 
 TEST(ConvolveAlpha, ResultDoesNotDependOnTheThreadCount) {
