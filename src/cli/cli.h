@@ -55,5 +55,7 @@ struct ExitStatus {
   int code;
   std::string message;
 };
+void AddEffectsCommand(CLI::App& app);
+void AddApplyCommand(CLI::App& app);
 
 }  // namespace tessfx::cli

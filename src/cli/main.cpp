@@ -17,6 +17,8 @@ int main(int argc, char** argv) {
   tessfx::cli::AddRenderCommand(app);
   tessfx::cli::AddUndoCommand(app);
   tessfx::cli::AddKeysCommand(app);
+  tessfx::cli::AddEffectsCommand(app);
+  tessfx::cli::AddApplyCommand(app);
   try {
     app.parse(argc, argv);
   } catch (const CLI::CallForHelp& e) {

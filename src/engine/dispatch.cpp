@@ -35,7 +35,7 @@ void FrameDispatcher::ProccessFrame(float p1, float p2, float p3, float p4, floa
   const std::string name = EffectNameOfEntry(hooks_.selected_entry ? hooks_.selected_entry() : std::string());
   const EffectSpec* effect = FindEffect(name);
   if (!effect || !effect->action) return;
-  EffectCall call{s, {p1, p2, p3, p4, p5, p6}, {}, hooks_.set_caption};
+  EffectCall call{s, {p1, p2, p3, p4, p5, p6}, {}, hooks_.set_caption, current_frame_};
   if (effect->sequence) {
     // The five sequence effects do nothing until a sequence is chosen.
     std::optional<std::string> file = hooks_.sequence_file ? hooks_.sequence_file(current_frame_) : std::nullopt;

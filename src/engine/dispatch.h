@@ -15,14 +15,16 @@
 namespace tessfx {
 
 // What a routine receives: the shared image state, the six values (the dispatch's own
-// copies, which the inline convolutions reuse as kernel cells), and for the sequence
-// effects the file of the current frame.
+// copies, which the inline convolutions reuse as kernel cells), for the sequence effects
+// the file of the current frame, and the host's current frame (the seed of the random
+// effects, so that any frame renders the same on its own).
 struct EffectCall {
   ImageState& image;
   std::array<float, 6> p{};
   std::string sequence_file;  // empty when no sequence is chosen
   // Shows a message in the main window's caption (the BMP reader's failures).
   std::function<void(const std::string&)> set_caption;
+  int32_t frame = 0;
 };
 
 // The main window's side of the dispatch, behind small hooks.

@@ -122,9 +122,9 @@ void ParameterPanel::Setuptool() {
     h.SetVisible(true);
     Label[n].caption = std::string(s.caption);
     Label[n].visible = true;
-    // The value label follows the slider's Change event; refresh it here as well so that a
-    // slider whose value did not change still shows its value.
-    Label[6 + n].caption = std::to_string(h.Value());
+    // The value label is left as step 4 of List1_Click emptied it: the Change events of
+    // the assignments above came while the slider was hidden, and only a visible slider's
+    // Change writes its value label. It shows a value once the slider is moved.
   }
   if (e->name == "Lens flare" && hooks.flare_settings) hooks.flare_settings();
   if (e->button != ButtonMode::None) {

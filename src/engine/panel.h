@@ -20,6 +20,11 @@ namespace tessfx {
 // later change of Min or Max brings the shown value as close to it as the new range allows.
 // So the set-up's order (Value, then Min, then Max) yields the listed defaults whatever the
 // previous effect's range was, as if the range had been applied first.
+//
+// Design-time state: hidden, range 0..255 at 255. A hidden slider still hands its value to
+// the preview, so the effects without sliders whose last step is the level mix by the first
+// value ("Deinterlace", "Reduce flicker") show in full until another effect's first slider
+// has been used.
 class HPropModel {
  public:
   int16_t Value() const { return value_; }
@@ -41,7 +46,7 @@ class HPropModel {
 
  private:
   void Apply(int16_t wanted, bool raise_change);
-  int16_t value_ = 0, min_ = 0, max_ = 100, wanted_ = 0;
+  int16_t value_ = 255, min_ = 0, max_ = 255, wanted_ = 255;
   bool visible_ = false;
   bool dragging_ = false;
 };

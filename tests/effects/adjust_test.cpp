@@ -177,8 +177,12 @@ TEST(AdjustValue, GammaAboveTheMiddleBrightensMidTonesBelowDarkens) {
     const ToneTable t = ValueAdjustmentTable(100, 100, 100, static_cast<float>(gamma));
     EXPECT_GT(t[100], previous) << gamma;  // strictly brighter at each step
     previous = t[100];
-    if (gamma < 100) EXPECT_LT(t[100], 100) << gamma;
-    if (gamma > 100) EXPECT_GT(t[100], 100) << gamma;
+    if (gamma < 100) {
+      EXPECT_LT(t[100], 100) << gamma;
+    }
+    if (gamma > 100) {
+      EXPECT_GT(t[100], 100) << gamma;
+    }
     EXPECT_EQ(t[0], 0);      // black and white stay put
     EXPECT_EQ(t[255], 255);
   }

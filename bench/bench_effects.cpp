@@ -1,0 +1,187 @@
+// Milliseconds per 1920 x 1080 frame for every implemented effect of the catalogue, run
+// through the frame dispatch at the catalogue defaults on a noise frame, next to the copy
+// floor (copying the 4 host planes to the 4 working planes), on one thread and on all.
+//
+// The dispatch itself refetches the frame from the host and copies it before any effect
+// runs; that overhead is measured on its own ("dispatch, no effect") and subtracted in the
+// summary, whose last column relates each effect's own time to the copy floor.
+#include <benchmark/benchmark.h>
+#include <tbb/global_control.h>
+#include <tbb/info.h>
+
+#include <malloc.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstdio>
+#include <cstring>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "effects/frame.h"
+#include "engine/catalogue.h"
+#include "engine/dispatch.h"
+#include "engine/panel.h"
+#include "filters/overlay.h"
+#include "filters/parallel.h"
+#include "host/embedded/embedded_host.h"
+#include "host/image_state.h"
+#include "host/registry.h"
+#include "media/test_patterns.h"
+
+namespace tessfx {
+namespace {
+
+constexpr int32_t kWidth = 1920, kHeight = 1080;
+
+// A noise frame and a noise swap image in an in-memory host with the shared state. The
+// alpha plane is the host's default (fully selected), as for every animation file.
+class BenchFrame {
+ public:
+  BenchFrame() : host_(std::make_shared<EmbeddedHost>()) {
+    host_->NewAnimation(kWidth, kHeight, 1);
+    Plane r(kWidth, kHeight), g(kWidth, kHeight), b(kWidth, kHeight);
+    DrawPattern(Pattern::Noise, 1, 0, 1, r, g, b);
+    host_->WriteFramePlane(0, Channel::R, r);
+    host_->WriteFramePlane(0, Channel::G, g);
+    host_->WriteFramePlane(0, Channel::B, b);
+    DrawPattern(Pattern::Noise, 2, 0, 1, r, g, b);
+    host_->SetSwapImage(r, g, b);
+    registry_.Register(kHostProgId, [h = host_] { return std::static_pointer_cast<TessalineHost>(h); });
+    state_ = SharedState::Startup(registry_);
+  }
+
+  ImageState& image() { return state_->image(); }
+
+  // Runs the dispatch with the effect selected as the panel selects it, at the values the
+  // preview would pass.
+  void Dispatch(const std::string& effect) {
+    std::array<float, 6> v{};
+    std::string entry = "    " + effect;
+    if (panel_.SelectEffect(effect)) v = panel_.SliderValues();
+    DispatchHooks hooks;
+    hooks.selected_entry = [&entry] { return entry; };
+    FrameDispatcher d(image(), std::move(hooks));
+    d.ProccessFrame(v[0], v[1], v[2], v[3], v[4], v[5]);
+  }
+
+ private:
+  std::shared_ptr<EmbeddedHost> host_;
+  HostRegistry registry_;
+  std::unique_ptr<SharedState> state_;
+  ParameterPanel panel_;
+};
+
+// The copy floor: the four host planes into the four working planes, in row bands.
+void CopyFloor(ImageState& s) {
+  const Plane* from[4] = {&s.host_r, &s.host_g, &s.host_b, &s.host_a};
+  Plane* to[4] = {&s.work_r, &s.work_g, &s.work_b, &s.work_a};
+  const int64_t stride = int64_t{s.width} + 1;
+  ForEachRowBand(0, s.height + 1, stride * 4, [&](int32_t y0, int32_t y1) {
+    const size_t bytes = static_cast<size_t>((y1 - y0) * stride);
+    for (int c = 0; c < 4; ++c) std::memcpy((*to[c])[y0], (*from[c])[y0], bytes);
+  });
+}
+
+// The composite over planes whose alpha is noise, so that every sample is mixed.
+struct NoiseAlphaPlanes {
+  NoiseAlphaPlanes() {
+    for (Plane* p : {&r, &g, &b, &hr, &hg, &hb, &a}) *p = Plane(kWidth, kHeight);
+    DrawPattern(Pattern::Noise, 3, 0, 1, hr, hg, hb);
+    DrawPattern(Pattern::Noise, 4, 0, 1, r, g, a);
+  }
+  void Run() {
+    Overlay_b(r.data(), g.data(), b.data(), hr.data(), hg.data(), hb.data(), a.data(), 0, kWidth, kHeight);
+  }
+  Plane r, g, b, hr, hg, hb, a;
+};
+
+const char* kCopyFloor = "copy floor";
+const char* kDispatchOnly = "dispatch, no effect";
+
+// Collects the real time of every run and prints the summary table at the end: total and
+// own time (total less the dispatch's own fetch and copy) in ms, and own / copy floor.
+class SummaryReporter : public benchmark::ConsoleReporter {
+ public:
+  void ReportRuns(const std::vector<Run>& runs) override {
+    ConsoleReporter::ReportRuns(runs);
+    for (const Run& r : runs) {
+      if (r.run_type != Run::RT_Iteration || r.error_occurred) continue;
+      const std::string name = r.benchmark_name();
+      const size_t at = name.rfind("/threads:");
+      const std::string effect = name.substr(0, at);
+      const int threads = std::stoi(name.substr(at + 9));
+      // With repetitions the fastest one counts: on a shared machine the others are
+      // mostly other work.
+      const double ms = r.GetAdjustedRealTime() / benchmark::GetTimeUnitMultiplier(r.time_unit) * 1e3;
+      auto [it, fresh] = ms_[threads].emplace(effect, ms);
+      if (!fresh) it->second = std::min(it->second, ms);
+      if (std::find(order_.begin(), order_.end(), effect) == order_.end()) order_.push_back(effect);
+    }
+  }
+  void Finalize() override {
+    ConsoleReporter::Finalize();
+    std::printf("\n%-24s", "ms per 1920x1080 frame");
+    for (const auto& [threads, _] : ms_) std::printf(" | %2d thr: total   own  own/copy", threads);
+    std::printf("\n");
+    for (const std::string& effect : order_) {
+      std::printf("%-24s", effect.c_str());
+      for (auto& [threads, table] : ms_) {
+        const double total = table[effect], own = total - table[kDispatchOnly], floor = table[kCopyFloor];
+        if (effect == kCopyFloor || effect == kDispatchOnly || effect.rfind("composite", 0) == 0 ||
+            effect == "swap fetch" || effect.rfind("level mix", 0) == 0)
+          std::printf(" |        %6.2f              ", total);
+        else
+          std::printf(" |        %6.2f %6.2f %6.2fx", total, own, own / floor);
+      }
+      std::printf("\n");
+    }
+  }
+
+ private:
+  std::map<int, std::map<std::string, double>> ms_;
+  std::vector<std::string> order_;
+};
+
+}  // namespace
+}  // namespace tessfx
+
+int main(int argc, char** argv) {
+  using namespace tessfx;
+  benchmark::Initialize(&argc, argv);
+  if (std::getenv("TESSFX_BENCH_MALLOPT")) {
+    mallopt(M_MMAP_THRESHOLD, 256 << 20);
+    mallopt(M_TRIM_THRESHOLD, 1 << 30);
+  }
+  auto frame = std::make_shared<BenchFrame>();
+  std::vector<int> thread_counts = {1};
+  if (tbb::info::default_concurrency() > 1) thread_counts.push_back(tbb::info::default_concurrency());
+  for (int threads : thread_counts) {
+    const std::string suffix = "/threads:" + std::to_string(threads);
+    auto add = [&](const std::string& name, std::function<void()> body) {
+      benchmark::RegisterBenchmark((name + suffix).c_str(), [threads, body](benchmark::State& st) {
+        tbb::global_control limit(tbb::global_control::max_allowed_parallelism, static_cast<size_t>(threads));
+        for (auto _ : st) body();
+      })->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(0.3);
+    };
+    add(kCopyFloor, [frame] { CopyFloor(frame->image()); });
+    add(kDispatchOnly, [frame] { frame->Dispatch("(none)"); });
+    // Building blocks that many effects share.
+    add("composite (Overlay_b)", [frame] { CompositeStep(frame->image()); });
+    add("composite, noise alpha", [mixed = std::make_shared<NoiseAlphaPlanes>()] { mixed->Run(); });
+    add("swap fetch", [frame] { frame->image().FetchSwapPlanes(); });
+    add("level mix at 128", [frame] { LevelMix(frame->image(), 128); });
+    for (const EffectSpec& e : Effects()) {
+      if (!e.implemented()) continue;
+      const std::string name(e.name);
+      add(name, [frame, name] { frame->Dispatch(name); });
+    }
+  }
+  SummaryReporter reporter;
+  benchmark::RunSpecifiedBenchmarks(&reporter);
+  benchmark::Shutdown();
+  return 0;
+}

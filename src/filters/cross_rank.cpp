@@ -1,0 +1,97 @@
+#include "filters/cross_rank.h"
+
+#include <algorithm>
+#include <cstring>
+#include <vector>
+
+#include "filters/parallel.h"
+
+namespace tessfx {
+namespace {
+
+template <typename Pick>
+void PassRow(const uint8_t* up, const uint8_t* mid, const uint8_t* down, uint8_t* out, int32_t width, Pick pick) {
+  for (int32_t x = 1; x < width; ++x) out[x] = pick(pick(pick(mid[x], mid[x - 1]), pick(up[x], mid[x + 1])), down[x]);
+}
+
+template <typename Pick>
+void Pass(const uint8_t* const (&src)[3], uint8_t* const (&dst)[3], int32_t width, int32_t height, Pick pick) {
+  const int64_t stride = int64_t{width} + 1;
+  ForEachRowBand(1, height, int64_t{width} * 3, [&](int32_t y0, int32_t y1) {
+    for (int32_t y = y0; y < y1; ++y) {
+      for (int c = 0; c < 3; ++c) {
+        const uint8_t* mid = src[c] + y * stride;
+        PassRow(mid - stride, mid, mid + stride, dst[c] + y * stride, width, pick);
+      }
+    }
+  });
+}
+
+// Function objects rather than functions, so that the pick is inlined into the row loops.
+struct Max {
+  uint8_t operator()(uint8_t a, uint8_t b) const { return std::max(a, b); }
+};
+struct Min {
+  uint8_t operator()(uint8_t a, uint8_t b) const { return std::min(a, b); }
+};
+
+template <typename First, typename Second>
+void TwoPasses(const uint8_t* const (&host)[3], uint8_t* const (&work)[3], int32_t width, int32_t height, First first,
+               Second second) {
+  const int64_t stride = int64_t{width} + 1;
+  ForEachRowBand(1, height, int64_t{width} * 6, [&](int32_t y0, int32_t y1) {
+    // Three first-pass rows of each channel, row r in slot r % 3. Per band, not per pixel.
+    std::vector<uint8_t> ring(static_cast<size_t>(9 * stride));
+    auto slot = [&](int32_t r, int c) { return ring.data() + ((r % 3) * 3 + c) * stride; };
+    // First-pass row r. Rows 0 and height and columns 0 and width are not visited by the
+    // first pass, so they keep the working samples; the second pass never writes them.
+    auto first_row = [&](int32_t r) {
+      for (int c = 0; c < 3; ++c) {
+        uint8_t* out = slot(r, c);
+        const uint8_t* w = work[c] + r * stride;
+        if (r == 0 || r == height) {
+          std::memcpy(out, w, static_cast<size_t>(stride));
+          continue;
+        }
+        out[0] = w[0];
+        out[width] = w[width];
+        const uint8_t* mid = host[c] + r * stride;
+        PassRow(mid - stride, mid, mid + stride, out, width, first);
+      }
+    };
+    first_row(y0 - 1);
+    first_row(y0);
+    for (int32_t y = y0; y < y1; ++y) {
+      first_row(y + 1);
+      for (int c = 0; c < 3; ++c) PassRow(slot(y - 1, c), slot(y, c), slot(y + 1, c), work[c] + y * stride, width, second);
+    }
+  });
+}
+
+}  // namespace
+
+void CrossRankPass(const uint8_t* src_r, const uint8_t* src_g, const uint8_t* src_b, uint8_t* dst_r,
+                   uint8_t* dst_g, uint8_t* dst_b, int32_t width, int32_t height, RankOp op) {
+  if (width < 2 || height < 2) return;
+  const uint8_t* src[3] = {src_r, src_g, src_b};
+  uint8_t* dst[3] = {dst_r, dst_g, dst_b};
+  if (op == RankOp::Maximum)
+    Pass(src, dst, width, height, Max{});
+  else
+    Pass(src, dst, width, height, Min{});
+}
+
+void CrossRankTwoPasses(const uint8_t* host_r, const uint8_t* host_g, const uint8_t* host_b, uint8_t* work_r,
+                        uint8_t* work_g, uint8_t* work_b, int32_t width, int32_t height, RankOp first,
+                        RankOp second) {
+  if (width < 2 || height < 2) return;
+  const uint8_t* host[3] = {host_r, host_g, host_b};
+  uint8_t* work[3] = {work_r, work_g, work_b};
+  const bool max_first = first == RankOp::Maximum, max_second = second == RankOp::Maximum;
+  if (max_first && !max_second) TwoPasses(host, work, width, height, Max{}, Min{});
+  if (!max_first && max_second) TwoPasses(host, work, width, height, Min{}, Max{});
+  if (max_first && max_second) TwoPasses(host, work, width, height, Max{}, Max{});
+  if (!max_first && !max_second) TwoPasses(host, work, width, height, Min{}, Min{});
+}
+
+}  // namespace tessfx

@@ -1,0 +1,102 @@
+#pragma once
+// Test support shared by the effect, filter and engine tests: small frames in an embedded
+// host, the shared state started on it, and the dispatch run by effect name.
+#include <tbb/global_control.h>
+
+#include <array>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <random>
+#include <string>
+
+#include "engine/dispatch.h"
+#include "host/embedded/embedded_host.h"
+#include "host/image_state.h"
+#include "host/registry.h"
+
+namespace tessfx::testing {
+
+// A plane whose every sample (extra row and column included) is `v`.
+inline Plane Flat(int32_t w, int32_t h, uint8_t v) { return Plane(w, h, v); }
+
+// A plane of random samples over all (w + 1) x (h + 1) positions.
+inline Plane Noise(int32_t w, int32_t h, uint32_t seed) {
+  Plane p(w, h);
+  std::mt19937 rng(seed);
+  for (size_t i = 0; i < p.size(); ++i) p.data()[i] = static_cast<uint8_t>(rng() & 0xff);
+  return p;
+}
+
+// A plane from a function of (row, column), over all positions.
+inline Plane Make(int32_t w, int32_t h, const std::function<uint8_t(int32_t y, int32_t x)>& f) {
+  Plane p(w, h);
+  for (int32_t y = 0; y <= h; ++y)
+    for (int32_t x = 0; x <= w; ++x) p[y][x] = f(y, x);
+  return p;
+}
+
+// One frame (or a few) in an embedded host, with the shared state started on it.
+class TestFrame {
+ public:
+  TestFrame(int32_t w, int32_t h, int32_t frames = 1) : host_(std::make_shared<EmbeddedHost>()) {
+    host_->NewAnimation(w, h, frames);
+    registry_.Register(kHostProgId, [h = host_] { return std::static_pointer_cast<TessalineHost>(h); });
+    state_ = SharedState::Startup(registry_);
+  }
+
+  EmbeddedHost& host() { return *host_; }
+  ImageState& image() { return state_->image(); }
+  const LookupTables& tables() { return state_->tables(); }
+
+  // The frame's planes in the host (current frame unless given).
+  void SetFrame(const Plane& r, const Plane& g, const Plane& b, int32_t frame = 0) {
+    host_->WriteFramePlane(frame, Channel::R, r);
+    host_->WriteFramePlane(frame, Channel::G, g);
+    host_->WriteFramePlane(frame, Channel::B, b);
+  }
+  void SetAlpha(const Plane& a, int32_t frame = 0) { host_->WriteFramePlane(frame, Channel::A, a); }
+  void SetSwap(const Plane& r, const Plane& g, const Plane& b) { host_->SetSwapImage(r, g, b); }
+
+  // The dispatch's step 1 and 2 without an effect: host planes, working copies, geometry.
+  ImageState& Fetch() {
+    ImageState& s = image();
+    s.ReadGeometry();
+    s.FetchHostPlanes();
+    s.CopyHostToWorking();
+    return s;
+  }
+
+  // Runs the dispatch with the effect selected by name; returns the caption it set.
+  std::string Dispatch(const std::string& effect, std::array<float, 6> p = {}) {
+    std::string caption;
+    DispatchHooks hooks;
+    hooks.selected_entry = [effect] { return "    " + effect; };
+    hooks.set_caption = [&caption](const std::string& c) { caption = c; };
+    FrameDispatcher d(image(), std::move(hooks));
+    d.ProccessFrame(p[0], p[1], p[2], p[3], p[4], p[5]);
+    return caption;
+  }
+
+ private:
+  std::shared_ptr<EmbeddedHost> host_;
+  HostRegistry registry_;
+  std::unique_ptr<SharedState> state_;
+};
+
+// The three working planes, for comparing whole results.
+struct Rgb {
+  Plane r, g, b;
+  bool operator==(const Rgb& o) const { return r == o.r && g == o.g && b == o.b; }
+};
+inline Rgb Working(const ImageState& s) { return {s.work_r.Clone(), s.work_g.Clone(), s.work_b.Clone()}; }
+inline Rgb Host(const ImageState& s) { return {s.host_r.Clone(), s.host_g.Clone(), s.host_b.Clone()}; }
+
+// Runs f with at most `threads` worker threads.
+template <typename F>
+auto WithThreads(size_t threads, F&& f) {
+  tbb::global_control limit(tbb::global_control::max_allowed_parallelism, threads);
+  return f();
+}
+
+}  // namespace tessfx::testing

@@ -1,0 +1,106 @@
+// Every implemented effect of the catalogue through the dispatch at its defaults: tiny and
+// odd-sized frames (also run under the sanitizers), and the same result on one thread and
+// on several.
+#include <gtest/gtest.h>
+
+#include "effects/test_frame.h"
+#include "engine/catalogue.h"
+#include "engine/panel.h"
+
+namespace tessfx {
+namespace {
+
+using testing::Noise;
+using testing::TestFrame;
+
+// The values the preview would pass after picking the effect: the defaults of its
+// sliders and the design-time values of the hidden ones.
+std::array<float, 6> DefaultValues(const EffectSpec& e) {
+  ParameterPanel panel;
+  panel.SelectEffect(std::string(e.name));
+  return panel.SliderValues();
+}
+
+// Values that make the effects without a visible default do something.
+std::array<float, 6> WorkingValues(const EffectSpec& e) {
+  std::array<float, 6> v = DefaultValues(e);
+  if (e.name == "Displace" || e.name == "Mix buffers" || e.name == "Cloaking displace" || e.name == "Pool displace")
+    v[0] = 200;
+  return v;
+}
+
+// Noise in the planes, the alpha and the swap image, the host at `frame`.
+void Prepare(TestFrame& f, int32_t w, int32_t h, int32_t flag, int32_t frame = 0) {
+  f.SetFrame(Noise(w, h, 1), Noise(w, h, 2), Noise(w, h, 3), frame);
+  f.SetAlpha(Noise(w, h, 4), frame);
+  f.host().Tes_GotoFrame(frame);
+  f.SetSwap(Noise(w, h, 5), Noise(w, h, 6), Noise(w, h, 7));
+  f.host().set_alpha_bits(flag);
+}
+
+TEST(CatalogueSweep, TheCatalogueHasAllItsEffects) {
+  EXPECT_EQ(Categories().size(), 16u);
+  EXPECT_EQ(Effects().size(), 96u);
+  for (const char* e : {"Tint", "Posterize", "Threshold", "Value noise", "Color noise", "Jitter", "Median",
+                        "Simple blur", "Sharpen", "Grey emboss", "Color emboss", "Edge detect", "Deinterlace",
+                        "Reduce flicker", "Day for night", "Sunset filter", "Fog filter", "Mix buffers",
+                        "Combine add", "Combine subtract", "Combine multiply", "Combine divide", "Combine screen",
+                        "Combine luminance", "Combine complement", "Combine difference", "Combine around grey",
+                        "Combine greater than", "Combine less than", "Combine texturize", "Combine binary",
+                        "Combine And", "Combine Or", "Combine Xor", "Reverse fields", "Slate", "Video lines",
+                        "Maximize", "Minimize", "MaxMin", "MinMax", "Mirage", "Mosaic", "Displace"})
+    EXPECT_TRUE(FindEffect(e) && FindEffect(e)->implemented()) << e;
+}
+
+TEST(CatalogueSweep, EveryEffectRunsOnTinyAndOddFrames) {
+  for (auto [w, h] : {std::pair{1, 1}, std::pair{2, 3}, std::pair{7, 5}, std::pair{33, 17}, std::pair{130, 3}}) {
+    for (int32_t flag : {0, 1}) {
+      TestFrame f(w, h, 2);
+      Prepare(f, w, h, flag, 1);
+      for (const EffectSpec& e : Effects()) {
+        if (!e.implemented()) continue;
+        for (const auto& values : {DefaultValues(e), WorkingValues(e)}) {
+          ASSERT_NO_THROW(f.Dispatch(std::string(e.name), values)) << e.name << " on " << w << "x" << h;
+          const ImageState& s = f.image();
+          ASSERT_EQ(s.work_r.width(), w) << e.name;
+          ASSERT_EQ(s.work_b.height(), h) << e.name;
+        }
+      }
+    }
+  }
+}
+
+TEST(CatalogueSweep, HostPlanesAreNeverWritten) {
+  TestFrame f(40, 30);
+  Prepare(f, 40, 30, 0);
+  for (const EffectSpec& e : Effects()) {
+    if (!e.implemented()) continue;
+    f.Dispatch(std::string(e.name), WorkingValues(e));
+    const ImageState& s = f.image();
+    ASSERT_EQ(s.host_r, Noise(40, 30, 1)) << e.name;
+    ASSERT_EQ(s.host_g, Noise(40, 30, 2)) << e.name;
+    ASSERT_EQ(s.host_b, Noise(40, 30, 3)) << e.name;
+  }
+}
+
+TEST(CatalogueSweep, SameResultOnOneThreadAndOnSeveral) {
+  // Large enough for several row bands (the serial limit is 64K samples).
+  const int32_t w = 300, h = 250;
+  for (const EffectSpec& e : Effects()) {
+    if (!e.implemented()) continue;
+    auto render = [&](size_t threads) {
+      return testing::WithThreads(threads, [&] {
+        TestFrame f(w, h, 4);
+        Prepare(f, w, h, 0, 3);
+        f.Dispatch(std::string(e.name), WorkingValues(e));
+        return testing::Working(f.image());
+      });
+    };
+    const testing::Rgb one = render(1);
+    EXPECT_TRUE(render(2) == one) << e.name;
+    EXPECT_TRUE(render(5) == one) << e.name;
+  }
+}
+
+}  // namespace
+}  // namespace tessfx
