@@ -7,6 +7,8 @@
 #include <vector>
 
 #include "cli/cli.h"
+#include "media/file_util.h"
+#include "media/sequence.h"
 #include "core/error.h"
 #include "engine/dispatch.h"
 #include "engine/panel.h"
@@ -26,7 +28,8 @@ struct ApplyOptions {
   int32_t frame = 0;
   std::string values;
   std::string swap;
-  std::optional<int32_t> alpha_bits;
+  std::string sequence;
+  DocumentOptions document;
 };
 
 std::string Trim(const std::string& s) {
@@ -75,72 +78,19 @@ void SetSliderValues(ParameterPanel& panel, const EffectSpec& effect, const std:
   }
 }
 
-// An image file as three planes of its own size, the extra row and column repeating the
-// last real ones. Grey images give three equal planes; alpha is ignored.
-void ReadImagePlanes(const std::string& path, Plane& r, Plane& g, Plane& b) {
-  auto in = OIIO::ImageInput::open(path);
-  if (!in) Fail(ErrorKind::NoInput, "cannot read image " + path + ": " + OIIO::geterror());
-  const OIIO::ImageSpec& spec = in->spec();
-  const int32_t w = spec.width, h = spec.height, channels = spec.nchannels;
-  if (w < 1 || h < 1 || channels < 1) Fail(ErrorKind::BadData, path + " holds no picture");
-  PlaneBytes(w, h);
-  std::vector<uint8_t> pixels(static_cast<size_t>(w) * static_cast<size_t>(h) * static_cast<size_t>(channels));
-  if (!in->read_image(0, 0, 0, channels, OIIO::TypeDesc::UINT8, pixels.data()))
-    Fail(ErrorKind::BadData, "cannot read image " + path + ": " + in->geterror());
-  r = Plane(w, h);
-  g = Plane(w, h);
-  b = Plane(w, h);
-  Plane* planes[3] = {&r, &g, &b};
-  for (int32_t y = 0; y < h; ++y)
-    for (int32_t x = 0; x < w; ++x) {
-      const uint8_t* px = pixels.data() + (static_cast<size_t>(y) * w + x) * channels;
-      for (int c = 0; c < 3; ++c) (*planes[c])[y][x] = px[channels >= 3 ? c : 0];
-    }
-  for (Plane* p : planes) ReplicateEdges(*p);
-}
-
-// The picture resized bilinearly to the frame size, as the host's swap image.
-void SetSwapFromImage(EmbeddedHost& host, const std::string& path) {
-  Plane src[3];
-  ReadImagePlanes(path, src[0], src[1], src[2]);
-  const int32_t fw = host.Tes_BufferWidth(), fh = host.Tes_BufferHeight();
-  Plane dest[3];
-  for (int c = 0; c < 3; ++c) {
-    dest[c] = Plane(fw, fh);
-    ResampleTsaPlane(src[c], dest[c], fw, fh);
-    ReplicateEdges(dest[c]);
-  }
-  host.SetSwapImage(dest[0], dest[1], dest[2]);
-}
-
-// The whole planes, extra row and column included, as a one-frame animation.
-void WriteTsa(const std::string& path, const ImageState& s) {
-  TsaWriter writer(path, s.width, s.height, 1);
-  writer.WritePlane(0, Channel::R, s.work_r);
-  writer.WritePlane(0, Channel::G, s.work_g);
-  writer.WritePlane(0, Channel::B, s.work_b);
-  writer.Commit();
-}
-
-// The visible picture (width x height, RGB) in the format the extension names.
-void WriteImage(const std::string& path, const ImageState& s) {
-  const int32_t w = s.width, h = s.height;
-  if (w < 1 || h < 1) Fail(ErrorKind::Usage, "a frame of " + std::to_string(w) + "x" + std::to_string(h) +
-                                                 " has no picture to write; write a .tsa instead");
-  auto out = OIIO::ImageOutput::create(path);
-  if (!out) Fail(ErrorKind::CantCreate, "cannot write " + path + ": " + OIIO::geterror());
-  std::vector<uint8_t> pixels(static_cast<size_t>(w) * static_cast<size_t>(h) * 3);
-  for (int32_t y = 0; y < h; ++y)
-    for (int32_t x = 0; x < w; ++x) {
-      uint8_t* px = pixels.data() + (static_cast<size_t>(y) * w + x) * 3;
-      px[0] = s.work_r[y][x];
-      px[1] = s.work_g[y][x];
-      px[2] = s.work_b[y][x];
-    }
-  const OIIO::ImageSpec spec(w, h, 3, OIIO::TypeDesc::UINT8);
-  if (!out->open(path, spec)) Fail(ErrorKind::CantCreate, "cannot create " + path + ": " + out->geterror());
-  if (!out->write_image(OIIO::TypeDesc::UINT8, pixels.data()) || !out->close())
-    Fail(ErrorKind::IoError, "cannot write " + path + ": " + out->geterror());
+// The result frame (working planes, extra row and column included, with the frame's alpha)
+// saved as a one-frame document: a .tsa keeps the whole planes, an image the visible picture.
+void WriteResult(const std::string& path, const ImageState& s) {
+  EmbeddedHostOptions options;
+  options.memory_store = true;
+  options.width = s.width;
+  options.height = s.height;
+  EmbeddedHost out(options);
+  out.WriteFramePlane(0, Channel::R, s.work_r);
+  out.WriteFramePlane(0, Channel::G, s.work_g);
+  out.WriteFramePlane(0, Channel::B, s.work_b);
+  out.WriteFramePlane(0, Channel::A, s.host_a);
+  out.SaveDocument(path);
 }
 
 std::string JoinNames(const std::vector<std::string>& names) {
@@ -150,12 +100,14 @@ std::string JoinNames(const std::vector<std::string>& names) {
 }
 
 void Apply(const ApplyOptions& o) {
-  auto host = std::make_shared<EmbeddedHost>(EmbeddedHostOptions{});
-  host->OpenDocument(o.input);
-  if (o.alpha_bits) host->set_alpha_bits(*o.alpha_bits);
+  std::shared_ptr<EmbeddedHost> host = MakeHost();
+  OpenDocumentWithOptions(*host, o.input, o.document);
+  if (o.frame < 0 || o.frame >= host->tes_GetTotalFrames())
+    Fail(ErrorKind::Usage, "--frame " + std::to_string(o.frame) + " is outside 0.." +
+                               std::to_string(host->tes_GetTotalFrames() - 1));
   host->Tes_GotoFrame(o.frame);
   const bool swap_is_animation = !o.swap.empty() && LowerExtension(o.swap) == ".tsa";
-  if (!o.swap.empty() && !swap_is_animation) SetSwapFromImage(*host, o.swap);
+  if (!o.swap.empty() && !swap_is_animation) host->LoadSwapImage(o.swap);
 
   HostRegistry registry;
   registry.Register(kHostProgId, [host] { return std::static_pointer_cast<TessalineHost>(host); });
@@ -177,14 +129,21 @@ void Apply(const ApplyOptions& o) {
 
   DispatchHooks hooks;
   hooks.selected_entry = [&panel] { return panel.SelectedEntry(); };
+  std::string caption_message;
+  hooks.set_caption = [&caption_message](const std::string& text) {
+    if (text.rfind("Timeline editor", 0) != 0) caption_message = text;  // the reader's messages
+  };
+  SequenceSettings sequence;
+  if (!o.sequence.empty()) {
+    if (!FileExists(o.sequence)) Fail(ErrorKind::NoInput, "--sequence " + o.sequence + ": no such file");
+    sequence = SequenceFromFirstFile(o.sequence);
+  }
+  hooks.sequence_file = [&sequence](int32_t frame) { return SequenceFrameFileName(sequence, frame); };
   FrameDispatcher dispatcher(image, std::move(hooks));
   const std::array<float, 6> v = panel.SliderValues();
   dispatcher.ProccessFrame(v[0], v[1], v[2], v[3], v[4], v[5]);
-
-  if (LowerExtension(o.output) == ".tsa")
-    WriteTsa(o.output, image);
-  else
-    WriteImage(o.output, image);
+  if (!caption_message.empty()) Fail(ErrorKind::BadData, caption_message);
+  WriteResult(o.output, image);
   std::string used;
   for (size_t i = 0; i < effect.sliders.size(); ++i)
     used += (i ? ", " : " (") + std::string(effect.sliders[i].caption) + " " + std::to_string(panel.HProp[i].Value());
@@ -198,19 +157,15 @@ void Apply(const ApplyOptions& o) {
 void AddApplyCommand(CLI::App& app) {
   auto* cmd = app.add_subcommand("apply", "Apply one effect by name to one frame and write the result");
   auto o = std::make_shared<ApplyOptions>();
-  auto alpha_bits = std::make_shared<int32_t>(0);
-  cmd->add_option("INPUT", o->input, "Input animation (.tsa)")->required();
+  cmd->add_option("INPUT", o->input, "Input animation, image sequence or image")->required();
   cmd->add_option("-o,--output", o->output, "Output: .tsa (whole planes, one frame) or an image file")->required();
   cmd->add_option("--effect", o->effect, "Effect name, as `tessfx effects` lists it")->required();
   cmd->add_option("--frame", o->frame, "Frame number, from 0")->capture_default_str();
   cmd->add_option("--values", o->values, "Slider values V1,...,V6 (whole numbers; empty or missing: default)");
   cmd->add_option("--swap", o->swap, "Second image: a .tsa animation (its frame at --frame) or an image file");
-  auto* bits = cmd->add_option("--alphabits", *alpha_bits, "Alpha-bits flag of the host (0: composite through alpha)");
-  cmd->callback([o, alpha_bits, bits] {
-    ApplyOptions run = *o;
-    if (bits->count() > 0) run.alpha_bits = *alpha_bits;
-    Apply(run);
-  });
+  cmd->add_option("--sequence", o->sequence, "First BMP file of the sequence the sequence effects read");
+  AddDocumentOptions(cmd, o->document);
+  cmd->callback([o] { Apply(*o); });
 }
 
 }  // namespace tessfx::cli
