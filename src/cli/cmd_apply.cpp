@@ -80,8 +80,8 @@ void SetSliderValues(ParameterPanel& panel, const EffectSpec& effect, const std:
 void ReadImagePlanes(const std::string& path, Plane& r, Plane& g, Plane& b) {
   auto in = OIIO::ImageInput::open(path);
   if (!in) Fail(ErrorKind::NoInput, "cannot read image " + path + ": " + OIIO::geterror());
-  const OIIO::ImageSpec& spec = in->spec();
-  const int32_t w = spec.width, h = spec.height, channels = spec.nchannels;
+  const OIIO::ImageSpec& layout = in->spec();
+  const int32_t w = layout.width, h = layout.height, channels = layout.nchannels;
   if (w < 1 || h < 1 || channels < 1) Fail(ErrorKind::BadData, path + " holds no picture");
   PlaneBytes(w, h);
   std::vector<uint8_t> pixels(static_cast<size_t>(w) * static_cast<size_t>(h) * static_cast<size_t>(channels));
@@ -137,8 +137,8 @@ void WriteImage(const std::string& path, const ImageState& s) {
       px[1] = s.work_g[y][x];
       px[2] = s.work_b[y][x];
     }
-  const OIIO::ImageSpec spec(w, h, 3, OIIO::TypeDesc::UINT8);
-  if (!out->open(path, spec)) Fail(ErrorKind::CantCreate, "cannot create " + path + ": " + out->geterror());
+  const OIIO::ImageSpec layout(w, h, 3, OIIO::TypeDesc::UINT8);
+  if (!out->open(path, layout)) Fail(ErrorKind::CantCreate, "cannot create " + path + ": " + out->geterror());
   if (!out->write_image(OIIO::TypeDesc::UINT8, pixels.data()) || !out->close())
     Fail(ErrorKind::IoError, "cannot write " + path + ": " + out->geterror());
 }
