@@ -22,7 +22,7 @@ template <typename BandFn>
 void CombineFrame(ImageState& st, bool frame_from_host, BandFn&& fn) {
   st.FetchSwapPlanes();
   const int32_t w = st.width, h = st.height;
-  if (w >= 0 && h >= 0) {
+  if (w >= 0 && h >= 0 && SwapFitsFrame(st)) {
     const int64_t stride = int64_t{w} + 1;
     const Plane* frame[3] = {frame_from_host ? &st.host_r : &st.work_r, frame_from_host ? &st.host_g : &st.work_g,
                              frame_from_host ? &st.host_b : &st.work_b};
@@ -184,6 +184,7 @@ void FxCombineLogic(ImageState& st, int32_t mode) {
 }
 
 void FxMixBuffers(ImageState& st, float level) {
+  if (!SwapFitsFrame(st)) return;
   MixPlanes(st.work_r.data(), st.work_g.data(), st.work_b.data(), st.swap_r.data(), st.swap_g.data(),
             st.swap_b.data(), st.width, st.height, level);
 }

@@ -142,7 +142,7 @@ void FxDisplace(ImageState& s, float amount) {
   s.FetchSwapPlanes();
   const int32_t k = FloorToInt(amount);
   if (k == 0) return;
-  if (w < 1 || h < 1) return;  // nothing to wrap around
+  if (w < 1 || h < 1 || !SwapFitsFrame(s)) return;  // nothing to wrap around, or no swap image
   // The offset of every swap sample value; the same for columns (red) and rows (green).
   std::array<int64_t, 256> offset{};
   int64_t reach = 0;

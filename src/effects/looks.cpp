@@ -21,49 +21,27 @@ RowWeights WeightsOfRow(int32_t y, int32_t height) {
 }
 
 // The row loops take their bounds as parameters so that the compiler can vectorise them
-// (a bound read through a closure could be changed by the byte stores).
-//
-// Where a result depends on one sample value only, the row evaluates the formula, exactly as
-// written, once for each of the 256 values and then looks every sample up: cheaper than
-// double arithmetic per sample. Rows run in chunks so that vectorised loops and look-ups
-// stay apart.
+// (a bound read through a closure could be changed by the byte stores). Where a result
+// depends on one sample value ("Sunset filter"), a table per row (the formula as written,
+// for each of the 256 values) and a look-up per sample beat double arithmetic per sample;
+// for the other two, whose first step needs all three channels, measured, they do not.
 constexpr int32_t kChunk = 256;
 using RowTable = std::array<uint8_t, 256>;
 
-// table[v] = nearest(v * a * x + v * b * y): the second step of "Day for night".
-void ScaleTable(RowTable& table, double a, double x, double b, double y) {
-  for (int32_t v = 0; v < 256; ++v) {
-    const double s = v;
-    table[static_cast<size_t>(v)] = RoundToByte(s * a * x + s * b * y);
-  }
-}
-
-void MapChunk(const uint8_t* in, uint8_t* out, int32_t n, const RowTable& table) {
+void MapRow(const uint8_t* in, uint8_t* out, int32_t n, const RowTable& table) {
   for (int32_t x = 0; x < n; ++x) out[x] = table[in[x]];
 }
 
 void DayForNightRow(uint8_t* wr, uint8_t* wg, uint8_t* wb, int32_t n, double t, double u) {
-  RowTable tr, tg, tb;
-  ScaleTable(tr, 0.6, t, 0.5, u);
-  ScaleTable(tg, 0.76, t, 0.62, u);
-  ScaleTable(tb, 0.84, t, 0.7, u);
-  uint8_t r1[kChunk], g1[kChunk], b1[kChunk];
-  for (int32_t x0 = 0; x0 < n; x0 += kChunk) {
-    const int32_t len = std::min(kChunk, n - x0);
-    uint8_t* r8 = wr + x0;
-    uint8_t* g8 = wg + x0;
-    uint8_t* b8 = wb + x0;
-    // The first step needs all three channels: half-way to the weighted grey, per pixel.
-    for (int32_t x = 0; x < len; ++x) {
-      const double r = r8[x], g = g8[x], b = b8[x];
-      const double lum = 0.2 * r + 0.3 * g + 0.5 * b;
-      r1[x] = RoundToByte(0.5 * r + 0.5 * lum);
-      g1[x] = RoundToByte(0.5 * g + 0.5 * lum);
-      b1[x] = RoundToByte(0.5 * b + 0.5 * lum);
-    }
-    MapChunk(r1, r8, len, tr);
-    MapChunk(g1, g8, len, tg);
-    MapChunk(b1, b8, len, tb);
+  for (int32_t x = 0; x < n; ++x) {
+    const double r = wr[x], g = wg[x], b = wb[x];
+    const double lum = 0.2 * r + 0.3 * g + 0.5 * b;
+    const double r1 = RoundHalfEvenD(0.5 * r + 0.5 * lum);
+    const double g1 = RoundHalfEvenD(0.5 * g + 0.5 * lum);
+    const double b1 = RoundHalfEvenD(0.5 * b + 0.5 * lum);
+    wr[x] = RoundToByte(r1 * 0.6 * t + r1 * 0.5 * u);
+    wg[x] = RoundToByte(g1 * 0.76 * t + g1 * 0.62 * u);
+    wb[x] = RoundToByte(b1 * 0.84 * t + b1 * 0.7 * u);
   }
 }
 
@@ -74,17 +52,13 @@ void SunsetRow(uint8_t* wg, uint8_t* wb, int32_t n, double t, double u) {
     tg[static_cast<size_t>(v)] = RoundToByte(s * 0.6 * u + t * s);
     tb[static_cast<size_t>(v)] = RoundToByte(s * 0.4 * u + t * s);
   }
-  MapChunk(wg, wg, n, tg);
-  MapChunk(wb, wb, n, tb);
+  MapRow(wg, wg, n, tg);
+  MapRow(wb, wb, n, tb);
 }
 
+// In two loops over chunks of the row: the fog values first, then the mix. Kept apart,
+// both loops vectorise (a clamped value that feeds further arithmetic keeps one loop scalar).
 void FogRow(uint8_t* wr, uint8_t* wg, uint8_t* wb, int32_t n, double t, double u) {
-  // The fog value depends on the grey m alone.
-  RowTable fog_of;
-  for (int32_t m = 0; m < 256; ++m) {
-    const double md = m;
-    fog_of[static_cast<size_t>(m)] = RoundToByte(u * md + t * 32 + md);  // clamped to 255
-  }
   uint8_t fog[kChunk];
   for (int32_t x0 = 0; x0 < n; x0 += kChunk) {
     const int32_t len = std::min(kChunk, n - x0);
@@ -93,9 +67,9 @@ void FogRow(uint8_t* wr, uint8_t* wg, uint8_t* wb, int32_t n, double t, double u
     uint8_t* b8 = wb + x0;
     for (int32_t x = 0; x < len; ++x) {
       const uint16_t sum = r8[x] + g8[x] + b8[x];
-      fog[x] = sum / 3;  // the grey m, integer division truncating
+      const uint16_t m = sum / 3;                // integer division, truncating
+      fog[x] = RoundToByte(u * m + t * 32 + m);  // clamped to 255
     }
-    MapChunk(fog, fog, len, fog_of);
     for (int32_t x = 0; x < len; ++x) {
       const double f = fog[x], r = r8[x], g = g8[x], b = b8[x];
       r8[x] = RoundToByte(f * 0.76 * t + r * u);

@@ -5,7 +5,6 @@
 #include <set>
 
 #include "effects/test_frame.h"
-#include "filters/counter_random.h"
 #include "filters/noise.h"
 
 namespace tessfx {
@@ -111,16 +110,6 @@ TEST(Jitter, AlphaZeroKeepsTheWorkingPixel) {
   EXPECT_EQ(r, Flat(w, h, 1));
   FastJitter(r.data(), g.data(), b.data(), alpha.data(), w, h, src.data(), src.data(), src.data(), 100, 3, 0);
   EXPECT_NE(r, Flat(w, h, 1));
-}
-
-TEST(CounterRandom, SpreadsEvenlyOverASpan) {
-  // 16 bits scaled to a span of 5: every value about a fifth of the time.
-  int count[5] = {};
-  const uint32_t key = RowKey(RandomStream::Jitter, 3, 9);
-  for (int32_t x = 0; x < 50000; ++x) ++count[ScaleBits16(SampleBits(key, x) >> 16, 5)];
-  for (int c : count) EXPECT_NEAR(c, 10000, 400);
-  EXPECT_NE(RowKey(RandomStream::Jitter, 3, 9), RowKey(RandomStream::Jitter, 4, 9));
-  EXPECT_NE(RowKey(RandomStream::ValueNoise, 3, 9), RowKey(RandomStream::ColorNoise, 3, 9));
 }
 
 }  // namespace

@@ -19,14 +19,6 @@ struct Frame {
   Plane hr, hg, hb, r, g, b;
 };
 
-TEST(PointFilters, LumaKeepsBlackAndWhite) {
-  EXPECT_EQ(Luma(0, 0, 0), 0);
-  EXPECT_EQ(Luma(255, 255, 255), 255);
-  EXPECT_EQ(Luma(255, 0, 0), 77);  // 19635 / 256 = 76.7
-  EXPECT_EQ(Luma(0, 255, 0), 149);
-  EXPECT_EQ(Luma(0, 0, 255), 29);
-}
-
 TEST(PointFilters, TintColoursTheGrey) {
   Frame f(6, 3);
   FastTint(f.hr.data(), f.hg.data(), f.hb.data(), f.r.data(), f.g.data(), f.b.data(), 255, 128, 0, 6, 3);
