@@ -15,15 +15,6 @@
 namespace tessfx {
 namespace {
 
-// Runs body(first, count) over runs of samples covering the whole planes, extra row and
-// column included: the bound of the routines with their own loops.
-template <typename Body>
-void ForEachPlaneRun(const ImageState& s, Body&& body) {
-  const int64_t stride = int64_t{s.width} + 1;
-  ForEachRowBand(0, s.height + 1, stride * 3,
-                 [&](int32_t y0, int32_t y1) { body(int64_t{y0} * stride, int64_t{y1 - y0} * stride); });
-}
-
 // The per-pixel kernels below are plain float loops that vectorise; each is cloned for
 // AVX2 where the processor has it.
 
@@ -126,7 +117,7 @@ void FxValueAdjustment(ImageState& s, float value, float brightness, float contr
 void FxSaturation(ImageState& s, float saturation) {
   RequireFramePlanes(s);
   const float k = saturation / 255.0f;
-  ForEachPlaneRun(s, [&](int64_t o, int64_t n) {
+  ForEachSampleRun(s.width, s.height, [&](int64_t o, int64_t n) {
     SaturationRun(s.host_r.data() + o, s.host_g.data() + o, s.host_b.data() + o, s.work_r.data() + o,
                   s.work_g.data() + o, s.work_b.data() + o, n, k);
   });
@@ -147,7 +138,7 @@ void FxHueSatValue(ImageState& s, float hue, float saturation, float value) {
 void FxPowerCurve(ImageState& s, float& p) {
   RequireFramePlanes(s);
   const float curve = p;
-  ForEachPlaneRun(s, [&](int64_t o, int64_t n) {
+  ForEachSampleRun(s.width, s.height, [&](int64_t o, int64_t n) {
     PowerCurveRun(s.work_r.data() + o, s.work_g.data() + o, s.work_b.data() + o, n, curve);
   });
   CompositeStep(s);
@@ -155,7 +146,7 @@ void FxPowerCurve(ImageState& s, float& p) {
 
 void FxNegative(ImageState& s) {
   RequireFramePlanes(s);
-  ForEachPlaneRun(s, [&](int64_t o, int64_t n) {
+  ForEachSampleRun(s.width, s.height, [&](int64_t o, int64_t n) {
     const Plane* src[3] = {&s.host_r, &s.host_g, &s.host_b};
     Plane* dst[3] = {&s.work_r, &s.work_g, &s.work_b};
     for (int c = 0; c < 3; ++c) {
@@ -169,7 +160,7 @@ void FxNegative(ImageState& s) {
 
 void FxInvertValue(ImageState& s) {
   RequireFramePlanes(s);
-  ForEachPlaneRun(s, [&](int64_t o, int64_t n) {
+  ForEachSampleRun(s.width, s.height, [&](int64_t o, int64_t n) {
     InvertValueRun(s.host_r.data() + o, s.host_g.data() + o, s.host_b.data() + o, s.work_r.data() + o,
                    s.work_g.data() + o, s.work_b.data() + o, n);
   });

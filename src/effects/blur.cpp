@@ -12,20 +12,11 @@
 namespace tessfx {
 namespace {
 
-// Runs body(first, count) over runs of samples covering the whole planes, extra row and
-// column included.
-template <typename Body>
-void ForEachPlaneRun(const ImageState& s, Body&& body) {
-  const int64_t stride = int64_t{s.width} + 1;
-  ForEachRowBand(0, s.height + 1, stride * 3,
-                 [&](int32_t y0, int32_t y1) { body(int64_t{y0} * stride, int64_t{y1 - y0} * stride); });
-}
-
 // Keeps, per sample, the lighter (or darker) of the blurred working sample and the
 // untouched host sample.
 template <bool kLighter>
 void KeepLighterOrDarker(ImageState& s) {
-  ForEachPlaneRun(s, [&](int64_t o, int64_t n) {
+  ForEachSampleRun(s.width, s.height, [&](int64_t o, int64_t n) {
     const Plane* host[3] = {&s.host_r, &s.host_g, &s.host_b};
     Plane* work[3] = {&s.work_r, &s.work_g, &s.work_b};
     for (int c = 0; c < 3; ++c) {

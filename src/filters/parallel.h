@@ -28,4 +28,13 @@ void ForEachRowBand(int32_t first, int32_t last, int64_t samples_per_row, Body&&
                     [&](const tbb::blocked_range<int32_t>& r) { body(r.begin(), r.end()); });
 }
 
+// Calls body(first_sample, count) over runs of whole rows covering every sample of a plane
+// of a width x height frame, the extra row and column included.
+template <typename Body>
+void ForEachSampleRun(int32_t width, int32_t height, Body&& body) {
+  const int64_t stride = int64_t{width} + 1;
+  ForEachRowBand(0, height + 1, stride * 3,
+                 [&](int32_t y0, int32_t y1) { body(int64_t{y0} * stride, int64_t{y1 - y0} * stride); });
+}
+
 }  // namespace tessfx
