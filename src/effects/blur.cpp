@@ -7,6 +7,7 @@
 #include "effects/frame.h"
 #include "effects/plane_check.h"
 #include "filters/blur.h"
+#include "filters/convolve.h"
 #include "filters/parallel.h"
 
 namespace tessfx {
@@ -51,8 +52,11 @@ void FxDarkDiffusion(ImageState& s, float radius, float level) {
 
 void FxUnsharpMask(ImageState& s, float amount) {
   RequireFramePlanes(s);
-  BoxBlur3x3(s.work_r.data(), s.work_g.data(), s.work_b.data(), s.host_r.data(), s.host_g.data(), s.host_b.data(),
-             s.host_a.data(), s.alpha_bits, s.width, s.height);
+  // A 3 x 3 box blur: nine weights of 1 and the divisor 9.
+  Kernel3x3 box;
+  box.fill(1.0f);
+  ConvolveAlpha(s.work_r.data(), s.work_g.data(), s.work_b.data(), s.host_r.data(), s.host_g.data(), s.host_b.data(),
+                s.host_a.data(), static_cast<uint8_t>(s.alpha_bits), s.width, s.height, box, 9.0f, kConvolvePlain);
   // k1 = a / (2a - 1) = 3 and k2 = (1 - a) / (2a - 1) = 2 for a = 0.6; whole numbers, so
   // the mix stays in integers and needs no rounding. This loop stops at the frame's edge.
   const int64_t width = s.width, stride = width + 1;  // a local bound: byte stores cannot alias it

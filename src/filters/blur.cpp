@@ -175,41 +175,6 @@ void GaussianPlane(uint8_t* plane, int64_t w, int64_t h, const ExtendedBox& box,
 
 // ---------------------------------------------------------------------------------------
 
-// The 3 x 3 box of one plane: horizontal sums of three into `sums` (width x height),
-// then vertical sums of three of those, divided by 9. Sizes are copied into locals in
-// the loops: a byte store could otherwise alias them and keep the loops scalar.
-void BoxBlurPlane(uint8_t* plane, const uint8_t* host, const uint8_t* alpha, bool mix, int64_t width, int64_t height,
-                  uint16_t* sums) {
-  const int64_t stride = width + 1;
-  ForEachRowBand(0, static_cast<int32_t>(height), width, [=](int32_t y0, int32_t y1) {
-    const int64_t w = width;
-    for (int64_t y = y0; y < y1; ++y) {
-      const uint8_t* p = plane + y * stride;
-      uint16_t* s = sums + y * w;
-      s[0] = p[0] + p[0] + p[std::min<int64_t>(1, w - 1)];
-      for (int64_t x = 1; x + 1 < w; ++x) s[x] = p[x - 1] + p[x] + p[x + 1];
-      if (w > 1) s[w - 1] = p[w - 2] + p[w - 1] + p[w - 1];
-    }
-  });
-  ForEachRowBand(0, static_cast<int32_t>(height), width, [=](int32_t y0, int32_t y1) {
-    const int64_t w = width, h = height;
-    for (int64_t y = y0; y < y1; ++y) {
-      const uint16_t* up = sums + std::max<int64_t>(y - 1, 0) * w;
-      const uint16_t* mid = sums + y * w;
-      const uint16_t* down = sums + std::min<int64_t>(y + 1, h - 1) * w;
-      uint8_t* out = plane + y * stride;
-      // A sum of nine bytes over 9 is never exactly half-way (9 is odd), so adding 4
-      // before the division rounds to nearest exactly as rounding half to even would.
-      for (int64_t x = 0; x < w; ++x) out[x] = ClampByte((up[x] + mid[x] + down[x] + 4) / 9);
-      if (mix) {
-        const uint8_t* ho = host + y * stride;
-        const uint8_t* al = alpha + y * stride;
-        for (int64_t x = 0; x < w; ++x) out[x] = AlphaMix(out[x], ho[x], al[x]);
-      }
-    }
-  });
-}
-
 // The mean of `count` samples (sums in acc) into bytes, half-way values to even; double
 // division is exact enough that a half-way quotient is exactly half-way.
 [[gnu::target_clones("avx2", "default")]] void MeanToBytes(const uint32_t* acc, int64_t n, double count,
@@ -264,15 +229,6 @@ void GaussianBlur(std::span<uint8_t* const> planes, int32_t width, int32_t heigh
   // One float frame between the two directions serves every plane.
   auto frame = std::make_unique_for_overwrite<float[]>(static_cast<size_t>(int64_t{width} * height));
   for (uint8_t* plane : planes) GaussianPlane(plane, width, height, box, frame.get());
-}
-
-void BoxBlur3x3(uint8_t* work_r, uint8_t* work_g, uint8_t* work_b, const uint8_t* host_r, const uint8_t* host_g,
-                const uint8_t* host_b, const uint8_t* host_a, int32_t flag, int32_t width, int32_t height) {
-  if (width <= 0 || height <= 0) return;
-  auto sums = std::make_unique_for_overwrite<uint16_t[]>(static_cast<size_t>(int64_t{width} * height));
-  BoxBlurPlane(work_r, host_r, host_a, flag == 0, width, height, sums.get());
-  BoxBlurPlane(work_g, host_g, host_a, flag == 0, width, height, sums.get());
-  BoxBlurPlane(work_b, host_b, host_a, flag == 0, width, height, sums.get());
 }
 
 void FastZoom(const uint8_t* host_r, const uint8_t* host_g, const uint8_t* host_b, const uint8_t* host_a,

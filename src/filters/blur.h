@@ -16,12 +16,6 @@ double GaussianSigmaForRadius(int32_t radius);
 // within rounding. Cost per sample does not depend on sigma.
 void GaussianBlur(std::span<uint8_t* const> planes, int32_t width, int32_t height, double sigma);
 
-// 3 x 3 box blur (all weights 1, divisor 9) of the working planes' frame, columns and rows
-// beyond the frame taken from the nearest edge; then, when `flag` is 0, the result is mixed
-// with the untouched host samples through the host alpha plane as Overlay_b mixes.
-void BoxBlur3x3(uint8_t* work_r, uint8_t* work_g, uint8_t* work_b, const uint8_t* host_r, const uint8_t* host_g,
-                const uint8_t* host_b, const uint8_t* host_a, int32_t flag, int32_t width, int32_t height);
-
 // Radial blur towards the centre (cx, cy): each pixel p of columns 0..last_x and rows
 // 0..last_y becomes the mean of `steps` samples taken evenly along the segment from p to
 // p + (centre - p) x amount, read with bilinear interpolation from the host planes (the

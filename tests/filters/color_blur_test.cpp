@@ -9,6 +9,7 @@
 
 #include "core/plane.h"
 #include "filters/blur.h"
+#include "filters/convolve.h"
 #include "filters/color.h"
 #include "filters/level_mix.h"
 #include "filters/overlay.h"
@@ -225,14 +226,17 @@ TEST(GaussianFilter, ResultDoesNotDependOnTheThreadCount) {
   EXPECT_TRUE(a == b);
 }
 
-TEST(BoxBlur, NineSampleMeanWithEdgesClampedAndAlphaMix) {
+TEST(BoxBlurThroughConvolve, NineSampleMeanWithEdgesClampedAndAlphaMix) {
+  Kernel3x3 box;
+  box.fill(1.0f);
   const int32_t w = 4, h = 3;
   Plane r(w, h), host(w, h), alpha(w, h, 255);
   for (int32_t y = 0; y <= h; ++y)
     for (int32_t x = 0; x <= w; ++x) r[y][x] = static_cast<uint8_t>(10 * x + 50 * y);
   Plane g = r.Clone(), b = r.Clone();
   const Plane orig = r.Clone();
-  BoxBlur3x3(r.data(), g.data(), b.data(), host.data(), host.data(), host.data(), alpha.data(), 1, w, h);
+  ConvolveAlpha(r.data(), g.data(), b.data(), host.data(), host.data(), host.data(), alpha.data(), 1, w, h, box, 9.0f,
+                kConvolvePlain);
   EXPECT_EQ(r[0][0], 20);   // rows 0, 0, 1 and columns 0, 0, 1: (10 + 10 + 160) / 9
   EXPECT_EQ(r[1][1], 60);   // interior of a linear ramp keeps its value
   EXPECT_EQ(r[2][3], 110);  // rows 1, 2, 2 and columns 2, 3, 3: (230 + 2 x 380) / 9
@@ -240,7 +244,8 @@ TEST(BoxBlur, NineSampleMeanWithEdgesClampedAndAlphaMix) {
   EXPECT_EQ(r[1][4], orig[1][4]);
   // Through alpha 0 the result is the host sample.
   Plane r2 = orig.Clone(), g2 = orig.Clone(), b2 = orig.Clone(), clear(w, h, 0);
-  BoxBlur3x3(r2.data(), g2.data(), b2.data(), host.data(), host.data(), host.data(), clear.data(), 0, w, h);
+  ConvolveAlpha(r2.data(), g2.data(), b2.data(), host.data(), host.data(), host.data(), clear.data(), 0, w, h, box,
+                9.0f, kConvolvePlain);
   for (int32_t y = 0; y < h; ++y)
     for (int32_t x = 0; x < w; ++x) ASSERT_EQ(g2[y][x], 0);
 }
