@@ -193,17 +193,17 @@ void SetSliders(ParameterPanel& panel, const std::vector<int32_t>& values, const
 }
 
 // "F:V1,V2,...": go to frame F, set the sliders, set a key (replacing one at F).
-void SetKey(Editor& editor, const std::string& spec) {
-  const std::string what = "--key " + spec;
-  const size_t colon = spec.find(':');
+void SetKey(Editor& editor, const std::string& key_text) {
+  const std::string what = "--key " + key_text;
+  const size_t colon = key_text.find(':');
   if (colon == std::string::npos) Fail(ErrorKind::Usage, what + ": expected FRAME:VALUE,VALUE,...");
-  const int32_t frame = WholeNumber(std::string_view(spec).substr(0, colon), what);
+  const int32_t frame = WholeNumber(std::string_view(key_text).substr(0, colon), what);
   const int32_t total = editor.host().tes_GetTotalFrames();
   if (frame < 0 || frame >= total)
     Fail(ErrorKind::Usage, what + ": frame " + std::to_string(frame) + " is outside the animation (frames 0.." +
                                std::to_string(total - 1) + ")");
   editor.host().Tes_GotoFrame(frame);
-  SetSliders(editor.panel(), NumberList(std::string_view(spec).substr(colon + 1), what), what);
+  SetSliders(editor.panel(), NumberList(std::string_view(key_text).substr(colon + 1), what), what);
   editor.kv_button1_Click();
 }
 

@@ -17,19 +17,23 @@ namespace {
 
 }  // namespace
 
-void LevelMixPlanes(uint8_t* work_r, uint8_t* work_g, uint8_t* work_b, const uint8_t* host_r, const uint8_t* host_g,
-                    const uint8_t* host_b, int32_t width, int32_t height, float level) {
+void BlendPlanes(uint8_t* work_r, uint8_t* work_g, uint8_t* work_b, const uint8_t* other_r, const uint8_t* other_g,
+                 const uint8_t* other_b, int32_t width, int32_t height, float keep, float take) {
   if (width < 0 || height < 0) return;
-  const float w = level / 255.0f;
-  const float u = 1.0f - w;
-  if (w == 1.0f) return;  // working * 1 + host * 0 is the working sample itself
+  if (keep == 1.0f && take == 0.0f) return;  // work * 1 + other * 0 is the working sample itself
   const int64_t stride = int64_t{width} + 1;
   ForEachRowBand(0, height + 1, stride * 3, [&](int32_t y0, int32_t y1) {
     const int64_t o = int64_t{y0} * stride, n = int64_t{y1 - y0} * stride;
-    MixRun(work_r + o, host_r + o, n, w, u);
-    MixRun(work_g + o, host_g + o, n, w, u);
-    MixRun(work_b + o, host_b + o, n, w, u);
+    MixRun(work_r + o, other_r + o, n, keep, take);
+    MixRun(work_g + o, other_g + o, n, keep, take);
+    MixRun(work_b + o, other_b + o, n, keep, take);
   });
+}
+
+void LevelMixPlanes(uint8_t* work_r, uint8_t* work_g, uint8_t* work_b, const uint8_t* host_r, const uint8_t* host_g,
+                    const uint8_t* host_b, int32_t width, int32_t height, float level) {
+  const float w = level / 255.0f;
+  BlendPlanes(work_r, work_g, work_b, host_r, host_g, host_b, width, height, w, 1.0f - w);
 }
 
 }  // namespace tessfx

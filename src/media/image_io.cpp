@@ -78,14 +78,14 @@ struct Layout {
 };
 
 Layout CheckSpec(const std::string& path, const OIIO::ImageInput& in) {
-  const OIIO::ImageSpec& spec = in.spec();
-  if (spec.deep) Fail(ErrorKind::BadData, path + ": deep images are not supported");
-  if (spec.depth > 1) Fail(ErrorKind::BadData, path + ": volume images are not supported");
-  if (spec.nchannels < 1) Fail(ErrorKind::BadData, path + ": the image has no channels");
-  const int64_t w = spec.full_width > 0 ? spec.full_width : spec.width;
-  const int64_t h = spec.full_height > 0 ? spec.full_height : spec.height;
-  if (w < 1 || h < 1 || w > kMaxSide || h > kMaxSide || spec.width < 1 || spec.height < 1 ||
-      spec.width > kMaxSide || spec.height > kMaxSide)
+  const OIIO::ImageSpec& layout = in.spec();
+  if (layout.deep) Fail(ErrorKind::BadData, path + ": deep images are not supported");
+  if (layout.depth > 1) Fail(ErrorKind::BadData, path + ": volume images are not supported");
+  if (layout.nchannels < 1) Fail(ErrorKind::BadData, path + ": the image has no channels");
+  const int64_t w = layout.full_width > 0 ? layout.full_width : layout.width;
+  const int64_t h = layout.full_height > 0 ? layout.full_height : layout.height;
+  if (w < 1 || h < 1 || w > kMaxSide || h > kMaxSide || layout.width < 1 || layout.height < 1 ||
+      layout.width > kMaxSide || layout.height > kMaxSide)
     Fail(ErrorKind::BadData, path + ": image size " + std::to_string(w) + "x" + std::to_string(h) +
                                  " is outside 1.." + std::to_string(kMaxSide) + " per side");
   try {
@@ -96,12 +96,12 @@ Layout CheckSpec(const std::string& path, const OIIO::ImageInput& in) {
   Layout l;
   l.info.width = static_cast<int32_t>(w);
   l.info.height = static_cast<int32_t>(h);
-  l.info.channels = spec.nchannels;
+  l.info.channels = layout.nchannels;
   l.info.format = in.format_name();
-  if (spec.alpha_channel >= 0 && spec.alpha_channel < spec.nchannels && spec.nchannels > 1) l.alpha = spec.alpha_channel;
+  if (layout.alpha_channel >= 0 && layout.alpha_channel < layout.nchannels && layout.nchannels > 1) l.alpha = layout.alpha_channel;
   l.info.has_alpha = l.alpha >= 0;
   std::vector<int32_t> colour;
-  for (int32_t c = 0; c < spec.nchannels; ++c)
+  for (int32_t c = 0; c < layout.nchannels; ++c)
     if (c != l.alpha) colour.push_back(c);
   if (colour.size() >= 3)
     l.colour = {colour[0], colour[1], colour[2]};
@@ -287,14 +287,14 @@ ImageInfo ReadImage(const std::string& path, RgbaPlanes& out, const ImageInfo* e
     Fail(ErrorKind::BadData, path + ": frame size " + std::to_string(w) + "x" + std::to_string(h) +
                                  " differs from the first frame's " + std::to_string(expect->width) + "x" +
                                  std::to_string(expect->height));
-  const OIIO::ImageSpec& spec = in->spec();
-  const int32_t nch = spec.nchannels;
-  const bool bytes = spec.format == OIIO::TypeDesc::UINT8 && spec.channelformats.empty();
+  const OIIO::ImageSpec& layout = in->spec();
+  const int32_t nch = layout.nchannels;
+  const bool bytes = layout.format == OIIO::TypeDesc::UINT8 && layout.channelformats.empty();
   const size_t sample = bytes ? 1 : sizeof(float);
   // Read in bands of rows so that the buffer stays a few megabytes for any width.
-  const int64_t row_bytes = int64_t{spec.width} * nch * static_cast<int64_t>(sample);
-  int32_t band = static_cast<int32_t>(std::clamp<int64_t>((int64_t{8} << 20) / row_bytes, 1, spec.height));
-  if (spec.tile_height > 0) band = std::max(spec.tile_height, band - band % spec.tile_height);
+  const int64_t row_bytes = int64_t{layout.width} * nch * static_cast<int64_t>(sample);
+  int32_t band = static_cast<int32_t>(std::clamp<int64_t>((int64_t{8} << 20) / row_bytes, 1, layout.height));
+  if (layout.tile_height > 0) band = std::max(layout.tile_height, band - band % layout.tile_height);
   std::vector<uint8_t> buffer(static_cast<size_t>(row_bytes) * static_cast<size_t>(band));
 
   for (auto& p : out) p.EnsureSize(w, h);
@@ -304,17 +304,17 @@ ImageInfo ReadImage(const std::string& path, RgbaPlanes& out, const ImageInfo* e
   out[3].Fill(l.info.has_alpha ? 0 : 255);  // outside the data window: transparent only if the file has alpha
 
   in->geterror();  // whatever the header left behind is not about the pixels
-  const int32_t fx = spec.full_width > 0 ? spec.full_x : spec.x, fy = spec.full_height > 0 ? spec.full_y : spec.y;
-  const int32_t x0 = std::max(spec.x, fx), x1 = std::min(spec.x + spec.width, fx + w);
-  for (int32_t y = spec.y; y < spec.y + spec.height; y += band) {
-    const int32_t yend = std::min(y + band, spec.y + spec.height);
+  const int32_t fx = layout.full_width > 0 ? layout.full_x : layout.x, fy = layout.full_height > 0 ? layout.full_y : layout.y;
+  const int32_t x0 = std::max(layout.x, fx), x1 = std::min(layout.x + layout.width, fx + w);
+  for (int32_t y = layout.y; y < layout.y + layout.height; y += band) {
+    const int32_t yend = std::min(y + band, layout.y + layout.height);
     const OIIO::TypeDesc type = bytes ? OIIO::TypeDesc::UINT8 : OIIO::TypeDesc::FLOAT;
     // Tiled files are read by whole rows of tiles (bands are tile-aligned); scanline reads
     // of tiled files are not supported by every reader.
-    const bool read = spec.tile_width > 0
-                          ? in->read_tiles(0, 0, spec.x, spec.x + spec.width, y, yend, spec.z, spec.z + 1, 0, nch, type,
+    const bool read = layout.tile_width > 0
+                          ? in->read_tiles(0, 0, layout.x, layout.x + layout.width, y, yend, layout.z, layout.z + 1, 0, nch, type,
                                            buffer.data())
-                          : in->read_scanlines(0, 0, y, yend, spec.z, 0, nch, type, buffer.data());
+                          : in->read_scanlines(0, 0, y, yend, layout.z, 0, nch, type, buffer.data());
     // Some readers fill in what is missing from a cut-short file and only record the error.
     const std::string recorded = in->geterror();
     if (!read || !recorded.empty())
@@ -324,7 +324,7 @@ ImageInfo ReadImage(const std::string& path, RgbaPlanes& out, const ImageInfo* e
       uint8_t* dst[4] = {out[0][row], out[1][row], out[2][row], out[3][row]};
       const uint8_t* src = buffer.data() + static_cast<size_t>(yy - y) * static_cast<size_t>(row_bytes);
       for (int32_t xx = x0; xx < x1; ++xx) {
-        const size_t px = static_cast<size_t>(xx - spec.x) * static_cast<size_t>(nch);
+        const size_t px = static_cast<size_t>(xx - layout.x) * static_cast<size_t>(nch);
         const int32_t col = xx - fx;
         if (bytes) {
           const uint8_t* s = src + px;
@@ -378,10 +378,10 @@ void ImageFileWriter::Write(const std::string& path, const Plane& r, const Plane
   const OIIO::TypeDesc format = ext == ".exr"                     ? OIIO::TypeDesc::HALF
                                 : (ext == ".hdr" || ext == ".rgbe") ? OIIO::TypeDesc::FLOAT
                                                                     : OIIO::TypeDesc::UINT8;
-  OIIO::ImageSpec spec(w, h, nch, format);
+  OIIO::ImageSpec layout(w, h, nch, format);
   if (alpha) {
-    spec.alpha_channel = 3;
-    spec.attribute("oiio:UnassociatedAlpha", 1);  // colour is not premultiplied; keep it as it is
+    layout.alpha_channel = 3;
+    layout.attribute("oiio:UnassociatedAlpha", 1);  // colour is not premultiplied; keep it as it is
   }
 
   const size_t n = static_cast<size_t>(w) * static_cast<size_t>(h) * static_cast<size_t>(nch);
@@ -399,7 +399,7 @@ void ImageFileWriter::Write(const std::string& path, const Plane& r, const Plane
 
   const std::string temp = ClaimTempName(path);
   pending_.push_back({temp, path});
-  if (!out->open(temp, spec))
+  if (!out->open(temp, layout))
     Fail(ErrorKind::CantCreate, "cannot create " + path + ": " + Reason(out->geterror()));
   const bool wrote = out->write_image(OIIO::TypeDesc::UINT8, pixels_.data());
   const bool closed = out->close();

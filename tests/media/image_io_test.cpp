@@ -55,12 +55,12 @@ void WriteFloatImage(const std::string& path, int32_t w, int32_t h, int32_t chan
                      int32_t x_origin = 0, int32_t y_origin = 0, int32_t full_w = 0, int32_t full_h = 0) {
   auto out = OIIO::ImageOutput::create(path);
   ASSERT_TRUE(out);
-  OIIO::ImageSpec spec(w, h, channels, OIIO::TypeDesc::FLOAT);
-  spec.x = x_origin;
-  spec.y = y_origin;
-  spec.full_width = full_w ? full_w : w;
-  spec.full_height = full_h ? full_h : h;
-  ASSERT_TRUE(out->open(path, spec));
+  OIIO::ImageSpec layout(w, h, channels, OIIO::TypeDesc::FLOAT);
+  layout.x = x_origin;
+  layout.y = y_origin;
+  layout.full_width = full_w ? full_w : w;
+  layout.full_height = full_h ? full_h : h;
+  ASSERT_TRUE(out->open(path, layout));
   ASSERT_TRUE(out->write_image(OIIO::TypeDesc::FLOAT, data.data()));
   ASSERT_TRUE(out->close());
 }
@@ -163,10 +163,10 @@ TEST(ReadImageTest, TiledFilesReadLikeScanlineOnes) {
     SCOPED_TRACE(name);
     auto out = OIIO::ImageOutput::create(dir / name);
     ASSERT_TRUE(out);
-    OIIO::ImageSpec spec(kW, kH, 4, name.ends_with(".exr") ? OIIO::TypeDesc::HALF : OIIO::TypeDesc::UINT8);
-    spec.tile_width = spec.tile_height = 16;
-    spec.attribute("oiio:UnassociatedAlpha", 1);
-    ASSERT_TRUE(out->open(dir / name, spec));
+    OIIO::ImageSpec layout(kW, kH, 4, name.ends_with(".exr") ? OIIO::TypeDesc::HALF : OIIO::TypeDesc::UINT8);
+    layout.tile_width = layout.tile_height = 16;
+    layout.attribute("oiio:UnassociatedAlpha", 1);
+    ASSERT_TRUE(out->open(dir / name, layout));
     ASSERT_TRUE(out->write_image(OIIO::TypeDesc::UINT8, pixels.data()));
     ASSERT_TRUE(out->close());
     RgbaPlanes got;
@@ -201,8 +201,8 @@ TEST(ReadImageTest, DeepSamplesAreClampedScaledAndRoundedHalfToEven) {
   }
   // 16-bit integers: 32767 is 127.498 levels, 32768 is 127.502.
   auto out = OIIO::ImageOutput::create(dir / "w.png");
-  OIIO::ImageSpec spec(3, 1, 1, OIIO::TypeDesc::UINT16);
-  ASSERT_TRUE(out->open(dir / "w.png", spec));
+  OIIO::ImageSpec layout(3, 1, 1, OIIO::TypeDesc::UINT16);
+  ASSERT_TRUE(out->open(dir / "w.png", layout));
   const uint16_t wide[] = {32767, 32768, 65535};
   ASSERT_TRUE(out->write_image(OIIO::TypeDesc::UINT16, wide));
   ASSERT_TRUE(out->close());
