@@ -50,15 +50,7 @@ void BM_RenderWithUndo(benchmark::State& state) {
   options.height = kHeight;
   options.frames = kFrames;
   auto host = std::make_shared<EmbeddedHost>(options);
-  {
-    Plane r(kWidth, kHeight), g(kWidth, kHeight), b(kWidth, kHeight);
-    for (int32_t f = 0; f < kFrames; ++f) {
-      DrawPattern(Pattern::Gradient, 1, f, kFrames, r, g, b);
-      host->WriteFramePlane(f, Channel::R, r);
-      host->WriteFramePlane(f, Channel::G, g);
-      host->WriteFramePlane(f, Channel::B, b);
-    }
-  }
+  DrawPatternAnimation(*host, Pattern::Gradient, 1);
   HostRegistry registry;
   registry.Register(kHostProgId, [host]() -> std::shared_ptr<TessalineHost> { return host; });
   auto shared = SharedState::Startup(registry);

@@ -34,13 +34,7 @@ std::string EnsureDemoAnimation() {
   constexpr int32_t kW = 480, kH = 270, kFrames = 48;
   auto host = MakeHost();
   host->NewAnimation(kW, kH, kFrames);
-  Plane r(kW, kH), g(kW, kH), b(kW, kH);
-  for (int32_t f = 0; f < kFrames; ++f) {
-    DrawPattern(Pattern::Circles, 1, f, kFrames, r, g, b);
-    host->WriteFramePlane(f, Channel::R, r);
-    host->WriteFramePlane(f, Channel::G, g);
-    host->WriteFramePlane(f, Channel::B, b);
-  }
+  DrawPatternAnimation(*host, Pattern::Circles, 1);
   host->SaveDocument(path);
   return path;
 }

@@ -29,13 +29,7 @@ void AddNewCommand(CLI::App& app) {
     OutputKind(*out);
     auto host = MakeHost();
     host->NewAnimation(w, h, *frames);
-    Plane r(w, h), g(w, h), b(w, h);
-    for (int32_t f = 0; f < *frames; ++f) {
-      DrawPattern(*p, *seed, f, *frames, r, g, b);
-      host->WriteFramePlane(f, Channel::R, r);
-      host->WriteFramePlane(f, Channel::G, g);
-      host->WriteFramePlane(f, Channel::B, b);
-    }
+    DrawPatternAnimation(*host, *p, *seed);
     host->SaveDocument(*out);
     Say("wrote " + *out + ": " + std::to_string(w) + "x" + std::to_string(h) + ", " + std::to_string(*frames) +
         (*frames == 1 ? " frame, " : " frames, ") + PatternName(*p));

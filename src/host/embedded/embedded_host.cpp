@@ -326,4 +326,15 @@ void EmbeddedHost::Tes_SendFormObject(ObjectRef form, int16_t) {
   Notify([form](HostObserver& o) { o.OnFormObject(form); });
 }
 
+void DrawPatternAnimation(EmbeddedHost& host, Pattern pattern, uint32_t seed) {
+  const int32_t w = host.Tes_BufferWidth(), h = host.Tes_BufferHeight(), frames = host.tes_GetTotalFrames();
+  Plane r(w, h), g(w, h), b(w, h);
+  for (int32_t f = 0; f < frames; ++f) {
+    DrawPattern(pattern, seed, f, frames, r, g, b);
+    host.WriteFramePlane(f, Channel::R, r);
+    host.WriteFramePlane(f, Channel::G, g);
+    host.WriteFramePlane(f, Channel::B, b);
+  }
+}
+
 }  // namespace tessfx

@@ -18,6 +18,7 @@
 #include "host/embedded/frame_store.h"
 #include "host/embedded/settings_store.h"
 #include "host/host.h"
+#include "media/test_patterns.h"
 
 namespace tessfx {
 
@@ -174,5 +175,8 @@ class EmbeddedHost final : public TessalineHost {
   ObjectRef form_;
   std::vector<HostObserver*> observers_;
 };
+
+// Paints every frame of the host's animation with a generated pattern.
+void DrawPatternAnimation(EmbeddedHost& host, Pattern pattern, uint32_t seed);
 
 }  // namespace tessfx
