@@ -1,12 +1,16 @@
-// Writes the fuzzers' seed corpus: make_seeds DIR writes DIR/bmp_reader/*.bmp and
-// DIR/tsa_reader/*.tsa, one small file for each layout the readers distinguish.
+// Writes the fuzzers' seed corpus: make_seeds DIR writes DIR/bmp_reader/*.bmp,
+// DIR/tsa_reader/*.tsa and DIR/project_loader/*.json, one small file for each layout the
+// readers distinguish.
 #include <filesystem>
+#include <fstream>
 #include <iostream>
 #include <string>
 
 #include "core/error.h"
 #include "media/bmp_samples.h"
 #include "media/tsa.h"
+
+#include <nlohmann/json.hpp>
 
 namespace {
 
@@ -73,6 +77,34 @@ void WriteTsaSeeds(const std::filesystem::path& dir) {
   put("wide.tsa", 16, 1, 2);
 }
 
+void WriteProjectSeeds(const std::filesystem::path& dir) {
+  auto put = [&](const std::string& name, const nlohmann::json& j) { std::ofstream(dir / name) << j.dump(1); };
+  using nlohmann::json;
+  const json minimal = {{"format", "tessfx-project"}, {"version", 1}, {"effect", "Gaussian blur"}};
+  put("minimal.json", minimal);
+  json keyed = {{"format", "tessfx-project"},
+                {"version", 1},
+                {"effect", "Color adjustment"},
+                {"sliders", {10, 20, 30, 0, 0, 0}},
+                {"spline", true},
+                {"keys",
+                 {{{"frame", 0}, {"values", {0.0, 0.5, 1.0, 0, 0, 0}}},
+                  {{"frame", 2}, {"values", {1.0, 0.25, 0.0, 0, 0, 0}}},
+                  {{"frame", 4}, {"values", {0.5, 0.5, 0.5, 0, 0, 0}}}}},
+                {"sequence", {{"base_name", "shot."}, {"start_number", 1}, {"digit_count", 4}}},
+                {"swap", {{"animation_file", ""}, {"active", false}}}};
+  put("keyed-spline.json", keyed);
+  keyed["effect"] = "Sunset filter";
+  keyed["spline"] = false;
+  put("keyed-linear.json", keyed);
+  keyed["effect"] = "Lens flare";
+  keyed["sliders"] = {50, 50, 100, 0, 0, 0};
+  put("lens-flare.json", keyed);
+  json wrong = minimal;
+  wrong["version"] = 2;
+  put("other-version.json", wrong);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -84,8 +116,10 @@ int main(int argc, char** argv) {
     const std::filesystem::path root = argv[1];
     std::filesystem::create_directories(root / "bmp_reader");
     std::filesystem::create_directories(root / "tsa_reader");
+    std::filesystem::create_directories(root / "project_loader");
     WriteBmpSeeds(root / "bmp_reader");
     WriteTsaSeeds(root / "tsa_reader");
+    WriteProjectSeeds(root / "project_loader");
   } catch (const std::exception& e) {
     std::cerr << "make_seeds: " << e.what() << "\n";
     return 1;

@@ -40,6 +40,10 @@ void AddDocumentOptions(CLI::App* cmd, DocumentOptions& options);
 // the options (mask size checked against the frames).
 void OpenDocumentWithOptions(EmbeddedHost& host, const std::string& path, const DocumentOptions& options);
 
+// Refuses an output that would keep one frame of a longer animation (a plain image name),
+// before any work is done: the message suggests a sequence pattern or a .tsa instead.
+void CheckWholeAnimationOutput(const std::string& output, int32_t frames);
+
 void AddNewCommand(CLI::App& app);
 void AddInfoCommand(CLI::App& app);
 void AddConvertCommand(CLI::App& app);

@@ -297,6 +297,7 @@ void AddRenderCommand(CLI::App& app) {
     std::optional<tbb::global_control> threads;
     if (o->threads > 0) threads.emplace(tbb::global_control::max_allowed_parallelism, static_cast<size_t>(o->threads));
     Session s(OpenHost(o->input, o->document), o->document.alpha_bits);
+    CheckWholeAnimationOutput(o->output, s.host->tes_GetTotalFrames());
     Editor& editor = *s.editor;
     editor.panel().Check1 = o->undo ? 1 : 0;
     SetUpEffect(editor, o->effect, true);
@@ -339,6 +340,7 @@ void AddUndoCommand(CLI::App& app) {
   cmd->add_option("-o,--output", *out, "Where the restored animation goes")->required();
   cmd->callback([in, out] {
     Session s(OpenHost(*in));
+    CheckWholeAnimationOutput(*out, s.host->tes_GetTotalFrames());
     Editor& editor = *s.editor;
     editor.panel().Check1 = 1;
     // Checked here first: the undo itself deletes the file after a mismatch.

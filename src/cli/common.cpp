@@ -4,6 +4,8 @@
 #include "cli/cli.h"
 #include "media/file_util.h"
 #include "core/error.h"
+#include "host/embedded/document_io.h"
+#include "media/image_io.h"
 
 namespace tessfx::cli {
 
@@ -38,6 +40,13 @@ void OpenDocumentWithOptions(EmbeddedHost& host, const std::string& path, const 
     host.OpenDocument(path);
   if (!options.alpha_mask.empty()) host.LoadAlphaMask(options.alpha_mask);
   host.set_alpha_bits(options.alpha_bits);
+}
+
+void CheckWholeAnimationOutput(const std::string& output, int32_t frames) {
+  if (frames <= 1 || OutputKind(output) != DocumentKind::Image) return;
+  Fail(ErrorKind::Usage, output + " is a single image, but the animation has " + std::to_string(frames) +
+                             " frames: write an image sequence such as " + SequenceTargetFor(output).pattern +
+                             ", or a .tsa");
 }
 
 }  // namespace tessfx::cli

@@ -26,7 +26,7 @@ using vec8::Splat;
 // for two sextants, at value - chroma for two, and ramps between them.
 [[gnu::always_inline]] inline F HexconeChannel(float n, const F& hue, const F& value, const F& chroma) {
   F k = Splat(n) + hue;  // 1 <= k < 12: one wrap brings it into 0..6
-  k = k >= Splat(6.0f) ? k - Splat(6.0f) : k;
+  k = vec8::Select(k >= Splat(6.0f), k - Splat(6.0f), k);
   const F t = vec8::Min(vec8::Max(vec8::Min(k, Splat(4.0f) - k), Splat(0.0f)), Splat(1.0f));
   return value - chroma * t;
 }
@@ -43,11 +43,11 @@ using vec8::Splat;
   const F inv_c = Splat(1.0f) / (chroma + tiny);
   const F sat = chroma / (mx + tiny);
   const auto is_r = mx == R, is_g = mx == G;
-  const F num = is_r ? G - B : (is_g ? B - R : R - G);
-  const F base = is_r ? Splat(0.0f) : (is_g ? Splat(2.0f) : Splat(4.0f));
+  const F num = vec8::Select(is_r, G - B, vec8::Select(is_g, B - R, R - G));
+  const F base = vec8::Select(is_r, Splat(0.0f), vec8::Select(is_g, Splat(2.0f), Splat(4.0f)));
   F h = num * inv_c + base + Splat(p.hue_shift);
-  h = h < Splat(0.0f) ? h + Splat(6.0f) : h;  // -1 <= h < 11 before these
-  h = h >= Splat(6.0f) ? h - Splat(6.0f) : h;
+  h = vec8::Select(h < Splat(0.0f), h + Splat(6.0f), h);  // -1 <= h < 11 before these
+  h = vec8::Select(h >= Splat(6.0f), h - Splat(6.0f), h);
   const F v2 = vec8::Min(mx * Splat(p.value), Splat(255.0f));
   const F s2 = vec8::Min(sat * Splat(p.saturation), Splat(1.0f));
   const F c2 = v2 * s2;

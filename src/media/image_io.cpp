@@ -198,6 +198,38 @@ std::optional<SequencePattern> ParseSequencePattern(const std::string& path) {
   return p;
 }
 
+std::optional<std::pair<SequencePattern, int64_t>> NumberedFile(const std::string& path) {
+  const fs::path p(path);
+  const std::string stem = p.stem().string();
+  size_t start = stem.size();
+  while (start > 0 && stem[start - 1] >= '0' && stem[start - 1] <= '9') --start;
+  const size_t ndigits = stem.size() - start;
+  if (ndigits == 0 || ndigits > kMaxNumberDigits) return std::nullopt;
+  SequencePattern pattern;
+  pattern.prefix = path.substr(0, path.size() - p.extension().string().size() - ndigits);
+  pattern.suffix = p.extension().string();
+  pattern.digits = static_cast<int32_t>(ndigits);
+  const int64_t number = std::stoll(stem.substr(start));
+  // "f7.png" is file 7 of "f%d.png", but "f007.png" is not file 7 of "f%d.png".
+  if (pattern.FileName(number) != path) return std::nullopt;
+  return std::pair{pattern, number};
+}
+
+SequenceTarget SequenceTargetFor(const std::string& path) {
+  if (ParseSequencePattern(path)) return {path, 1};
+  // Digits after a separator number frames already ("shot_0010.png"); digits that are part
+  // of a word ("take2.png") are part of the name.
+  if (const auto numbered = NumberedFile(path); numbered && !numbered->first.prefix.empty() &&
+                                                std::string_view("._- ").find(numbered->first.prefix.back()) != std::string_view::npos)
+    return {numbered->first.Text(), numbered->second};
+  const auto [folder, name] = SplitFolder(path);
+  const size_t dot = name.rfind('.');
+  const size_t stem_end = dot == std::string::npos || dot == 0 ? name.size() : dot;
+  const char last = stem_end > 0 ? name[stem_end - 1] : '.';
+  const bool separated = last == '.' || last == '_' || last == '-';
+  return {folder + name.substr(0, stem_end) + (separated ? "####" : ".####") + name.substr(stem_end), 1};
+}
+
 ImageFiles ResolveImageFiles(const std::string& path, int32_t max_files) {
   ImageFiles result;
   auto too_many = [&](const std::string& what) {
@@ -231,18 +263,10 @@ ImageFiles ResolveImageFiles(const std::string& path, int32_t max_files) {
   }
   result.files.push_back(path);
   // A stem ending in digits names the first file of a sequence when the next number exists.
-  const fs::path p(path);
-  const std::string stem = p.stem().string();
-  size_t start = stem.size();
-  while (start > 0 && stem[start - 1] >= '0' && stem[start - 1] <= '9') --start;
-  const size_t ndigits = stem.size() - start;
-  if (ndigits == 0 || ndigits > kMaxNumberDigits) return result;
-  SequencePattern pattern;
-  pattern.prefix = path.substr(0, path.size() - p.extension().string().size() - ndigits);
-  pattern.suffix = p.extension().string();
-  pattern.digits = static_cast<int32_t>(ndigits);
-  const int64_t first = std::stoll(stem.substr(start));
-  if (pattern.FileName(first) != path || !FileExists(pattern.FileName(first + 1))) return result;
+  const auto numbered = NumberedFile(path);
+  if (!numbered) return result;
+  const auto& [pattern, first] = *numbered;
+  if (!FileExists(pattern.FileName(first + 1))) return result;
   result.pattern = pattern;
   result.first_number = first;
   for (int64_t n = first + 1; FileExists(pattern.FileName(n)); ++n) {

@@ -15,6 +15,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "core/plane.h"
@@ -38,6 +39,22 @@ struct SequencePattern {
 // Parses a printf or hash placeholder in the file name part of `path`. nullopt when there
 // is none; throws a usage Error when the placeholder is malformed or appears twice.
 std::optional<SequencePattern> ParseSequencePattern(const std::string& path);
+
+// A file whose stem ends in digits as a member of a numbered sequence: the pattern with as
+// many places as the name has digits, and the file's number ("shot_0010.png" ->
+// "shot_%04d.png", 10). nullopt for other names.
+std::optional<std::pair<SequencePattern, int64_t>> NumberedFile(const std::string& path);
+
+// Where "save as an image sequence" writes when the user names one file: a pattern stays
+// as it is (numbered from 1); a stem ending in a separator and digits ("shot_0010.png")
+// numbers from those digits with as many places ("shot_%04d.png" from 10); any other name
+// ("result.png", "take2.png") gets four places
+// before its extension ("result.png" -> "result.####.png" from 1).
+struct SequenceTarget {
+  std::string pattern;
+  int64_t first_number = 1;
+};
+SequenceTarget SequenceTargetFor(const std::string& path);
 
 // The image files an input path stands for, in frame order.
 struct ImageFiles {

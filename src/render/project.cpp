@@ -154,10 +154,11 @@ Project ReadProjectFile(const std::string& path) {
   json j;
   try {
     j = json::parse(text);
-  } catch (const json::parse_error& e) {
-    // The library's text starts with its own error id; keep the part that says where.
+  } catch (const json::exception& e) {
+    // Syntax errors, and numbers too large for any JSON number type ("7E777"). The library's
+    // text starts with its own error id; keep the part that says what and where.
     std::string what = e.what();
-    if (const size_t at = what.find("parse error"); at != std::string::npos) what = what.substr(at);
+    if (const size_t at = what.find("] "); at != std::string::npos) what = what.substr(at + 2);
     Fail(ErrorKind::BadData, "project " + path + " is not valid JSON: " + what);
   }
   return ProjectFromJson(j, path);

@@ -16,7 +16,10 @@
 #include <QSpinBox>
 #include <QStatusBar>
 #include <QVBoxLayout>
+#include <algorithm>
 #include <functional>
+
+#include "media/image_io.h"
 
 #include "ui/frame_view.h"
 #include "ui/widgets.h"
@@ -26,6 +29,22 @@ namespace {
 const char* const kOpenFilter =
     "Animations and images (*.tsa *.png *.exr *.tif *.tiff *.jpg *.jpeg *.bmp);;Animations (*.tsa);;All files (*)";
 const char* const kImageFilter = "Images (*.png *.exr *.tif *.tiff *.jpg *.jpeg *.bmp);;All files (*)";
+
+struct SaveFormInfo {
+  HostWindow::SaveForm form;
+  const char* filter;
+  const char* extension;  // given to a name typed without one
+  bool sequence;
+};
+const SaveFormInfo kSaveForms[] = {
+    {HostWindow::SaveForm::Animation, "Animation (*.tsa)", "tsa", false},
+    {HostWindow::SaveForm::PngSequence, "PNG image sequence (*.png)", "png", true},
+    {HostWindow::SaveForm::TiffSequence, "TIFF image sequence (*.tif *.tiff)", "tif", true},
+    {HostWindow::SaveForm::ExrSequence, "OpenEXR image sequence (*.exr)", "exr", true},
+    {HostWindow::SaveForm::JpegSequence, "JPEG image sequence (*.jpg *.jpeg)", "jpg", true},
+    {HostWindow::SaveForm::CurrentFrame, "Current frame as an image (*.png *.tif *.tiff *.exr *.jpg *.jpeg *.bmp)", "png",
+     false},
+};
 }  // namespace
 
 HostWindow::HostWindow(EmbeddedHost& host, QWidget* parent) : QMainWindow(parent), host_(host) {
@@ -104,19 +123,8 @@ void HostWindow::BuildMenus() {
     const QString path = QFileDialog::getOpenFileName(this, tr("Open animation"), LastFolder(), tr(kOpenFilter));
     if (!path.isEmpty()) OpenPath(path);
   }, QKeySequence::Open);
-  AddMenuAction(file, tr("&Save"), [this] {
-    const QString path = QString::fromStdString(host_.document_path());
-    if (path.isEmpty()) {
-      const QString p = QFileDialog::getSaveFileName(this, tr("Save animation"), LastFolder(), tr(kOpenFilter));
-      if (!p.isEmpty()) SaveTo(p);
-    } else {
-      SaveTo(path);
-    }
-  }, QKeySequence::Save);
-  AddMenuAction(file, tr("Save &as..."), [this] {
-    const QString p = QFileDialog::getSaveFileName(this, tr("Save animation as"), LastFolder(), tr(kOpenFilter));
-    if (!p.isEmpty()) SaveTo(p);
-  }, QKeySequence::SaveAs);
+  AddMenuAction(file, tr("&Save"), [this] { SaveOrAsk(); }, QKeySequence::Save);
+  AddMenuAction(file, tr("Save &as..."), [this] { AskSaveAs(); }, QKeySequence::SaveAs);
   file->addSeparator();
   auto load = [this](const QString& title, std::function<void(const std::string&)> fn) {
     const QString path = QFileDialog::getOpenFileName(this, title, LastFolder(), tr(kImageFilter));
@@ -169,9 +177,50 @@ bool HostWindow::OpenPath(const QString& path) {
   }
 }
 
-bool HostWindow::SaveTo(const QString& path) {
+bool HostWindow::SaveOrAsk() {
+  if (host_.document_path().empty()) return AskSaveAs();
+  return Saving(QString::fromStdString(host_.document_path()), [this] { host_.Save(); });
+}
+
+bool HostWindow::AskSaveAs() {
+  QFileDialog dlg(this, tr("Save animation as"), LastFolder());
+  dlg.setAcceptMode(QFileDialog::AcceptSave);
+  QStringList filters;
+  for (const SaveFormInfo& f : kSaveForms) filters << tr(f.filter);
+  dlg.setNameFilters(filters);
+  // A longer animation most often leaves as pictures for other programs.
+  dlg.selectNameFilter(filters[host_.tes_GetTotalFrames() > 1 ? 1 : 0]);
+  if (dlg.exec() != QDialog::Accepted || dlg.selectedFiles().isEmpty()) return false;
+  const auto chosen = static_cast<size_t>(std::max<qsizetype>(0, filters.indexOf(dlg.selectedNameFilter())));
+  return SaveAs(dlg.selectedFiles().front(), kSaveForms[chosen].form);
+}
+
+bool HostWindow::SaveAs(const QString& path, SaveForm form) {
+  const SaveFormInfo& info = *std::find_if(std::begin(kSaveForms), std::end(kSaveForms),
+                                           [form](const SaveFormInfo& f) { return f.form == form; });
+  QString target = path;
+  if (QFileInfo(target).suffix().isEmpty()) target += QStringLiteral(".") + info.extension;
+  if (!info.sequence) return SaveTo(target);
+  const SequenceTarget sequence = SequenceTargetFor(target.toStdString());
+  const QString pattern = QString::fromStdString(sequence.pattern);
+  // The dialog asked about the name typed; the files of the sequence are other names.
+  if (const auto first = ParseSequencePattern(sequence.pattern);
+      first && QFileInfo::exists(QString::fromStdString(first->FileName(sequence.first_number)))) {
+    const auto answer = QMessageBox::question(
+        this, tr("Replace files"), tr("Files of the sequence %1 exist already. Replace them?").arg(pattern),
+        QMessageBox::Yes | QMessageBox::Cancel);
+    if (answer != QMessageBox::Yes) return false;
+  }
+  return SaveTo(pattern, sequence.first_number);
+}
+
+bool HostWindow::SaveTo(const QString& path, int64_t first_number) {
+  return Saving(path, [&] { host_.SaveDocument(path.toStdString(), first_number); });
+}
+
+bool HostWindow::Saving(const QString& path, const std::function<void()>& save) {
   try {
-    host_.SaveDocument(path.toStdString());
+    save();
     RememberFolder(path);
     UpdateTitle();
     statusBar()->showMessage(tr("Saved %1").arg(path), 4000);
@@ -189,9 +238,7 @@ bool HostWindow::MaybeSave() {
                                             QMessageBox::Save | QMessageBox::Discard | QMessageBox::Cancel);
   if (answer == QMessageBox::Cancel) return false;
   if (answer == QMessageBox::Discard) return true;
-  QString path = QString::fromStdString(host_.document_path());
-  if (path.isEmpty()) path = QFileDialog::getSaveFileName(this, tr("Save animation"), LastFolder(), tr(kOpenFilter));
-  return !path.isEmpty() && SaveTo(path);
+  return SaveOrAsk();
 }
 
 void HostWindow::closeEvent(QCloseEvent* e) {

@@ -4,6 +4,7 @@
 // over with Tes_SendFormObject, and redraws on Tes_Refresh and whenever a frame is written.
 #include <QMainWindow>
 #include <QTimer>
+#include <functional>
 
 #include "host/embedded/embedded_host.h"
 
@@ -33,12 +34,19 @@ class HostWindow : public QMainWindow, public HostObserver {
   // Asks to save unsaved changes; false when the user cancels.
   bool MaybeSave();
   bool OpenPath(const QString& path);
-  bool SaveTo(const QString& path);
+  // Saves to `path` as its extension says (a sequence pattern, .tsa or a single image).
+  bool SaveTo(const QString& path, int64_t first_number = 1);
+  // "Save as" in the form the user chose in the dialog: a plain name chosen as an image
+  // sequence becomes a numbered pattern, and a name without extension gets the form's.
+  enum class SaveForm { Animation, PngSequence, TiffSequence, ExrSequence, JpegSequence, CurrentFrame };
+  bool SaveAs(const QString& path, SaveForm form);
   FrameView* frame_view() const { return view_; }
   QDockWidget* tool_dock() const { return dock_; }
 
  protected:
   void closeEvent(QCloseEvent* e) override;
+  // A failed open, save or load, in a warning box.
+  virtual void ShowError(const QString& what, const std::exception& e);
 
  private:
   void BuildMenus();
@@ -47,7 +55,12 @@ class HostWindow : public QMainWindow, public HostObserver {
   void UpdateTitle();
   QString LastFolder() const;
   void RememberFolder(const QString& file);
-  void ShowError(const QString& what, const std::exception& e);
+  // The save dialog with one filter per form; false when cancelled.
+  bool AskSaveAs();
+  // "Save": back to the document's own file, or the dialog when it has none.
+  bool SaveOrAsk();
+  // Runs `save`, then updates the title and status bar, or shows why it failed.
+  bool Saving(const QString& path, const std::function<void()>& save);
 
   EmbeddedHost& host_;
   FrameView* view_ = nullptr;

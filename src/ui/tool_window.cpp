@@ -47,11 +47,14 @@ QCursor PickerCursor() {
 }
 
 // Geometry of the panel, in pixels of the canvas below the menu bar. The slider rows are
-// 20 pixels apart with slider 2 at 176 and the sliders' left edge at 262, the positions the
-// sequence button is placed by.
-constexpr int kSliderLeft = 262, kSliderTop = 156, kRowStep = 20, kSliderWidth = 200;
-constexpr int kCaptionLeft = 166, kValueLeft = 466;
-constexpr int kCanvasWidth = 520, kCanvasHeight = 470;
+// 20 pixels apart with slider 2 at 176, the row the sequence button is placed on. The panel
+// model places that button at the sliders' left edge as 262; the list here is wider than
+// that layout had room for, so everything right of it sits kListExtra further right.
+constexpr int kListWidth = 196, kListExtra = kListWidth - 150;
+constexpr int kModelSliderLeft = 262, kSliderLeft = kModelSliderLeft + kListExtra;
+constexpr int kSliderTop = 156, kRowStep = 20, kSliderWidth = 200;
+constexpr int kCaptionLeft = 166 + kListExtra, kValueLeft = 466 + kListExtra;
+constexpr int kCanvasWidth = 520 + kListExtra, kCanvasHeight = 470;
 
 }  // namespace
 
@@ -101,7 +104,7 @@ ToolWindow::~ToolWindow() = default;
 void ToolWindow::BuildControls(QWidget* canvas) {
   list_ = new QListWidget(canvas);
   list_->setObjectName("List1");
-  list_->setGeometry(8, 8, 150, 330);
+  list_->setGeometry(8, 8, kListWidth, 330);
   for (const std::string& row : editor_->panel().List1()) list_->addItem(QString::fromStdString(row));
   list_->setSelectionMode(QAbstractItemView::SingleSelection);
   // Selection, not the current row: focusing the list makes a row current without
@@ -288,12 +291,17 @@ void ToolWindow::RefreshPanel() {
     sliders_[n]->SyncFromModel();
   }
   for (size_t n = 0; n < labels_.size(); ++n) {
-    labels_[n]->setText(QString::fromStdString(p.Label[n].caption));
+    QString text = QString::fromStdString(p.Label[n].caption);
+    // Picking an effect leaves the value labels empty until a slider moves (the panel sets
+    // the values while the sliders are still hidden). The window shows the values anyway:
+    // a slider without its number looks broken.
+    if (n >= 6 && n < 12 && text.isEmpty() && p.HProp[n - 6].Visible()) text = QString::number(p.HProp[n - 6].Value());
+    labels_[n]->setText(text);
     labels_[n]->setVisible(p.Label[n].visible);
   }
   KvButton* seq = buttons_[13];
   seq->setText(QString::fromStdString(p.kv_button13.caption));
-  seq->move(static_cast<int>(p.kv_button13.left), static_cast<int>(p.kv_button13.top));
+  seq->move(static_cast<int>(p.kv_button13.left) + kListExtra, static_cast<int>(p.kv_button13.top));
   seq->setVisible(p.kv_button13.visible);
   {
     const QSignalBlocker block(check1_);
@@ -424,21 +432,35 @@ void ToolWindow::Render() {
 }
 
 void ToolWindow::SaveProject() {
-  const QString path = QFileDialog::getSaveFileName(this, "Save project", LastFolder(), "Projects (*.json)");
-  if (path.isEmpty()) return;
-  Run([&] {
-    WriteProjectFile(CaptureProject(*editor_), path.toStdString());
-    RememberFolder(path);
-  });
+  QFileDialog dlg(this, "Save project", LastFolder(), "Projects (*.json)");
+  dlg.setAcceptMode(QFileDialog::AcceptSave);
+  dlg.setDefaultSuffix("json");  // "shot12" is saved as "shot12.json", which Open lists
+  if (dlg.exec() == QDialog::Accepted && !dlg.selectedFiles().isEmpty()) SaveProjectTo(dlg.selectedFiles().front());
 }
 
 void ToolWindow::OpenProject() {
   const QString path = QFileDialog::getOpenFileName(this, "Open project", LastFolder(), "Projects (*.json)");
-  if (path.isEmpty()) return;
+  if (!path.isEmpty()) OpenProjectFrom(path);
+}
+
+bool ToolWindow::SaveProjectTo(const QString& path) {
+  bool saved = false;
+  Run([&] {
+    WriteProjectFile(CaptureProject(*editor_), path.toStdString());
+    RememberFolder(path);
+    saved = true;
+  });
+  return saved;
+}
+
+bool ToolWindow::OpenProjectFrom(const QString& path) {
+  bool opened = false;
   Run([&] {
     ApplyProject(*editor_, ReadProjectFile(path.toStdString()));
     RememberFolder(path);
+    opened = true;
   });
+  return opened;
 }
 
 bool ToolWindow::eventFilter(QObject* watched, QEvent* event) {

@@ -51,6 +51,11 @@ class ToolWindow : public QWidget,
   void PrefsCallback();
   const ColorScheme& scheme() const { return scheme_; }
 
+  // The project file (effect, sliders, keys, sequence, swap source), as the File menu's
+  // items do after their dialogs. A failure is shown in a message box; false then.
+  bool SaveProjectTo(const QString& path);
+  bool OpenProjectFrom(const QString& path);
+
   // The top-level window's placement and the last folder, kept in the host's settings.
   void SaveWindowPlacement();
   void RestoreWindowPlacement();

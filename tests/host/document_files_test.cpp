@@ -73,6 +73,29 @@ TEST(DocumentFilesTest, AnimationsRoundTripThroughSequencesInEveryDirection) {
   ExpectSameFrames(original, from_file);
 }
 
+TEST(DocumentFilesTest, SavingASequenceOpenedByItsFirstFileWritesEveryFrameBack) {
+  ScratchFolder dir;
+  EmbeddedHost original(Options(dir));
+  Generate(original, 12, 7, 4);
+  original.SaveDocument(dir / "shots/take_####.png", 5);
+
+  EmbeddedHost host(Options(dir));
+  host.OpenDocument(dir / "shots/take_0005.png");
+  host.Tes_GotoFrame(3);
+  host.tes_setrbuffer(Plane(12, 7, 77));
+  host.Save();  // back to take_0005..take_0008, not one image over take_0005
+  EXPECT_FALSE(host.modified());
+  EXPECT_FALSE(fs::exists(dir / "shots/take_0001.png"));
+  EmbeddedHost reread(Options(dir));
+  reread.OpenDocument(dir / "shots/take_0005.png");
+  ASSERT_EQ(reread.tes_GetTotalFrames(), 4);
+  EXPECT_TRUE(reread.Tes_GetRFrame(3) == Plane(12, 7, 77));
+  EXPECT_TRUE(reread.Tes_GetRFrame(0) == original.Tes_GetRFrame(0));
+
+  EmbeddedHost fresh(Options(dir));
+  EXPECT_THAT([&] { fresh.Save(); }, ::testing::ThrowsMessage<Error>(HasSubstr("no file yet")));
+}
+
 TEST(DocumentFilesTest, DocumentIsSeparateFromItsFileUntilSaved) {
   ScratchFolder dir;
   EmbeddedHost host(Options(dir));

@@ -97,6 +97,20 @@ TEST(SequencePatternTest, MatchesOnlyNumbersThatPrintBackTheSame) {
   EXPECT_FALSE(d.Match("f07.png"));
 }
 
+TEST(SequencePatternTest, ANamedFileBecomesTheSequenceItStandsFor) {
+  const auto target = [](const std::string& path) {
+    const SequenceTarget t = SequenceTargetFor(path);
+    return t.pattern + " from " + std::to_string(t.first_number);
+  };
+  EXPECT_EQ(target("out/result.png"), "out/result.####.png from 1");
+  EXPECT_EQ(target("out/result_.png"), "out/result_####.png from 1");
+  EXPECT_EQ(target("out/take2.png"), "out/take2.####.png from 1");  // a word, not a number
+  EXPECT_EQ(target("out/shot_0010.png"), "out/shot_%04d.png from 10");
+  EXPECT_EQ(target("out/f.7.png"), "out/f.%d.png from 7");
+  EXPECT_EQ(target("a.b/f.%03d.exr"), "a.b/f.%03d.exr from 1");
+  EXPECT_EQ(target("a.b/noext"), "a.b/noext.#### from 1");  // the folder's dot is no extension
+}
+
 TEST(ResolveImageFilesTest, PatternsRunFromTheLowestNumberToTheFirstGap) {
   ScratchFolder dir;
   for (int n : {3, 4, 5, 7}) std::ofstream(dir / ("f." + std::to_string(1000 + n).substr(1) + ".png")) << "x";

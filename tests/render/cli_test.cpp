@@ -164,6 +164,8 @@ TEST_F(Cli, MistakesEndWithOneLineAndTheirCode) {
       {{"render", in, "-o", dir + "/x.tsa", "--effect", "Color add", "--key", "1:300"}, 64, "outside -255..255"},
       {{"render", in, "-o", dir + "/x.tsa", "--effect", "Color add", "--values=1,2,3,4"}, 64, "has 3 sliders"},
       {{"undo", in, "-o", dir + "/x.tsa"}, 66, "nothing to undo"},
+      // One picture would keep one of five rendered frames.
+      {{"render", in, "-o", dir + "/x.png", "--effect", "Negative"}, 64, "such as " + dir + "/x.####.png"},
   };
   for (const auto& c : cases) {
     const Result r = Run(c.args);

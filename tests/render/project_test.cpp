@@ -61,6 +61,7 @@ TEST(Project, BadFilesAreRefusedNamingTheProblem) {
   const std::string base = R"("format": "tessfx-project", "version": 1, "effect": "Color add")";
   const std::pair<std::string, std::string> cases[] = {
       {"{\"format\": \"tessfx-project\", ", "not valid JSON"},
+      {"777E777", "not valid JSON"},  // too large for any number type
       {"[1, 2]", "must be an object"},
       {R"({"format": "other", "version": 1, "effect": "Color add"})", "not a project file"},
       {R"({"format": "tessfx-project", "version": 2, "effect": "Color add"})", "version 2"},

@@ -14,7 +14,7 @@ constexpr Channel kColour[] = {Channel::R, Channel::G, Channel::B};
 
 bool IsAnimationFile(const std::string& path) { return LowerExtension(path) == ".tsa" || HasTsaMagic(path); }
 
-DocumentInfo ImagesInfo(const ImageFiles& files) {
+DocumentInfo ImagesInfo(const ImageFiles& files, const std::string& path) {
   const ImageInfo first = ProbeImage(files.files.front());
   DocumentInfo info;
   info.kind = files.files.size() > 1 || files.pattern ? DocumentKind::ImageSequence : DocumentKind::Image;
@@ -25,6 +25,8 @@ DocumentInfo ImagesInfo(const ImageFiles& files) {
   info.has_alpha = first.has_alpha;
   info.first_file = files.files.front();
   info.last_file = files.files.back();
+  info.save_path = files.pattern && !ParseSequencePattern(path) ? files.pattern->Text() : path;
+  if (files.pattern) info.first_number = files.first_number;
   return info;
 }
 
@@ -35,7 +37,7 @@ DocumentInfo AnimationInfo(const TsaHeader& h, const std::string& path) {
   info.width = h.width;
   info.height = h.height;
   info.frames = h.frames;
-  info.first_file = info.last_file = path;
+  info.first_file = info.last_file = info.save_path = path;
   return info;
 }
 
@@ -64,7 +66,7 @@ DocumentKind OutputKind(const std::string& path) {
 
 DocumentInfo ProbeDocument(const std::string& path) {
   if (!ParseSequencePattern(path) && IsAnimationFile(path)) return AnimationInfo(TsaReader(path).header(), path);
-  return ImagesInfo(ResolveImageFiles(path, kMaxFrames));
+  return ImagesInfo(ResolveImageFiles(path, kMaxFrames), path);
 }
 
 std::unique_ptr<FrameStore> LoadDocument(const std::string& path, const StoreFactory& make_store, DocumentInfo& info) {
@@ -82,7 +84,7 @@ std::unique_ptr<FrameStore> LoadDocument(const std::string& path, const StoreFac
     return store;
   }
   const ImageFiles files = ResolveImageFiles(path, kMaxFrames);
-  info = ImagesInfo(files);
+  info = ImagesInfo(files, path);
   auto store = make_store(info.width, info.height, info.frames);
   const ImageInfo expect{info.width, info.height, 0, false, info.format};
   RgbaPlanes planes;

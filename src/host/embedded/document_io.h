@@ -21,6 +21,10 @@ struct DocumentInfo {
   int32_t frames = 0;
   bool has_alpha = false;
   std::string first_file, last_file;  // the files a sequence spans
+  // Where saving writes the document back: the path it was opened from, or for a sequence
+  // opened by its first file the sequence's pattern, numbered from `first_number`.
+  std::string save_path;
+  int64_t first_number = 1;
 
   // "tsa", "png sequence", "openexr image", ...
   std::string Describe() const;

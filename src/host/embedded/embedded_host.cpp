@@ -87,7 +87,8 @@ void EmbeddedHost::UpdateStoreDescription() {
 
 void EmbeddedHost::Replace(std::unique_ptr<FrameStore> store, const std::string& path, const DocumentInfo& info) {
   store_ = std::move(store);  // the previous document's store is removed here
-  document_path_ = path;
+  document_path_ = info.save_path.empty() ? path : info.save_path;
+  document_first_number_ = info.first_number;
   document_info_ = info;
   has_alpha_ = info.has_alpha;
   current_ = 0;
@@ -135,8 +136,14 @@ void EmbeddedHost::SaveDocument(const std::string& path, int64_t first_number) {
   // A single image of a longer animation is an export: the document stays as it was.
   if (kind == DocumentKind::Image && store_->frames() > 1) return;
   document_path_ = path;
+  document_first_number_ = first_number;
   modified_ = false;
   UpdateStoreDescription();
+}
+
+void EmbeddedHost::Save() {
+  if (document_path_.empty()) Fail(ErrorKind::Usage, "the animation has no file yet: save it under a name first");
+  SaveDocument(document_path_, document_first_number_);
 }
 
 void EmbeddedHost::RecoverStore(const std::string& path) {

@@ -46,6 +46,10 @@ class EmbeddedHost final : public TessalineHost {
   // Saves to a .tsa, to a sequence pattern (all frames, numbered from `first_number`) or to
   // a single image (the current frame; a one-frame document then takes that file name).
   void SaveDocument(const std::string& path, int64_t first_number = 1);
+  // Saves back where the document came from or was last saved: a sequence opened by its
+  // first file goes back to the same files, numbered as they were. Throws a usage Error
+  // when the document has no file yet.
+  void Save();
   // Turns a store left behind by a crashed process (store or sidecar path) into the
   // current document, unsaved. The left-behind store itself is not changed.
   void RecoverStore(const std::string& path);
@@ -159,6 +163,7 @@ class EmbeddedHost final : public TessalineHost {
   SettingsStore settings_;
   std::unique_ptr<FrameStore> store_;
   std::string document_path_;
+  int64_t document_first_number_ = 1;  // of a sequence document
   DocumentInfo document_info_;
   bool modified_ = false;
   bool memory_store_ = false;
