@@ -17,7 +17,7 @@ trap 'rm -rf "$scratch"' EXIT
 shoot() {
   local effect="$1" file="$2"
   TESSFX_DATA_DIR="$scratch/data" TESSFX_CONFIG_DIR="$scratch/config" TESSFX_TEMP_DIR="$scratch/temp" \
-    xvfb-run -a -s "-screen 0 1600x1000x24" "$bin" demo --screenshot "$out/$file" --script "$effect"
+    xvfb-run -a -s "-screen 0 1600x1000x24" "$bin" demo --screenshot "$out/$file" --effect "$effect"
   echo "wrote $out/$file"
 }
 shoot "Color add" editor.png

@@ -1,14 +1,18 @@
 // tessfx demo: the built-in demo animation, generated on first use in the user's data folder,
-// opened in the editor's windows; without a display (or with --headless) the demo writes its
-// result to a folder instead. tessfx edit: the editor's windows on a document.
+// opened in the editor's windows; without a display (or with --headless) the demo keys and
+// renders an effect and writes the result to a folder instead. tessfx edit: the editor's
+// windows on a document.
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
 
 #include "cli/cli.h"
+#include "cli/session.h"
 #include "core/error.h"
 #include "media/file_util.h"
 #include "media/test_patterns.h"
+#include "render/demo_session.h"
+#include "render/project.h"
 #ifdef TESSFX_HAVE_UI
 #include "ui/app.h"
 #endif
@@ -52,33 +56,52 @@ int RunWindows(const std::string& path, const DocumentOptions& options, const Ed
 void AddDemoCommand(CLI::App& app) {
   auto* cmd = app.add_subcommand("demo", "Run the editor's demo on the built-in demo animation");
   auto out_dir = std::make_shared<std::string>("tessfx-demo-output");
+  auto effect = std::make_shared<std::string>("Color add");
   auto options = std::make_shared<DocumentOptions>();
   cmd->add_option("--output", *out_dir, "Folder for the headless demo's result")->capture_default_str();
+  cmd->add_option("--effect", *effect, "The effect the demo keys (headless, or with --screenshot)")
+      ->capture_default_str();
   AddDocumentOptions(cmd, *options);
   auto headless = std::make_shared<bool>(false);
-  cmd->add_flag("--headless", *headless, "Write the demo's result without opening the editor's windows");
+  cmd->add_flag("--headless", *headless, "Render the demo into --output without opening the editor's windows");
 #ifdef TESSFX_HAVE_UI
   auto run = std::make_shared<EditorRunOptions>();
-  cmd->add_option("--screenshot", run->screenshot, "Set keys on an effect, save a picture of the window (PNG) and quit");
-  cmd->add_option("--script", run->script_effect, "The effect the --screenshot session picks")->capture_default_str();
+  cmd->add_option("--screenshot", run->screenshot, "Key --effect, save a picture of the window (PNG) and quit");
 #endif
+  cmd->footer(
+      "Without a display (or with --headless) the demo does what a first session in the windows does: it keys "
+      "--effect at the first and last frame, renders, and writes the animation, its frames as PNG files and the "
+      "project into --output.");
   cmd->callback([=] {
     const std::string demo = EnsureDemoAnimation();
     Say("demo animation: " + demo);
 #ifdef TESSFX_HAVE_UI
     if (!*headless && HaveDisplay()) {
-      if (const int status = RunWindows(demo, *options, *run); status != 0) throw ExitStatus{status, "the editor failed"};
+      EditorRunOptions with_effect = *run;
+      with_effect.script_effect = *effect;
+      if (const int status = RunWindows(demo, *options, with_effect); status != 0)
+        throw ExitStatus{status, "the editor failed"};
       return;
     }
 #endif
     std::error_code ec;
     std::filesystem::create_directories(*out_dir, ec);
     if (ec) Fail(ErrorKind::CantCreate, "cannot create " + *out_dir + ": " + ec.message());
-    auto host = MakeHost();
-    OpenDocumentWithOptions(*host, demo, *options);
-    const std::string out = JoinPath(*out_dir, "demo.tsa");
-    host->SaveDocument(out);
-    Say("wrote " + out);
+    Session s(OpenHost(demo, *options), options->alpha_bits);
+    s.editor->panel().Check1 = 0;  // the demo animation is regenerated, not undone
+    KeyDemoSession(*s.editor, *effect);
+    InterruptGuard interrupt;
+    ConsoleProgress progress(s.host->tes_GetTotalFrames(), interrupt);
+    const RenderSummary r = s.editor->kv_button3_Click(progress);
+    const std::string animation = JoinPath(*out_dir, "demo.tsa");
+    const std::string frames = JoinPath(*out_dir, "frames/demo.####.png");
+    const std::string project = JoinPath(*out_dir, "demo.json");
+    s.host->SaveDocument(frames);
+    s.host->SaveDocument(animation);
+    WriteProjectFile(CaptureProject(*s.editor), project);
+    if (r.cancelled) throw ExitStatus{130, "interrupted; " + animation + " holds the frames rendered so far"};
+    Say("wrote " + animation + ", " + frames + " and " + project + ": " + std::to_string(r.frames_rendered) +
+        " frames rendered with \"" + *effect + "\" keyed at the first and last frame");
   });
 }
 

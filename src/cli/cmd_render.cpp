@@ -1,11 +1,6 @@
 // tessfx render, undo and keys: rendering an effect with key frames over an animation,
 // undoing the last render, and printing the per-frame values that keys give.
-#include <signal.h>
-#include <unistd.h>
-
-#include <atomic>
 #include <charconv>
-#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <iostream>
@@ -14,6 +9,7 @@
 #include <tbb/global_control.h>
 
 #include "cli/cli.h"
+#include "cli/session.h"
 #include "media/file_util.h"
 #include "media/sequence.h"
 #include "core/error.h"
@@ -24,125 +20,6 @@
 
 namespace tessfx::cli {
 namespace {
-
-// ---- interruption ----
-
-// A signal handler can reach nothing but a global: it only raises this flag, which the
-// render's progress reads between frames. A second Ctrl-C ends the program at once.
-std::atomic<bool> g_interrupted{false};
-
-extern "C" void OnInterrupt(int) {
-  if (g_interrupted.exchange(true)) {
-    ::signal(SIGINT, SIG_DFL);
-    ::raise(SIGINT);
-  }
-}
-
-// Catches Ctrl-C for as long as it lives.
-class InterruptGuard {
- public:
-  InterruptGuard() {
-    g_interrupted = false;
-    struct sigaction sa {};
-    sa.sa_handler = OnInterrupt;
-    sa.sa_flags = SA_RESTART;  // output blocked on a full pipe resumes instead of failing
-    sigemptyset(&sa.sa_mask);
-    ::sigaction(SIGINT, &sa, &previous_);
-  }
-  ~InterruptGuard() { ::sigaction(SIGINT, &previous_, nullptr); }
-  InterruptGuard(const InterruptGuard&) = delete;
-  InterruptGuard& operator=(const InterruptGuard&) = delete;
-  bool interrupted() const { return g_interrupted.load(); }
-
- private:
-  struct sigaction previous_ {};
-};
-
-// ---- the command line's window and progress ----
-
-// No picture, no timeline and nobody to answer boxes: messages go to standard error.
-class ConsoleWindow final : public EditorWindow {
- public:
-  void SetCaption(const std::string&) override {}
-  void MessageBox(const std::string& text) override { std::cerr << "tessfx: " << text << "\n"; }
-  std::optional<std::string> InputBox(const std::string&, const std::string&, const std::string&) override {
-    return std::nullopt;
-  }
-  void SetWaitCursor(bool) override {}
-  PictureBox PreviewBox() const override { return {}; }
-  void ShowPicture(const ThumbImage&) override {}
-  void DrawTimeline() override {}
-};
-
-// A bar with frames per second and time left on a terminal, one line per frame otherwise.
-class ConsoleProgress final : public RenderProgress {
- public:
-  ConsoleProgress(int32_t frames, const InterruptGuard& interrupt)
-      : frames_(frames), interrupt_(interrupt), tty_(::isatty(STDOUT_FILENO) == 1),
-        start_(std::chrono::steady_clock::now()) {}
-
-  void SetLabel(const std::string& text) override { label_ = text; }
-  void Yield() override {}
-  bool Cancelled() override { return interrupt_.interrupted(); }
-  void DisplayBar(double) override {
-    ++done_;
-    if (!tty_) {
-      std::cout << label_ << "\n" << std::flush;
-      return;
-    }
-    const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count();
-    const double fps = seconds > 0 ? done_ / seconds : 0.0;
-    const int left = fps > 0 ? static_cast<int>(std::lround((frames_ - done_) / fps)) : 0;
-    constexpr int kWidth = 30;
-    const int filled = frames_ > 0 ? static_cast<int>(int64_t{kWidth} * done_ / frames_) : kWidth;
-    char line[160];
-    std::snprintf(line, sizeof line, "\r[%s%s] %d/%d  frame %s  %.1f fps  %d:%02d left ",
-                  std::string(static_cast<size_t>(filled), '#').c_str(),
-                  std::string(static_cast<size_t>(kWidth - filled), '.').c_str(), done_, frames_,
-                  label_.substr(0, label_.find(' ')).c_str(), fps, left / 60, left % 60);
-    std::cout << line << std::flush;
-    drawn_ = true;
-  }
-  void Close() override {
-    if (drawn_) std::cout << "\n" << std::flush;
-    drawn_ = false;
-  }
-
- private:
-  int32_t frames_;
-  const InterruptGuard& interrupt_;
-  bool tty_;
-  std::chrono::steady_clock::time_point start_;
-  std::string label_;
-  int32_t done_ = 0;
-  bool drawn_ = false;
-};
-
-// ---- the editor on a document ----
-
-// An editor over an embedded host holding one document.
-struct Session {
-  std::shared_ptr<EmbeddedHost> host;
-  std::unique_ptr<SharedState> state;
-  ConsoleWindow window;
-  std::unique_ptr<Editor> editor;
-
-  explicit Session(std::shared_ptr<EmbeddedHost> h, int32_t alpha_bits = 0) : host(std::move(h)) {
-    host->set_alpha_bits(alpha_bits);
-    HostRegistry registry;
-    registry.Register(kHostProgId, [h = host]() -> std::shared_ptr<TessalineHost> { return h; });
-    state = SharedState::Startup(registry);
-    editor = std::make_unique<Editor>(*state, window);
-    // No preview per slider assignment: the command line shows none.
-    editor->panel().SuppressPreview = 255;
-  }
-};
-
-std::shared_ptr<EmbeddedHost> OpenHost(const std::string& path, const DocumentOptions& options = {}) {
-  std::shared_ptr<EmbeddedHost> host = MakeHost();
-  OpenDocumentWithOptions(*host, path, options);
-  return host;
-}
 
 // A whole number; throws a usage Error quoting `what` otherwise.
 int32_t WholeNumber(std::string_view text, const std::string& what) {
@@ -167,11 +44,7 @@ std::vector<int32_t> NumberList(std::string_view text, const std::string& what) 
 
 const EffectSpec& FindEffectOrFail(const std::string& name) {
   const EffectSpec* e = FindEffect(name);
-  if (!e) {
-    std::string hint;
-    for (const std::string& n : NearestEffectNames(name)) hint += (hint.empty() ? " (did you mean \"" : ", \"") + n + "\"";
-    Fail(ErrorKind::Usage, "unknown effect \"" + name + "\"" + (hint.empty() ? "" : hint + "?)"));
-  }
+  if (!e) Fail(ErrorKind::Usage, UnknownEffectMessage(name));
   return *e;
 }
 

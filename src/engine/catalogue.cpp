@@ -265,4 +265,10 @@ std::vector<std::string> NearestEffectNames(std::string_view name, size_t count)
   return out;
 }
 
+std::string UnknownEffectMessage(std::string_view name) {
+  std::string hint;
+  for (const std::string& n : NearestEffectNames(name)) hint += (hint.empty() ? " (did you mean \"" : ", \"") + n + "\"";
+  return "unknown effect \"" + std::string(name) + "\"" + (hint.empty() ? "" : hint + "?)");
+}
+
 }  // namespace tessfx

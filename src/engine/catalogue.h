@@ -60,6 +60,9 @@ const EffectSpec* FindEffect(std::string_view name);
 const std::vector<std::string>& List1Rows();
 // Effect names closest to `name` (for "did you mean" messages), best first.
 std::vector<std::string> NearestEffectNames(std::string_view name, size_t count = 3);
+// `unknown effect "Colour add" (did you mean "Color add", ...?)`, for every place a name
+// comes from a user.
+std::string UnknownEffectMessage(std::string_view name);
 
 inline constexpr std::string_view kListIndent = "    ";
 

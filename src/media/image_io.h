@@ -48,8 +48,7 @@ std::optional<std::pair<SequencePattern, int64_t>> NumberedFile(const std::strin
 // Where "save as an image sequence" writes when the user names one file: a pattern stays
 // as it is (numbered from 1); a stem ending in a separator and digits ("shot_0010.png")
 // numbers from those digits with as many places ("shot_%04d.png" from 10); any other name
-// ("result.png", "take2.png") gets four places
-// before its extension ("result.png" -> "result.####.png" from 1).
+// gets four places before its extension ("result.png" -> "result.####.png" from 1).
 struct SequenceTarget {
   std::string pattern;
   int64_t first_number = 1;

@@ -192,11 +192,7 @@ Project CaptureProject(Editor& editor) {
 void ApplyProject(Editor& editor, const Project& p) {
   ParameterPanel& panel = editor.panel();
   const EffectSpec* effect = FindEffect(p.effect);
-  if (!effect) {
-    std::string hint;
-    for (const std::string& n : NearestEffectNames(p.effect)) hint += (hint.empty() ? " (did you mean \"" : ", \"") + n + "\"";
-    Fail(ErrorKind::BadData, "unknown effect \"" + p.effect + "\"" + (hint.empty() ? "" : hint + "?)"));
-  }
+  if (!effect) Fail(ErrorKind::BadData, UnknownEffectMessage(p.effect));
   // Check every value before anything changes.
   for (size_t n = 0; n < effect->sliders.size() && n < 6; ++n) {
     const SliderSpec& s = effect->sliders[n];

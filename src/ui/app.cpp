@@ -8,6 +8,7 @@
 
 #include "host/image_state.h"
 #include "host/registry.h"
+#include "render/demo_session.h"
 #include "ui/host_window.h"
 #include "ui/tool_window.h"
 
@@ -21,20 +22,11 @@ bool EnvSet(const char* name) {
 
 // Sets up the scripted session's effect and keys through the models, as a user would.
 void RunScript(ToolWindow& tool, const EditorRunOptions& options) {
-  Editor& e = tool.editor();
-  if (!e.panel().SelectEffect(options.script_effect))
-    std::cerr << "tessfx: no effect named \"" << options.script_effect << "\"\n";
-  TessalineHost& host = e.host();
-  const int32_t last = host.tes_GetTotalFrames() - 1;
-  host.Tes_GotoFrame(0);
-  e.kv_button1_Click();
-  // The second key moves every visible slider three quarters of the way to its maximum.
-  for (HPropModel& s : e.panel().HProp)
-    if (s.Visible()) s.SetValue(static_cast<int16_t>(s.Value() + (s.Max() - s.Value()) * 3 / 4));
-  host.Tes_GotoFrame(last);
-  e.kv_button1_Click();
-  host.Tes_GotoFrame(last / 2);
-  e.DoPreviewFrame();
+  try {
+    KeyDemoSession(tool.editor(), options.script_effect);
+  } catch (const std::exception& e) {
+    std::cerr << "tessfx: " << e.what() << "\n";
+  }
   tool.RefreshPanel();
   tool.DrawTimeline();
 }

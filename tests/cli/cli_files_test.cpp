@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include "media/tsa.h"
 #include "run_tessfx.h"
 
 #include <algorithm>
@@ -60,6 +61,31 @@ TEST_F(Cli, BadInputsPrintOneLineAndWriteNothing) {
   EXPECT_EQ(RunTessfx("new " + P("x.tsa") + " --pattern plaid").code, 64);
   EXPECT_EQ(RunTessfx("frobnicate").code, 64);
   EXPECT_FALSE(std::filesystem::exists(P("x.tsa")));
+}
+
+TEST_F(Cli, HeadlessDemoKeysAndRendersItsEffect) {
+  const auto r = RunTessfx("demo --headless --output " + P("demo") + " --effect \"Color add\"");
+  ASSERT_EQ(r.code, 0) << r.output;
+  const char* data = std::getenv("TESSFX_DATA_DIR");
+  ASSERT_TRUE(data && *data);
+  tessfx::TsaReader source(std::string(data) + "/demo.tsa"), rendered(P("demo/demo.tsa"));
+  const int32_t last = source.header().frames - 1;
+  ASSERT_EQ(rendered.header().frames, last + 1);
+  tessfx::Plane a, b;
+  // The first key holds the effect's defaults (no change), the last adds three quarters of
+  // the slider range.
+  source.ReadPlane(0, tessfx::Channel::R, a);
+  rendered.ReadPlane(0, tessfx::Channel::R, b);
+  EXPECT_TRUE(a == b);
+  source.ReadPlane(last, tessfx::Channel::R, a);
+  rendered.ReadPlane(last, tessfx::Channel::R, b);
+  EXPECT_FALSE(a == b);
+  size_t pictures = 0;
+  for ([[maybe_unused]] const auto& f : std::filesystem::directory_iterator(P("demo/frames"))) ++pictures;
+  EXPECT_EQ(pictures, static_cast<size_t>(last + 1));
+  std::ifstream project(P("demo/demo.json"));
+  const std::string text{std::istreambuf_iterator<char>(project), {}};
+  EXPECT_NE(text.find("\"Color add\""), std::string::npos);
 }
 
 }  // namespace

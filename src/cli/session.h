@@ -1,0 +1,79 @@
+#pragma once
+// The editor as the command line drives it: an embedded host holding one document, an
+// editor over it, a window that prints messages, a progress bar on the terminal, and
+// Ctrl-C stopping a render between frames.
+#include <signal.h>
+
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "cli/cli.h"
+#include "host/image_state.h"
+#include "render/editor.h"
+
+namespace tessfx::cli {
+
+// Catches Ctrl-C for as long as it lives. A second Ctrl-C ends the program at once.
+class InterruptGuard {
+ public:
+  InterruptGuard();
+  ~InterruptGuard();
+  InterruptGuard(const InterruptGuard&) = delete;
+  InterruptGuard& operator=(const InterruptGuard&) = delete;
+  bool interrupted() const;
+
+ private:
+  struct sigaction previous_ {};
+};
+
+// No picture, no timeline and nobody to answer boxes: messages go to standard error.
+class ConsoleWindow final : public EditorWindow {
+ public:
+  void SetCaption(const std::string&) override {}
+  void MessageBox(const std::string& text) override;
+  std::optional<std::string> InputBox(const std::string&, const std::string&, const std::string&) override {
+    return std::nullopt;
+  }
+  void SetWaitCursor(bool) override {}
+  PictureBox PreviewBox() const override { return {}; }
+  void ShowPicture(const ThumbImage&) override {}
+  void DrawTimeline() override {}
+};
+
+// A bar with frames per second and time left on a terminal, one line per frame otherwise.
+class ConsoleProgress final : public RenderProgress {
+ public:
+  ConsoleProgress(int32_t frames, const InterruptGuard& interrupt);
+
+  void SetLabel(const std::string& text) override { label_ = text; }
+  void Yield() override {}
+  bool Cancelled() override { return interrupt_.interrupted(); }
+  void DisplayBar(double) override;
+  void Close() override;
+
+ private:
+  int32_t frames_;
+  const InterruptGuard& interrupt_;
+  bool tty_;
+  std::chrono::steady_clock::time_point start_;
+  std::string label_;
+  int32_t done_ = 0;
+  bool drawn_ = false;
+};
+
+// An editor over an embedded host holding one document.
+struct Session {
+  explicit Session(std::shared_ptr<EmbeddedHost> h, int32_t alpha_bits = 0);
+
+  std::shared_ptr<EmbeddedHost> host;
+  std::unique_ptr<SharedState> state;
+  ConsoleWindow window;
+  std::unique_ptr<Editor> editor;
+};
+
+// A host with the document at `path` open.
+std::shared_ptr<EmbeddedHost> OpenHost(const std::string& path, const DocumentOptions& options = {});
+
+}  // namespace tessfx::cli
