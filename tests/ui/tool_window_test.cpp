@@ -10,6 +10,7 @@
 #include <QPushButton>
 #include <QTimer>
 
+#include "ui/frame_view.h"
 #include "ui/progress_window.h"
 #include "ui/timeline_widget.h"
 #include "ui/ui_rig.h"
@@ -144,6 +145,44 @@ TEST_F(ToolWindowTest, ScrubbingFollowsThePointerAndReleasePreviews) {
   EXPECT_FALSE(rig.Find<QWidget>("HScroll1")->isHidden());
   Button(10)->click();
   EXPECT_EQ(strip->width(), w);
+}
+
+TEST_F(ToolWindowTest, PressingAndDraggingOnThePreviewPlacesAndPicks) {
+  auto* preview = rig.Find<FrameView>("Picture2");
+  // A grey frame with one red pixel column at a quarter of the width.
+  for (Channel c : {Channel::R, Channel::G, Channel::B}) {
+    Plane p(16, 12, 100);
+    if (c == Channel::R)
+      for (int32_t y = 0; y < 12; ++y) p[y][4] = 220;
+    rig.host->WriteFramePlane(0, c, p);
+  }
+  Pick("    Zoom blur");
+  const QRect r = preview->PictureRect();
+  ASSERT_GT(r.width(), 0);
+  const auto at = [&](double fx, double fy) { return QPointF(r.x() + fx * r.width(), r.y() + fy * r.height()); };
+  const int before = rig.tool->previews;
+  Mouse(preview, QEvent::MouseButtonPress, at(0.25, 0.75), Qt::LeftButton);
+  EXPECT_NEAR(Slider(1)->value(), 25, 1);
+  EXPECT_NEAR(Slider(2)->value(), 75, 1);
+  Mouse(preview, QEvent::MouseMove, at(0.6, 0.1), Qt::LeftButton);
+  EXPECT_NEAR(Slider(1)->value(), 60, 1);
+  EXPECT_NEAR(Slider(2)->value(), 10, 1);
+  EXPECT_EQ(Label(7)->text(), QString::number(Slider(1)->value()));
+  EXPECT_GT(rig.tool->previews, before);
+  Mouse(preview, QEvent::MouseButtonRelease, at(0.6, 0.1), Qt::NoButton);
+  Mouse(preview, QEvent::MouseMove, at(0.9, 0.9), Qt::NoButton);  // released: no more placing
+  EXPECT_NEAR(Slider(1)->value(), 60, 1);
+
+  Pick("    Threshold");  // the grey level under the pointer
+  Mouse(preview, QEvent::MouseButtonPress, at(4.5 / 16, 0.5), Qt::LeftButton);
+  Mouse(preview, QEvent::MouseButtonRelease, at(4.5 / 16, 0.5), Qt::NoButton);
+  EXPECT_GT(Slider(1)->value(), 100);
+
+  Pick("    Negative");  // takes no picks
+  const int quiet = rig.tool->previews;
+  Mouse(preview, QEvent::MouseButtonPress, at(0.5, 0.5), Qt::LeftButton);
+  EXPECT_EQ(rig.tool->previews, quiet);
+  EXPECT_TRUE(rig.tool->messages.empty());
 }
 
 // Cancels the render from inside it, as the user's click on Form2's button would, when the
