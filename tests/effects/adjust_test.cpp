@@ -5,7 +5,7 @@
 #include <cmath>
 
 #include "effects/adjust.h"
-#include "effects/adjust_blur_support.h"
+#include "effects/test_frame.h"
 #include "filters/color.h"
 
 namespace tessfx {

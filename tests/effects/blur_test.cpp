@@ -3,7 +3,7 @@
 
 #include <cmath>
 
-#include "effects/adjust_blur_support.h"
+#include "effects/test_frame.h"
 #include "effects/blur.h"
 
 namespace tessfx {
