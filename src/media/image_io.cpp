@@ -77,8 +77,9 @@ struct Layout {
   std::array<int32_t, 3> colour{};  // channel indices feeding R, G, B
 };
 
-Layout CheckSpec(const std::string& path, const OIIO::ImageInput& in) {
-  const OIIO::ImageSpec& layout = in.spec();
+// Only the geometry and sample types are needed: the light copy leaves names and metadata out.
+Layout CheckLayout(const std::string& path, OIIO::ImageInput& in) {
+  const OIIO::ImageSpec layout = in.spec_dimensions(0);
   if (layout.deep) Fail(ErrorKind::BadData, path + ": deep images are not supported");
   if (layout.depth > 1) Fail(ErrorKind::BadData, path + ": volume images are not supported");
   if (layout.nchannels < 1) Fail(ErrorKind::BadData, path + ": the image has no channels");
@@ -300,18 +301,18 @@ bool IsWritableImagePath(const std::string& path) {
 
 ImageInfo ProbeImage(const std::string& path) {
   auto in = OpenInput(path);
-  return CheckSpec(path, *in).info;
+  return CheckLayout(path, *in).info;
 }
 
 ImageInfo ReadImage(const std::string& path, RgbaPlanes& out, const ImageInfo* expect) {
   auto in = OpenInput(path);
-  const Layout l = CheckSpec(path, *in);
+  const Layout l = CheckLayout(path, *in);
   const int32_t w = l.info.width, h = l.info.height;
   if (expect && (expect->width != w || expect->height != h))
     Fail(ErrorKind::BadData, path + ": frame size " + std::to_string(w) + "x" + std::to_string(h) +
                                  " differs from the first frame's " + std::to_string(expect->width) + "x" +
                                  std::to_string(expect->height));
-  const OIIO::ImageSpec& layout = in->spec();
+  const OIIO::ImageSpec layout = in->spec_dimensions(0);
   const int32_t nch = layout.nchannels;
   const bool bytes = layout.format == OIIO::TypeDesc::UINT8 && layout.channelformats.empty();
   const size_t sample = bytes ? 1 : sizeof(float);
