@@ -1,7 +1,8 @@
 #pragma once
 // A fresh folder per test under the build's temporary folder, removed afterwards, so that
-// tests running side by side never see each other's stores or files.
+// tests running side by side (also in other test binaries) never see each other's files.
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
@@ -15,7 +16,7 @@ class ScratchFolder {
     const char* base = std::getenv("TESSFX_TEMP_DIR");
     const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
     path_ = std::filesystem::path(base && *base ? base : "/tmp") /
-            (std::string("scratch-") + info->test_suite_name() + "-" + info->name());
+            ("scratch-" + std::to_string(getpid()) + "-" + info->test_suite_name() + "-" + info->name());
     std::filesystem::remove_all(path_);
     std::filesystem::create_directories(path_);
   }
