@@ -15,16 +15,12 @@ struct BmpSample {
   uint32_t compression = 0;
   uint32_t header_size = 40;  // 108 or 124 carry the channel masks at bytes 40..55
   uint32_t masks[4] = {0x00FF0000, 0x0000FF00, 0x000000FF, 0xFF000000};  // R, G, B, A
-  std::vector<uint32_t> palette;         // 0x00RRGGBB, written as B, G, R, 0 after the header
-  std::optional<uint32_t> colours_used;  // default: palette.size()
-  std::optional<uint32_t> pixel_offset;  // default: right after the palette
-  std::vector<uint8_t> pixels;           // the stored rows, padding included
+  std::vector<uint32_t> palette{};         // 0x00RRGGBB, written as B, G, R, 0 after the header
+  std::optional<uint32_t> colours_used{};  // default: palette.size()
+  std::optional<uint32_t> pixel_offset{};  // default: right after the palette
+  std::vector<uint8_t> pixels{};           // the stored rows, padding included
 };
 
-inline void Put16(std::vector<uint8_t>& out, size_t at, uint32_t v) {
-  out[at] = v & 0xFF;
-  out[at + 1] = (v >> 8) & 0xFF;
-}
 inline void Put32(std::vector<uint8_t>& out, size_t at, uint32_t v) {
   for (int i = 0; i < 4; ++i) out[at + i] = (v >> (8 * i)) & 0xFF;
 }
@@ -39,8 +35,7 @@ inline std::vector<uint8_t> BuildBmp(const BmpSample& s) {
   Put32(out, 14, s.header_size);
   Put32(out, 18, static_cast<uint32_t>(s.width));
   Put32(out, 22, static_cast<uint32_t>(s.height));
-  Put16(out, 26, 1);
-  Put16(out, 28, s.bit_count);
+  Put32(out, 26, 1u | uint32_t{s.bit_count} << 16);  // one plane, then the bit count
   Put32(out, 30, s.compression);
   Put32(out, 34, static_cast<uint32_t>(s.pixels.size()));
   Put32(out, 46, s.colours_used.value_or(static_cast<uint32_t>(s.palette.size())));
