@@ -1,4 +1,5 @@
-// The document commands of the tessfx binary: convert, info and recover.
+// The document commands of the tessfx binary refusing bad input, and the recovery of frame
+// stores left behind by a crash.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
@@ -8,140 +9,109 @@
 #include <filesystem>
 #include <fstream>
 
+#include "host/embedded/disk_frame_store.h"
 #include "host/embedded/embedded_host.h"
 #include "host/scratch_folder.h"
+#include "run_tessfx.h"
 
 namespace tessfx {
 namespace {
 
 using ::testing::HasSubstr;
+using ::testing::ThrowsMessage;
 using testing::ScratchFolder;
 namespace fs = std::filesystem;
 
-struct RunResult {
-  int status = -1;
-  std::string output;  // standard output and error together
-};
+using testing_support::CommandResult;
 
-// Runs tessfx with its temporary folder in `temp` and settings beside it.
-RunResult Tessfx(const ScratchFolder& temp, const std::string& args) {
-  const std::string command = "cd '" + temp.str() + "' && TESSFX_TEMP_DIR='" + temp.str() + "/tmp' TESSFX_CONFIG_DIR='" +
-                              temp.str() + "/cfg' " + TESSFX_BINARY + " " + args + " 2>&1";
-  RunResult run;
+// Runs tessfx in `dir`, with its temporary folder in dir/tmp and its settings in dir/cfg.
+CommandResult Tessfx(const ScratchFolder& dir, const std::string& args) {
+  const std::string command = "cd '" + dir.str() + "' && TESSFX_TEMP_DIR=\"$PWD/tmp\" TESSFX_CONFIG_DIR=cfg " +
+                              std::string(TESSFX_BINARY) + " " + args + " 2>&1";
+  CommandResult run{-1, ""};
   FILE* pipe = ::popen(command.c_str(), "r");
-  if (!pipe) return run;
-  char buffer[4096];
-  for (size_t n; (n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;) run.output.append(buffer, n);
-  const int status = ::pclose(pipe);
-  run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  for (int ch; pipe && (ch = std::fgetc(pipe)) != EOF;) run.output += static_cast<char>(ch);
+  const int status = pipe ? ::pclose(pipe) : -1;
+  run.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   return run;
-}
-
-std::string Bytes(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), {});
-}
-
-TEST(CommandLineTest, ConvertsEveryWayAndReportsTheFormat) {
-  ScratchFolder dir;
-  ASSERT_EQ(Tessfx(dir, "new a.tsa --size 23x11 --frames 4 --pattern noise").status, 0);
-  // Written through a pattern, read back through the pattern or through the first file.
-  const std::pair<std::string, std::string> sequences[] = {
-      {"'p/f.####.png'", "'p/f.####.png'"}, {"'e/f.%03d.exr'", "'e/f.%03d.exr'"}, {"'t/f_##.tif'", "t/f_01.tif"}};
-  for (const auto& [pattern, read] : sequences) {
-    SCOPED_TRACE(pattern);
-    ASSERT_EQ(Tessfx(dir, "convert a.tsa " + pattern).status, 0);
-    const RunResult info = Tessfx(dir, "info " + read);
-    EXPECT_EQ(info.status, 0);
-    EXPECT_THAT(info.output, HasSubstr("23x11, 4 frames, format"));
-    ASSERT_EQ(Tessfx(dir, "convert " + read + " back.tsa").status, 0);
-    EXPECT_EQ(Bytes(dir / "back.tsa"), Bytes(dir / "a.tsa"));
-  }
-  EXPECT_THAT(Tessfx(dir, "info 'p/f.####.png'").output, HasSubstr("format png sequence (p/f.0001.png .. p/f.0004.png)"));
-  // A single image takes the first frame; it converts back to a one-frame animation.
-  EXPECT_THAT(Tessfx(dir, "convert a.tsa still.jpg").output, HasSubstr("frame 1 of 4"));
-  EXPECT_THAT(Tessfx(dir, "info still.jpg").output, HasSubstr("23x11, 1 frame, format jpeg image"));
-  EXPECT_EQ(Tessfx(dir, "convert still.jpg still.tsa").status, 0);
-  // Document options: a mask becomes every frame's alpha, and is written where it fits.
-  ASSERT_EQ(Tessfx(dir, "convert still.jpg mask.png").status, 0);
-  EXPECT_EQ(Tessfx(dir, "convert a.tsa 'm/f.#.png' --alpha mask.png --alphabits 1").status, 0);
-  EXPECT_THAT(Tessfx(dir, "info m/f.1.png").output, HasSubstr("alpha from the file"));
-  EXPECT_EQ(Tessfx(dir, "info a.tsa --alphabits -1").status, 64);
 }
 
 TEST(CommandLineTest, BadInputGivesOneLineNamingTheFileAndWritesNothing) {
   ScratchFolder dir;
-  ASSERT_EQ(Tessfx(dir, "new a.tsa --size 16x8 --frames 3").status, 0);
-  ASSERT_EQ(Tessfx(dir, "convert a.tsa 'mix/f.##.png'").status, 0);
-  ASSERT_EQ(Tessfx(dir, "new mix/f.04.png --size 8x8 --frames 1").status, 0);
+  ASSERT_EQ(Tessfx(dir, "new a.tsa --size 16x8 --frames 3").code, 0);
+  ASSERT_EQ(Tessfx(dir, "new s.png --size 8x8 --frames 1").code, 0);
   std::ofstream(dir / "junk.tif") << "junk";
-  fs::copy_file(dir / "a.tsa", dir / "cut.tsa");
-  fs::resize_file(dir / "cut.tsa", 100);
-
   const struct {
     std::string args;
-    int status;
+    int code;
     std::string message;
   } cases[] = {
-      {"convert 'mix/f.##.png' out.tsa", 65, "mix/f.04.png: frame size 8x8 differs from the first frame's 16x8"},
       {"convert junk.tif out.tsa", 65, "junk.tif: not a readable image"},
-      {"convert cut.tsa out.tsa", 65, "cut.tsa is truncated"},
       {"convert missing.png out.tsa", 66, "cannot open missing.png"},
       {"convert a.tsa out.doc", 64, "cannot save out.doc: unknown file type"},
-      {"convert a.tsa out.tsa --alpha mix/f.04.png", 65, "mix/f.04.png: mask size 8x8 differs from the frame size 16x8"},
-      {"new out.tsa --size 40000x2", 65, "40000x2"},
-      {"new out.tsa --frames 10001", 64, "1..10000"},
+      {"convert a.tsa out.tsa --alpha s.png", 65, "s.png: mask size 8x8 differs from the frame size 16x8"},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.args);
-    const RunResult run = Tessfx(dir, c.args);
-    EXPECT_EQ(run.status, c.status);
+    const CommandResult run = Tessfx(dir, c.args);
+    EXPECT_EQ(run.code, c.code);
     EXPECT_THAT(run.output, HasSubstr(c.message));
     EXPECT_EQ(std::count(run.output.begin(), run.output.end(), '\n'), 1) << run.output;
-    EXPECT_FALSE(fs::exists(dir / "out.tsa"));
-    EXPECT_FALSE(fs::exists(dir / "out.doc"));
+    EXPECT_FALSE(fs::exists(dir / "out.tsa") || fs::exists(dir / "out.doc"));
   }
   EXPECT_TRUE(fs::is_empty(dir / "tmp"));  // every store went away with its process
 }
 
-TEST(CommandLineTest, RecoverListsWritesAndDiscardsALeftBehindStore) {
+std::string Contents(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), {}};
+}
+
+TEST(StoreRecoveryTest, LeftBehindStoreIsListedRecoveredAndDiscardedAndOtherSidecarsAreLeftAlone) {
   ScratchFolder dir;
-  fs::create_directories(dir / "tmp");
+  const EmbeddedHostOptions options{.temp_dir = dir / "tmp", .settings_path = dir / "s.ini"};
   const pid_t child = ::fork();
-  if (child == 0) {
-    EmbeddedHostOptions o;
-    o.temp_dir = dir / "tmp";
-    o.settings_path = dir / "child.ini";
+  if (child == 0) {  // saves a document, edits it and ends without closing it, as a crash would
     try {
-      EmbeddedHost host(o);
-      host.NewAnimation(12, 6, 3);
-      host.tes_setgbuffer(Plane(12, 6, 77));
-      ::_exit(0);  // the document is never closed
+      EmbeddedHost host(options);
+      host.NewAnimation(24, 16, 5);
+      DrawPatternAnimation(host, Pattern::Noise, 3);
+      host.SaveDocument(dir / "a.tsa");
+      host.WriteFramePlane(1, Channel::A, Plane(24, 16, 99));
+      host.set_alpha_bits(1);
+      ::_exit(0);  // while the host is open, skipping its destructor: the store stays
     } catch (...) {
     }
     ::_exit(1);
   }
-  int status = 0;
-  ::waitpid(child, &status, 0);
-  ASSERT_EQ(WEXITSTATUS(status), 0);
+  ::waitpid(child, nullptr, 0);
+  // Beside it: a live store of our own, a damaged sidecar and one naming a file outside the folder.
+  EmbeddedHost host(options);
+  std::ofstream(dir / "tmp/frames-1-2.store.json") << "{ not json";
+  std::ofstream(dir / "tmp/frames-1-3.store.json")
+      << R"({"format":"tessfx frame store","version":1,"store":"../x","width":1,"height":1,"frames":1,)"
+         R"("alpha_bits":0,"has_alpha":false,"source":"","pid":1,"process_start":0,"created":""})";
+  EXPECT_THAT([&] { ReadStoreDescription(dir / "tmp/frames-1-2.store.json"); },
+              ThrowsMessage<Error>(HasSubstr("frames-1-2.store.json")));
+  const std::vector<StoreDescription> dead = FindLeftBehindStores(dir / "tmp");
+  ASSERT_EQ(dead.size(), 1u);
+  const std::string left = dead[0].store_path;
+  EXPECT_THAT([&] { DiskFrameStore::OpenLeftBehind(host.store_path()); },
+              ThrowsMessage<Error>(HasSubstr("still in use")));
 
-  const RunResult list = Tessfx(dir, "recover");
-  EXPECT_EQ(list.status, 0);
-  EXPECT_THAT(list.output, HasSubstr("12x6, 3 frames, new animation, process " + std::to_string(child) + " (ended)"));
-  const std::string store = list.output.substr(0, list.output.find(':'));
-  ASSERT_TRUE(fs::exists(store)) << list.output;
+  host.RecoverStore(left + ".json");  // unsaved, with the alpha and the alpha bits
+  host.Tes_GotoFrame(1);
+  EXPECT_EQ(std::tuple(host.modified(), host.Tes_GetAlphabits()), std::tuple(true, 1));
+  EXPECT_TRUE(host.Tes_GetaBuffer() == Plane(24, 16, 99));
 
-  const RunResult recovered = Tessfx(dir, "recover " + store + " -o back.tsa --discard");
-  EXPECT_EQ(recovered.status, 0) << recovered.output;
-  EXPECT_FALSE(fs::exists(store));
-  EmbeddedHostOptions o;
-  o.temp_dir = dir.str();
-  o.settings_path = dir / "check.ini";
-  EmbeddedHost host(o);
-  host.OpenDocument(dir / "back.tsa");
-  EXPECT_TRUE(host.Tes_GetGBuffer() == Plane(12, 6, 77));
+  EXPECT_THAT(Tessfx(dir, "recover").output, HasSubstr(left + ": 24x16, 5 frames, from " + dir / "a.tsa" +
+                                                           ", process " + std::to_string(child) + " (ended)"));
+  const CommandResult recovered = Tessfx(dir, "recover " + left + " -o back.tsa --discard");
+  EXPECT_EQ(recovered.code, 0) << recovered.output;
+  EXPECT_EQ(Contents(dir / "back.tsa"), Contents(dir / "a.tsa"));
+  EXPECT_FALSE(fs::exists(left) || fs::exists(left + ".json"));
   EXPECT_THAT(Tessfx(dir, "recover").output, HasSubstr("no frame stores left behind"));
-  EXPECT_EQ(Tessfx(dir, "recover " + store + " -o x.tsa").status, 66);
+  EXPECT_TRUE(fs::exists(dir / "tmp/frames-1-2.store.json") && fs::exists(dir / "tmp/frames-1-3.store.json"));
 }
 
 }  // namespace

@@ -1,175 +1,159 @@
-// The host link: the lookup tables, start-up, by-name calls and the late-bound adapter.
+// The host link: start-up, by-name calls and the late-bound adapter.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include <set>
 
 #include "core/error.h"
 #include "host/embedded/embedded_host.h"
 #include "host/image_state.h"
 #include "host/late_bound_host.h"
-#include "host/lookup_tables.h"
+#include "host/scratch_folder.h"
 
 namespace tessfx {
 namespace {
 
-TEST(LookupTables, ValuesOfTheCombineModes) {
-  const LookupTables t = BuildLookupTables();
-  EXPECT_EQ(t.subtract[200][50], 0);
-  EXPECT_EQ(t.subtract[50][200], 150);
-  for (int x = 0; x < 256; ++x) EXPECT_EQ(t.divide[0][x], 255);
-  EXPECT_EQ(t.divide[2][1], 128);  // 127.5 rounds to even
-  EXPECT_EQ(t.divide[10][200], 255);
-  EXPECT_EQ(t.around_grey[0][0], 0);
-  EXPECT_EQ(t.around_grey[255][255], 255);
-  EXPECT_EQ(t.around_grey[128][0], 1);
-  EXPECT_EQ(t.multiply[255][255], 255);
-  EXPECT_EQ(t.multiply[255][1], 1);
-  EXPECT_EQ(t.multiply[128][128], 64);
-  EXPECT_EQ(t.add[200][100], 255);
-  EXPECT_EQ(t.screen[0][77], 77);
-  EXPECT_EQ(t.screen[255][0], 255);
-  EXPECT_EQ(t.screen[128][128], 192);  // 127/255*128 + 128 = 191.75
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using testing::ScratchFolder;
+
+// Samples that differ by `tag` and position, so that mixed-up planes show.
+Plane Marked(int32_t w, int32_t h, int tag) {
+  Plane p(w, h);
+  for (int32_t y = 0; y <= h; ++y)
+    for (int32_t x = 0; x <= w; ++x) p[y][x] = static_cast<uint8_t>(tag + y * 3 + x);
+  return p;
 }
 
-std::shared_ptr<EmbeddedHost> SmallHost(int32_t w, int32_t h, int32_t frames) {
-  auto host = std::make_shared<EmbeddedHost>();
-  host->NewAnimation(w, h, frames);
-  for (int32_t f = 0; f < frames; ++f)
-    for (Channel c : {Channel::R, Channel::G, Channel::B}) {
-      Plane p(w, h);
-      for (int32_t y = 0; y <= h; ++y)
-        for (int32_t x = 0; x <= w; ++x) p[y][x] = static_cast<uint8_t>(f * 40 + static_cast<int>(c) * 10 + y * 3 + x);
-      host->WriteFramePlane(f, c, p);
-    }
+// A 6x4 animation of 3 frames at frame 2, whose sizes, counts and planes all differ.
+std::shared_ptr<EmbeddedHost> MarkedHost(const ScratchFolder& dir, const std::string& settings = "s.ini") {
+  auto host = std::make_shared<EmbeddedHost>(
+      EmbeddedHostOptions{.temp_dir = dir.str(), .settings_path = dir / settings, .memory_store = true});
+  host->NewAnimation(6, 4, 3);
+  for (int32_t f = 0; f < 3; ++f)
+    for (Channel c : {Channel::R, Channel::G, Channel::B})
+      host->WriteFramePlane(f, c, Marked(6, 4, f * 40 + static_cast<int>(c) * 10));
+  host->SetSwapImage(Marked(6, 4, 100), Marked(6, 4, 110), Marked(6, 4, 120));
+  host->SetPaper(Marked(7, 5, 130));
+  host->SetBrush(Marked(9, 8, 140), Marked(9, 8, 150), Marked(9, 8, 160), Marked(9, 8, 170));
+  host->SetWallpaper("/wall.png");
+  host->set_alpha_bits(1);
+  host->Tes_GotoFrame(2);
   return host;
 }
 
-HostRegistry RegistryFor(std::shared_ptr<TessalineHost> host) {
-  HostRegistry r;
-  r.Register(kHostProgId, [host] { return host; });
-  return r;
+// A LateBoundHost that sends every call to `inner` by name, noting the names.
+std::shared_ptr<LateBoundHost> Remote(std::shared_ptr<EmbeddedHost> inner, std::vector<std::string>& sent) {
+  return std::make_shared<LateBoundHost>(
+      [inner, &sent](std::string_view name, std::vector<AutomationValue>& args) {
+        sent.emplace_back(name);
+        return inner->Call(name, args);
+      });
 }
 
-TEST(Startup, FetchesTheCurrentFrameIntoIndependentWorkingPlanes) {
-  auto host = SmallHost(6, 4, 3);
-  host->Tes_GotoFrame(2);
-  auto shared = SharedState::Startup(RegistryFor(host));
+TEST(Startup, ReadsGeometryThenThePlanesOfTheCurrentFrameIntoIndependentWorkingPlanes) {
+  ScratchFolder dir;
+  std::vector<std::string> sent;
+  HostRegistry registry;
+  registry.Register(kHostProgId, [&] { return Remote(MarkedHost(dir), sent); });
+  auto shared = SharedState::Startup(registry);
+  EXPECT_THAT(sent, ElementsAre("Tes_BufferHeight", "Tes_BufferWidth", "Tes_GetAlphabits", "Tes_GetRBuffer",
+                                "Tes_GetGBuffer", "Tes_GetBBuffer", "Tes_GetaBuffer"));
   ImageState& s = shared->image();
-  EXPECT_EQ(shared->selected_key_index, -1);
-  EXPECT_EQ(s.width, 6);
-  EXPECT_EQ(s.height, 4);
-  EXPECT_EQ(s.alpha_bits, 0);
+  EXPECT_EQ(std::tuple(s.width, s.height, s.alpha_bits), std::tuple(6, 4, 1));
   EXPECT_EQ(s.host_r[1][2], 2 * 40 + 0 + 3 + 2);
   EXPECT_EQ(s.host_a[0][0], 255);  // frames without alpha are fully selected
   EXPECT_TRUE(s.work_g == s.host_g);
-  s.work_r[0][0] = 99;
-  s.work_a[0][0] = 0;
-  EXPECT_NE(s.host_r[0][0], 99);
-  EXPECT_EQ(s.host_a[0][0], 255);
-  EXPECT_EQ(shared->tables().multiply[128][128], 64);
+  s.work_g[0][0] = 0;  // an independent copy
+  EXPECT_NE(s.host_g[0][0], 0);
+
+  EXPECT_THROW(SharedState::Startup(HostRegistry{}), Error);  // nothing under the ProgID
 }
 
-TEST(Startup, UnknownProgIdEndsStartup) {
-  HostRegistry empty;
-  EXPECT_THROW(SharedState::Startup(empty), Error);
+struct Recorder : HostObserver {
+  std::string log;
+  void OnRefresh() override { log += "refresh "; }
+  void OnFrameChanged(int32_t f) override { log += "frame " + std::to_string(f) + " "; }
+  void OnFrameWritten(int32_t f) override { log += "written " + std::to_string(f) + " "; }
+  void OnAnimationReplaced() override { log += "replaced "; }
+  void OnFormObject(ObjectRef) override { log += "form "; }
+  void OnPlay() override { log += "play "; }
+  void OnStop() override { log += "stop "; }
+  void OnFlareSettings() override { log += "flare "; }
+};
+
+// What the operations can change: the notifications so far and the planes of the current frame.
+std::string StateOf(EmbeddedHost& h, const Recorder& events) {
+  std::string s = events.log;
+  const Plane planes[] = {h.Tes_GetRBuffer(), h.Tes_GetGBuffer(), h.Tes_GetBBuffer(), h.Tes_GetaBuffer()};
+  for (const Plane& p : planes) s.append(reinterpret_cast<const char*>(p.data()), p.size());
+  return s;
 }
 
-TEST(HostByName, ReachesTheSameOperationsAsTypedCalls) {
-  auto host = SmallHost(5, 3, 4);
-  auto args = MakeArgs(int32_t{3});
-  host->Call("Tes_GotoFrame", args);
-  EXPECT_EQ(host->tes_Getcurrentframe(), 3);
-  EXPECT_EQ(std::get<int32_t>(host->Call("Tes_BufferWidth")), 5);
-  AutomationValue plane = host->Call("Tes_GetGBuffer");
-  EXPECT_TRUE(std::get<Plane>(plane) == host->Tes_GetGBuffer());
-  // A Single argument where a Long is expected is converted, as a late-bound caller would.
-  auto single = MakeArgs(2.5f);
+using Result = std::variant<std::monostate, int32_t, std::string, std::vector<uint8_t>, Plane>;
+#define GET(CALL) [](TessalineHost& h) -> Result { return h.CALL; }
+#define DO(CALL) [](TessalineHost& h) -> Result { h.CALL; return {}; }
+
+TEST(HostByName, EveryOperationReachesTheSameCodeAsItsTypedCall) {
+  static int form = 0;
+  // Readings first, while every plane is still told apart; the animation is replaced last.
+  const std::function<Result(TessalineHost&)> operations[] = {
+      GET(Tes_BufferHeight()), GET(Tes_BufferWidth()), GET(Tes_GetAlphabits()),
+      GET(tes_GetTotalFrames()), GET(tes_Getcurrentframe()),
+      GET(Tes_GetRBuffer()), GET(Tes_GetGBuffer()), GET(Tes_GetBBuffer()), GET(Tes_GetaBuffer()),
+      GET(Tes_GetRFrame(1)), GET(Tes_GetGFrame(1)), GET(Tes_GetBFrame(1)),
+      GET(tes_GetSwapRBuffer()), GET(tes_GetSwapGBuffer()), GET(tes_GetSwapBBuffer()),
+      GET(Tes_GetPaperWidth()), GET(Tes_GetPaperHeight()), GET(tes_GetBump()),
+      GET(Tes_GetBrushWidth()), GET(Tes_GetBrushHeight()), GET(Tes_GetBrushrBuffer()),
+      GET(Tes_GetBrushgBuffer()), GET(Tes_GetBrushbBuffer()), GET(Tes_GetBrushaBuffer()),
+      GET(Tes_GetGradient(3)), GET(Tes_GetTempDir()), GET(Tes_WallpaperFilename()),
+      DO(SaveSetting("tessfx", "Probe", "key", "set")), GET(GetSetting("tessfx", "Probe", "key", "fallback")),
+      DO(tes_setrbuffer(Plane(6, 4, 1))), DO(tes_setgbuffer(Plane(6, 4, 2))),
+      DO(tes_setbbuffer(Plane(6, 4, 3))), DO(Tes_GotoFrame(1)),
+      DO(Tes_Refresh()), DO(tes_PlayAnimation()), DO(tes_StopAnimation()),
+      DO(Tes_RenderLensFlare(1.0f, 2, 1, 0, 0, 0, 0)), DO(Tes_FlareSettings()),
+      DO(Tes_SendFormObject(ObjectRef{&form}, 0)), DO(tes_clearbuffer(1, 2, 3)), DO(Tes_CreateAnim(5)),
+  };
+  ScratchFolder dir;
+  Recorder direct_events, inner_events;
+  auto direct = MarkedHost(dir, "direct.ini"), inner = MarkedHost(dir, "inner.ini");
+  direct->AddObserver(&direct_events);
+  inner->AddObserver(&inner_events);
+  std::vector<std::string> sent;
+  auto remote = Remote(inner, sent);
+  // One host takes each call typed, the other by name: they stay alike while each call is right.
+  for (const auto& operation : operations) {
+    EXPECT_TRUE(operation(*direct) == operation(*remote)) << sent.back();
+    EXPECT_TRUE(StateOf(*direct, direct_events) == StateOf(*inner, inner_events)) << sent.back();
+  }
+  // Observers hear writes, frame moves and playback.
+  EXPECT_THAT(direct_events.log, HasSubstr("written 2 written 2 written 2 frame 1 refresh play stop written 1"));
+  const auto& names = TessalineHost::OperationNames();
+  const std::set<std::string> reached(sent.begin(), sent.end());
+  EXPECT_EQ(reached, std::set<std::string>(names.begin(), names.end()));
+}
+#undef GET
+#undef DO
+
+TEST(HostByName, ConvertsArgumentsAsALateBoundCallerAndErrorsNameTheOperation) {
+  ScratchFolder dir;
+  auto host = MarkedHost(dir);
+  auto single = MakeArgs(0.5f);  // a Single where a Long is expected: halves round to even
   host->Call("Tes_GotoFrame", single);
-  EXPECT_EQ(host->tes_Getcurrentframe(), 2);
-  std::vector<AutomationValue> set;
-  set.emplace_back(Plane(5, 3, 77));
-  host->Call("tes_setrbuffer", set);
-  EXPECT_EQ(host->Tes_GetRBuffer()[1][1], 77);
-  EXPECT_EQ(host->Tes_GetRFrame(3)[1][1], 3 * 40 + 3 + 1);  // other frames untouched
-}
-
-TEST(HostByName, ErrorsNameTheOperation) {
-  auto host = SmallHost(2, 2, 1);
-  try {
-    host->Call("Tes_NoSuchThing");
-    FAIL();
-  } catch (const Error& e) {
-    EXPECT_NE(std::string(e.what()).find("Tes_NoSuchThing"), std::string::npos);
-  }
-  auto wrong = MakeArgs(std::string("x"));
-  try {
-    host->Call("Tes_GotoFrame", wrong);
-    FAIL();
-  } catch (const Error& e) {
-    EXPECT_NE(std::string(e.what()).find("Tes_GotoFrame"), std::string::npos);
-  }
-  auto too_many = MakeArgs(int32_t{1}, int32_t{2});
-  EXPECT_THROW(host->Call("Tes_Refresh", too_many), Error);
-  auto not_plane = MakeArgs(int32_t{1});
-  EXPECT_THROW(host->Call("tes_setgbuffer", not_plane), Error);
-}
-
-TEST(HostByName, EveryOperationIsCallableByName) {
-  // Each name reaches a typed operation (wrong argument counts fail with a usage error,
-  // never with "no operation named").
-  auto host = SmallHost(3, 3, 2);
-  for (const std::string& name : TessalineHost::OperationNames()) {
-    std::vector<AutomationValue> none;
-    try {
-      host->Call(name, none);
-    } catch (const Error& e) {
-      EXPECT_EQ(std::string(e.what()).find("no operation named"), std::string::npos) << name;
-    }
-  }
-}
-
-TEST(LateBoundHost, DrivesAnotherHostThroughNamesOnly) {
-  auto inner = SmallHost(4, 4, 3);
-  auto remote = std::make_shared<LateBoundHost>(
-      [inner](std::string_view name, std::vector<AutomationValue>& args) { return inner->Call(name, args); });
-  auto shared = SharedState::Startup(RegistryFor(remote));
-  EXPECT_EQ(shared->image().width, 4);
-  remote->Tes_GotoFrame(1);
-  EXPECT_EQ(inner->tes_Getcurrentframe(), 1);
-  Plane p(4, 4, 200);
-  remote->tes_setbbuffer(p);
-  EXPECT_EQ(inner->Tes_GetBFrame(1)[2][2], 200);
-  EXPECT_EQ(remote->Tes_GetGradient(0).size(), 3u * 256u);
-  EXPECT_EQ(remote->tes_GetTotalFrames(), 3);
-  remote->SaveSetting("tessaline", "Timeline", "Probe", "1");
-  EXPECT_EQ(remote->GetSetting("tessaline", "Timeline", "Probe", "0"), "1");
-}
-
-TEST(EmbeddedHost, RefusesFramesAndSizesOutsideTheAnimation) {
-  EmbeddedHost host;
-  host.NewAnimation(8, 8, 2);
-  EXPECT_THROW(host.Tes_GotoFrame(2), Error);
-  EXPECT_THROW(host.Tes_CreateAnim(0), Error);
-  EXPECT_THROW(host.Tes_CreateAnim(10001), Error);
-  EXPECT_THROW(host.tes_setrbuffer(Plane(7, 8)), Error);
-  host.Tes_CreateAnim(10000);
-  EXPECT_EQ(host.tes_GetTotalFrames(), 10000);
-}
-
-TEST(EmbeddedHost, SetBuffersNeverTouchAlphaAndObserversHearWrites) {
-  struct Recorder : HostObserver {
-    std::vector<int32_t> written;
-    int refreshes = 0;
-    void OnFrameWritten(int32_t f) override { written.push_back(f); }
-    void OnRefresh() override { ++refreshes; }
-  } rec;
-  auto host = SmallHost(3, 2, 2);
-  host->AddObserver(&rec);
-  host->Tes_GotoFrame(1);
-  host->tes_setrbuffer(Plane(3, 2, 1));
-  host->Tes_Refresh();
-  host->RemoveObserver(&rec);
-  EXPECT_EQ(rec.written, std::vector<int32_t>{1});
-  EXPECT_EQ(rec.refreshes, 1);
-  EXPECT_EQ(host->Tes_GetaBuffer()[0][0], 255);
+  EXPECT_EQ(host->tes_Getcurrentframe(), 0);
+  struct Case {
+    std::string name;
+    std::vector<AutomationValue> args;
+    std::string message;
+  } cases[] = {
+      {"Tes_NoSuchThing", {}, "no operation named \"Tes_NoSuchThing\""},
+      {"Tes_GotoFrame", MakeArgs(std::string("x")), "Tes_GotoFrame argument 1: expected a number"},
+      {"Tes_Refresh", MakeArgs(int32_t{1}, int32_t{2}), "Tes_Refresh: expects 0 argument(s), got 2"},
+      {"tes_setgbuffer", MakeArgs(int32_t{1}), "tes_setgbuffer argument 1: expected a byte plane, got Long"},
+      {"tes_clearbuffer", MakeArgs(0, 40000, 0), "tes_clearbuffer argument 2: value out of Integer range"},
+  };
+  for (Case& c : cases)
+    EXPECT_THAT([&] { host->Call(c.name, c.args); }, ::testing::ThrowsMessage<Error>(HasSubstr(c.message)));
 }
 
 }  // namespace
