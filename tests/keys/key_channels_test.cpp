@@ -1,8 +1,7 @@
-// Keys and their expansion into per-frame values: the edge cases of set, delete and sort,
-// both fills, and both rounding rules.
+// Keys and their expansion into per-frame values: the edge cases of set and delete, and
+// both fills.
 #include <gtest/gtest.h>
 
-#include "keys/geometry.h"
 #include "keys/key_channels.h"
 #include "render/rig.h"
 
@@ -10,7 +9,6 @@ namespace tessfx {
 namespace {
 
 using testing::EditorRig;
-using testing::SampleSegment;
 
 // An editor on a tiny animation with "Color add" (three sliders of -255..255) selected.
 struct KeysTest : ::testing::Test {
@@ -24,6 +22,11 @@ struct KeysTest : ::testing::Test {
   float At(int c, int32_t f) { return keys().FrameValues().Get(c, f); }
   // Sets a key from normalised red values (of Max 255).
   void RedKey(int32_t frame, int16_t red) { rig->Key(frame, {red, 0, 0}); }
+  // The red row of the table, exactly as `expected` (which covers the whole table).
+  void ExpectRedRow(const std::vector<float>& expected) {
+    ASSERT_EQ(keys().FrameValues().Upper() + 1, static_cast<int32_t>(expected.size()));
+    for (int32_t i = 0; i < static_cast<int32_t>(expected.size()); ++i) EXPECT_EQ(At(0, i), expected[i]) << i;
+  }
   std::unique_ptr<EditorRig> rig;
 };
 
@@ -40,214 +43,75 @@ TEST_F(KeysTest, WithoutTwoKeysEveryFrameFollowsTheSliders) {
   keys().FillArray();
   EXPECT_EQ(keys().KeyCount(), 1);
   for (int32_t f : {0, 5, 19}) EXPECT_EQ(keys().ChannelValue(0, f), -100.0f);
-
-  // Normalised by each slider's own Max, in double, stored as single.
-  HPropModel& h = panel().HProp[3];
-  h.SetMin(-100);
-  h.SetMax(200);
-  h.SetValue(-50);
-  keys().FillArray();
-  EXPECT_EQ(At(3, 7), -0.25f);
-  EXPECT_EQ(keys().ChannelValue(3, 7), -50.0f);
 }
 
-TEST_F(KeysTest, TheStripSeesTheHostFrameTheKeysAndTheTable) {
-  EXPECT_TRUE(keys().Timeline().key_frames.empty());
-  RedKey(3, 51);
-  RedKey(15, 255);
-  rig->host->Tes_GotoFrame(7);
-  const TimelineData d = keys().Timeline();
-  EXPECT_EQ(d.total_frames, 20);
-  EXPECT_EQ(d.current_frame, 7);
-  EXPECT_EQ(d.key_frames, (std::vector<int32_t>{3, 15}));
-  ASSERT_NE(d.frame_values, nullptr);
-  EXPECT_FLOAT_EQ((*d.frame_values)[0][15], 1.0f);
-}
-
-TEST_F(KeysTest, SetKeyAtAKeyedFrameReplacesIt) {
+// Deleting the only key leaves its record, marked with frame 10000. A new key then pairs with
+// it: the linear fill runs towards frame 10000 and its writes past the table are dropped.
+TEST_F(KeysTest, SetReplacesAKeyAndDeletingTheLastLeavesAMarkedRecord) {
   RedKey(3, 10);
   RedKey(12, 20);
   RedKey(3, 30);
-  ASSERT_EQ(keys().KeyCount(), 2);
-  EXPECT_EQ(keys().KeyList()[0].Frame, 3);
-  EXPECT_EQ(keys().KeyList()[0].Value[0], static_cast<float>(30.0 / 255.0));
-  EXPECT_EQ(keys().KeyList()[1].Frame, 12);
-  EXPECT_GT(rig->window.timeline_draws, 0);
-}
-
-TEST_F(KeysTest, SortIsStableAndCarriesWholeRecords) {
-  std::vector<KeyFrame> list(4);
-  const int32_t frames[] = {5, 2, 5, 1};
-  for (int i = 0; i < 4; ++i) {
-    list[i].Frame = frames[i];
-    list[i].Reserved1 = 100 + i;
-    list[i].Reserved2 = 200 + i;
-    list[i].Value[5] = static_cast<float>(i);
-  }
-  keys().RestoreKeys(list);
-  const int expected_origin[] = {3, 1, 0, 2};  // equal frames keep their order
-  for (int i = 0; i < 4; ++i) {
-    const KeyFrame& k = keys().KeyList()[i];
-    EXPECT_EQ(k.Reserved1, 100 + expected_origin[i]);
-    EXPECT_EQ(k.Reserved2, 200 + expected_origin[i]);
-    EXPECT_EQ(k.Value[5], static_cast<float>(expected_origin[i]));
-  }
-}
-
-TEST_F(KeysTest, DeletingTheOnlyKeyLeavesTheMarkedRecord) {
-  RedKey(4, 100);
-  keys().DeleteKey(7);  // no key there: nothing changes
-  EXPECT_EQ(keys().LastKey(), 0);
-  EXPECT_EQ(keys().KeyList()[0].Frame, 4);
-  keys().DeleteKey(4);
-  EXPECT_EQ(keys().LastKey(), 0);
-  EXPECT_EQ(keys().KeyCount(), 1);
+  EXPECT_EQ(keys().Timeline().key_frames, (std::vector<int32_t>{3, 12}));
+  for (int32_t f : {7, 12, 3}) keys().DeleteKey(f);  // no key at 7: nothing changes
+  ASSERT_EQ(keys().KeyCount(), 1);
   EXPECT_EQ(keys().KeyList()[0].Frame, kDeletedKeyFrame);
-
-  // A new key then pairs with the marked record: the linear fill runs towards frame 10000,
-  // its writes past the table are dropped, and nothing follows the last real frame's line.
-  panel().HProp[0].SetValue(0);
   RedKey(2, 0);
   ASSERT_EQ(keys().KeyCount(), 2);
-  EXPECT_EQ(keys().KeyList()[1].Frame, kDeletedKeyFrame);
-  const float old_value = static_cast<float>(100.0 / 255.0);
   for (int32_t f = 3; f <= 20; ++f)
-    EXPECT_NEAR(At(0, f), old_value * (f - 2) / (kDeletedKeyFrame - 2), 1e-7) << f;
-  EXPECT_EQ(At(0, 0), 0.0f);  // lead-in from the real key
+    EXPECT_NEAR(At(0, f), 30.0 / 255 * (f - 2) / (kDeletedKeyFrame - 2), 1e-7) << f;
 }
 
 TEST_F(KeysTest, LinearFillStaysBetweenItsKeysWithLeadInAndOut) {
   // 0.2 and 0.8 of 255 at frames 4 and 14.
   RedKey(4, 51);
   RedKey(14, 204);
-  for (int32_t f = 0; f < 20; ++f) {
-    const double expected = f <= 4 ? 0.2 : (f >= 14 ? 0.8 : 0.2 + 0.06 * (f - 4));
-    EXPECT_NEAR(At(0, f), expected, 1e-6) << f;
-    EXPECT_GE(At(0, f), 0.2f);
-    EXPECT_LE(At(0, f), 0.8f);
-  }
-}
-
-TEST_F(KeysTest, LinearFillEndsOnTheLastKeyWhateverItsStepsAddUpTo) {
+  for (int32_t f = 0; f < 20; ++f)
+    EXPECT_NEAR(At(0, f), f <= 4 ? 0.2 : (f >= 14 ? 0.8 : 0.2 + 0.06 * (f - 4)), 1e-6) << f;
   // Nine steps of 1/9 add up to just above 1, so the loop's last sample is t = 8/9; the
-  // segment still ends on key 1, and the lead-out carries its value on.
-  RedKey(0, 0);
-  RedKey(9, 255);
-  EXPECT_NEAR(At(0, 8), 8.0 / 9.0, 1e-6);
-  for (int32_t f = 9; f < 20; ++f) EXPECT_FLOAT_EQ(At(0, f), 1.0f) << f;
-  // Ten steps of 1/10 stay below 1: frame 10 gets its key from the loop itself.
-  keys().DeleteKey(9);
-  RedKey(10, 255);
-  EXPECT_FLOAT_EQ(At(0, 10), 1.0f);
-  EXPECT_FLOAT_EQ(At(0, 19), 1.0f);
-  // Every segment length that fits the animation ends on its key.
+  // segment must still end on key 1 (ten steps of 1/10 stay below 1 and reach it in the
+  // loop), and the lead-out carries its value on.
   for (int32_t len = 1; len < 20; ++len) {
     keys().kv_button5_Click();
     RedKey(0, 0);
     RedKey(len, 255);
+    EXPECT_NEAR(At(0, len - 1), (len - 1.0) / len, 1e-6) << len;
     EXPECT_FLOAT_EQ(At(0, len), 1.0f) << len;
+    EXPECT_FLOAT_EQ(At(0, 19), 1.0f) << len;
   }
 }
 
-TEST_F(KeysTest, RoundingRules) {
-  EXPECT_EQ(KeyChannels::LinearFrameOf(2.5), 2);
-  EXPECT_EQ(KeyChannels::LinearFrameOf(3.5), 4);
-  EXPECT_EQ(KeyChannels::SplineFrameOf(2.5f), 3);
-  EXPECT_EQ(KeyChannels::SplineFrameOf(3.5f), 4);
-  EXPECT_EQ(KeyChannels::SplineFrameOf(-0.5f), 0);
-
-  // Keys at 0 and 1: the sample at t = 0.5 sits exactly at position 0.5 and belongs to
-  // frame 1, so frame 0 keeps the t = 0.4 sample.
-  keys().SetSplineMode(true);
-  RedKey(0, 0);
-  RedKey(1, 255);
-  const float t4 = 0.1f + 0.1f + 0.1f + 0.1f;
-  EXPECT_EQ(At(0, 0), SplinePoint(t4, 0, 0, 1, 1));
-  EXPECT_NE(At(0, 0), 0.5f);
-}
-
-TEST_F(KeysTest, SplineWithTwoKeysUsesTwoPhantoms) {
+// Spline segments are sampled at a tenth of their frame step, each frame keeping the last sample
+// that rounds (half up) to it; phantom points 5 frames beyond the first and last keys repeat
+// their values. The keys' own frames are not hit exactly; lead-in and lead-out copy them.
+TEST_F(KeysTest, SplineWithTwoKeysUsesTwoPhantomsAndStopsPastTheTable) {
   keys().SetSplineMode(true);
   RedKey(3, 0);
   RedKey(13, 255);
-  ASSERT_EQ(keys().FrameValues().Upper(), 21);
-  std::vector<float> expected(22, 0.0f);
-  const float f[4] = {-2, 3, 13, 18}, v[4] = {0, 0, 1, 1};
-  SampleSegment(expected, 21, 0.1, f, v);
-  for (int32_t i = 0; i <= 3; ++i) expected[i] = expected[3];
-  for (int32_t i = 13; i < 20; ++i) expected[i] = expected[13];
-  for (int32_t i = 0; i <= 21; ++i) EXPECT_EQ(At(0, i), expected[i]) << i;
-}
-
-TEST_F(KeysTest, SplineWithThreeKeysStillUsesAPhantomOnTheFirstSegment) {
+  ExpectRedRow({0.035183996f, 0.035183996f, 0.035183996f, 0.035183996f, 0.123437002f, 0.224667013f, 0.327743918f,
+                0.437624812f, 0.549935758f, 0.660302639f, 0.764351547f, 0.867231548f, 0.957992613f, 0.999999642f,
+                0.999999642f, 0.999999642f, 0.999999642f, 0.999999642f, 0.999999642f, 0.999999642f, 0, 0});
+  // Keys beyond an animation shrunk to 6 frames: nothing is written past the table, and the
+  // lead-out has no key frame to copy from.
+  Make(6);
   keys().SetSplineMode(true);
-  RedKey(0, 0);
-  RedKey(10, 128);
-  RedKey(16, 255);
-  const float n1 = static_cast<float>(128.0 / 255.0);
-  std::vector<float> expected(22, 0.0f);
-  const float f0[4] = {-5, 0, 10, 15}, v0[4] = {0, 0, n1, n1};  // not key 2 at frame 16
-  SampleSegment(expected, 21, 0.1, f0, v0);
-  const float f1[4] = {0, 10, 16, 21}, v1[4] = {0, n1, 1, 1};
-  SampleSegment(expected, 21, 1.0 / 6.0, f1, v1);
-  for (int32_t i = 16; i < 20; ++i) expected[i] = expected[16];
-  for (int32_t i = 0; i <= 21; ++i) EXPECT_EQ(At(0, i), expected[i]) << i;
-
-  // Using key 2 as the outer point would give another curve on the first segment.
-  std::vector<float> other(22, 0.0f);
-  const float g0[4] = {-5, 0, 10, 16}, w0[4] = {0, 0, n1, 1};
-  SampleSegment(other, 21, 0.1, g0, w0);
-  EXPECT_NE(other[7], expected[7]);
+  keys().RestoreKeys({{.Frame = 2}, {.Frame = 18, .Value = {1.0f}}});
+  ExpectRedRow({0.024662355f, 0.024662355f, 0.024662355f, 0.0788528025f, 0.139892533f, 0.203124896f, 0.265085518f,
+                0.330724388f});
+  // Keys at 0 and 1: the t = 0.5 sample sits exactly at position 0.5 and rounds up to frame 1,
+  // so frame 0 keeps the t = 0.4 sample.
+  keys().RestoreKeys({{.Frame = 0}, {.Frame = 1, .Value = {1.0f}}});
+  EXPECT_EQ(At(0, 0), SplinePoint(0.1f + 0.1f + 0.1f + 0.1f, 0, 0, 1, 1));
 }
 
-TEST_F(KeysTest, SplineValuesAreClampedToOne) {
-  // 0, 1, 1: the second segment's curve rises above 1 right after key 1.
+TEST_F(KeysTest, SplineWithThreeKeysUsesAPhantomOnTheFirstSegmentAndClamps) {
+  // 0, 1, 1: the first segment's outer point is a phantom at frame 11, not key 2 at frame 16
+  // (which would give 0.221037, 0.437625, ...); the second segment rises above 1 and is held at 1.
   keys().SetSplineMode(true);
   RedKey(0, 0);
   RedKey(6, 255);
   RedKey(16, 255);
-  EXPECT_GT(SplinePoint(1.0f / 3.0f, 0, 1, 1, 1), 1.07f);
-  for (int32_t f = 6; f < 20; ++f) EXPECT_EQ(At(0, f), 1.0f) << f;
-  EXPECT_EQ(keys().ChannelValue(0, 10), 255.0f);
-}
-
-TEST_F(KeysTest, SplineStopsAChannelPastTheTable) {
-  // Keys beyond a shrunk animation: nothing is written past the table, and the lead-out
-  // has no key frame to copy from.
-  Make(6);
-  keys().SetSplineMode(true);
-  std::vector<KeyFrame> list(2);
-  list[0].Frame = 2;
-  list[1].Frame = 18;
-  list[1].Value[0] = 1.0f;
-  keys().RestoreKeys(list);
-  ASSERT_EQ(keys().FrameValues().Upper(), 7);
-  std::vector<float> expected(8, 0.0f);
-  const float f[4] = {-3, 2, 18, 23}, v[4] = {0, 0, 1, 1};
-  SampleSegment(expected, 7, 1.0 / 16.0, f, v);
-  expected[0] = expected[1] = expected[2];
-  for (int32_t i = 0; i <= 7; ++i) EXPECT_EQ(At(0, i), expected[i]) << i;
-  EXPECT_GT(At(0, 7), 0.0f);
-}
-
-TEST(Geometry, RotateAndAngle) {
-  float x = 1, y = 0;
-  RotatePoint(90, x, y);
-  EXPECT_GT(x, 8e-6f);  // not 0: the degree constant is a little short of pi / 180
-  EXPECT_FLOAT_EQ(y, 1.0f);
-  // (x1, y1, x2, y2) -> angle; differences of zero or less become |d| + 1.
-  const struct {
-    double x1, y1, x2, y2, angle;
-  } cases[] = {{10, 10, 0, 0, 315},
-               {0, 0, 10, 10, 135},
-               {0, 10, 10, 0, std::atan(10.0 / 11.0) * 57.29577951 + 180},
-               {10, 0, 0, 10, std::atan(11.0 / 10.0) * 57.29577951},
-               {3, 3, 3, 3, 135}};
-  for (const auto& c : cases) {
-    float a = 0;
-    CalculateAngle(c.x1, c.y1, c.x2, c.y2, a);
-    EXPECT_FLOAT_EQ(a, static_cast<float>(c.angle));
-  }
+  ExpectRedRow({0.0515046306f, 0.203125f, 0.396412194f, 0.583037198f, 0.77896291f, 0.93599987f, 1, 1, 1, 1, 1, 1, 1,
+                1, 1, 1, 1, 1, 1, 1, 0, 0});
 }
 
 }  // namespace
