@@ -40,6 +40,25 @@ inline Plane Make(int32_t w, int32_t h, const std::function<uint8_t(int32_t y, i
   return p;
 }
 
+// A whole frame's four planes.
+struct Frame {
+  Plane r, g, b, a;
+};
+
+// Every sample of the colour planes (extra row and column too) from f(channel, x, y); opaque.
+inline Frame MakeFrame(int32_t w, int32_t h, const std::function<uint8_t(int, int32_t, int32_t)>& f) {
+  const auto plane = [&](int c) { return Make(w, h, [&](int32_t y, int32_t x) { return f(c, x, y); }); };
+  return {plane(0), plane(1), plane(2), Flat(w, h, 255)};
+}
+
+inline Frame NoiseFrame(int32_t w, int32_t h, uint32_t seed = 7) {
+  return {Noise(w, h, seed), Noise(w, h, seed + 1), Noise(w, h, seed + 2), Noise(w, h, seed + 3)};
+}
+
+inline Frame FlatFrame(int32_t w, int32_t h, uint8_t r, uint8_t g, uint8_t b) {
+  return {Flat(w, h, r), Flat(w, h, g), Flat(w, h, b), Flat(w, h, 255)};
+}
+
 // One frame (or a few) in an embedded host, with the shared state started on it.
 class TestFrame {
  public:
@@ -47,6 +66,12 @@ class TestFrame {
     host_->NewAnimation(w, h, frames);
     registry_.Register(kHostProgId, [h = host_] { return std::static_pointer_cast<TessalineHost>(h); });
     state_ = SharedState::Startup(registry_);
+  }
+  // One frame holding `f`, with the given alpha-bits flag.
+  explicit TestFrame(const Frame& f, int32_t alpha_bits = 1) : TestFrame(f.r.width(), f.r.height()) {
+    host_->set_alpha_bits(alpha_bits);
+    SetFrame(f.r, f.g, f.b);
+    SetAlpha(f.a);
   }
 
   EmbeddedHost& host() { return *host_; }
@@ -81,6 +106,19 @@ class TestFrame {
     d.ProccessFrame(p[0], p[1], p[2], p[3], p[4], p[5]);
     return caption;
   }
+  // Runs the effect by name and gives the state after it: with the given values, or with
+  // the catalogue defaults with the listed sliders (index, value) replaced.
+  ImageState& Run(const std::string& name, std::array<float, 6> p = {}) {
+    Dispatch(name, p);
+    return image();
+  }
+  ImageState& RunDefaults(const std::string& name, std::initializer_list<std::pair<int, float>> changes = {}) {
+    std::array<float, 6> p{};
+    const EffectSpec* e = FindEffect(name);
+    for (size_t i = 0; e && i < e->sliders.size(); ++i) p[i] = e->sliders[i].value;
+    for (auto [i, v] : changes) p[static_cast<size_t>(i)] = v;
+    return Run(name, p);
+  }
 
  private:
   std::shared_ptr<EmbeddedHost> host_;
@@ -103,103 +141,6 @@ auto WithThreads(size_t threads, F&& f) {
   return f();
 }
 
-// A whole frame's four planes.
-struct Frame {
-  Plane r, g, b, a;
-};
-
-// Every sample of the colour planes (extra row and column too) from f(channel, x, y); opaque.
-inline Frame MakeFrame(int32_t w, int32_t h, const std::function<uint8_t(int, int32_t, int32_t)>& f) {
-  Frame fr{Plane(w, h), Plane(w, h), Plane(w, h), Plane(w, h, 255)};
-  Plane* planes[3] = {&fr.r, &fr.g, &fr.b};
-  for (int c = 0; c < 3; ++c)
-    for (int32_t y = 0; y <= h; ++y)
-      for (int32_t x = 0; x <= w; ++x) (*planes[c])[y][x] = f(c, x, y);
-  return fr;
-}
-
-inline Frame NoiseFrame(int32_t w, int32_t h, uint32_t seed = 7) {
-  return {Noise(w, h, seed), Noise(w, h, seed + 1), Noise(w, h, seed + 2), Noise(w, h, seed + 3)};
-}
-
-inline Frame FlatFrame(int32_t w, int32_t h, uint8_t r, uint8_t g, uint8_t b) {
-  return {Flat(w, h, r), Flat(w, h, g), Flat(w, h, b), Flat(w, h, 255)};
-}
-
-// A one-frame TestFrame that runs effects by name with given or catalogue-default values.
-class EffectRig {
- public:
-  explicit EffectRig(const Frame& frame, int32_t alpha_bits = 1) : frame_(frame.r.width(), frame.r.height()) {
-    frame_.host().set_alpha_bits(alpha_bits);
-    SetFrame(frame);
-  }
-
-  void SetFrame(const Frame& f) {
-    frame_.SetFrame(f.r, f.g, f.b);
-    frame_.SetAlpha(f.a);
-  }
-
-  ImageState& Run(const std::string& name, std::array<float, 6> p = {}) {
-    frame_.Dispatch(name, p);
-    return frame_.image();
-  }
-  // Runs the effect with its catalogue defaults, replacing the listed sliders (index, value).
-  ImageState& RunDefaults(const std::string& name, std::initializer_list<std::pair<int, float>> changes = {}) {
-    return Run(name, Defaults(name, changes));
-  }
-  static std::array<float, 6> Defaults(const std::string& name,
-                                       std::initializer_list<std::pair<int, float>> changes = {}) {
-    std::array<float, 6> p{};
-    const EffectSpec* e = FindEffect(name);
-    for (size_t i = 0; e && i < e->sliders.size(); ++i) p[i] = e->sliders[i].value;
-    for (auto [i, v] : changes) p[static_cast<size_t>(i)] = v;
-    return p;
-  }
-
-  // Sends the working planes to the host, as a render does, so the next run starts there.
-  void Commit() {
-    const ImageState& s = frame_.image();
-    frame_.host().tes_setrbuffer(s.work_r);
-    frame_.host().tes_setgbuffer(s.work_g);
-    frame_.host().tes_setbbuffer(s.work_b);
-  }
-
-  ImageState& image() { return frame_.image(); }
-  EmbeddedHost& host() { return frame_.host(); }
-
- private:
-  TestFrame frame_;
-};
-
-// Largest difference between two planes over columns 0..cols-1 and rows 0..rows-1.
-inline int MaxDiff(const Plane& a, const Plane& b, int32_t cols, int32_t rows) {
-  int m = 0;
-  for (int32_t y = 0; y < rows; ++y)
-    for (int32_t x = 0; x < cols; ++x) m = std::max(m, std::abs(a[y][x] - b[y][x]));
-  return m;
-}
-
-inline bool WorkingEqualsHost(const ImageState& s) {
-  return s.work_r == s.host_r && s.work_g == s.host_g && s.work_b == s.host_b;
-}
-
-// Runs the effect through the dispatch at each end of each slider (the others at their
-// defaults) on small and odd frames, with and without the composite: nothing may reach
-// outside the planes.
-inline void RunSliderEnds(const std::string& name) {
-  const EffectSpec* e = FindEffect(name);
-  ASSERT_NE(e, nullptr) << name;
-  ASSERT_TRUE(e->implemented()) << name;
-  for (auto [w, h] : {std::pair{1, 1}, std::pair{7, 3}, std::pair{2, 9}, std::pair{1, 2}, std::pair{65, 1}}) {
-    for (int32_t alpha_bits : {0, 1}) {
-      EffectRig rig(NoiseFrame(w, h), alpha_bits);
-      for (size_t i = 0; i < e->sliders.size(); ++i)
-        for (int16_t v : {e->sliders[i].min, e->sliders[i].max}) {
-          const ImageState& s = rig.RunDefaults(name, {{static_cast<int>(i), v}});
-          EXPECT_EQ(s.work_r.width(), w) << name;
-        }
-    }
-  }
-}
+inline bool WorkingEqualsHost(const ImageState& s) { return Working(s) == Host(s); }
 
 }  // namespace tessfx::testing
