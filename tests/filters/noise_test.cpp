@@ -1,5 +1,5 @@
-// Value noise, colour noise and jitter: amounts, the alpha guard, and reproducibility by
-// frame whatever the order and the thread count.
+// Value noise, colour noise and jitter: amounts, reach, and reproducibility by frame and
+// position whatever the order, the frame size and the thread count.
 #include <gtest/gtest.h>
 
 #include <set>
@@ -12,104 +12,72 @@ namespace {
 
 using testing::Flat;
 using testing::Make;
-using testing::Noise;
 
+using NoiseFilter = void (*)(uint8_t*, uint8_t*, uint8_t*, const uint8_t*, uint8_t, int32_t, int32_t, int32_t, int32_t);
+
+// A flat frame and its alpha plane, for the noise filters.
 struct Rgba {
   Rgba(int32_t w, int32_t h, uint8_t v, uint8_t alpha = 255)
       : r(Flat(w, h, v)), g(Flat(w, h, v)), b(Flat(w, h, v)), a(Flat(w, h, alpha)) {}
+  Rgba& Apply(NoiseFilter filter, uint8_t flag, int32_t amount, int32_t frame) {
+    filter(r.data(), g.data(), b.data(), a.data(), flag, r.width(), r.height(), amount, frame);
+    return *this;
+  }
   Plane r, g, b, a;
 };
 
-TEST(Noise, ValueNoiseMovesTheThreeChannelsTogetherWithinTheAmount) {
-  Rgba p(64, 40, 128);
-  ApplyValueNoise(p.r.data(), p.g.data(), p.b.data(), p.a.data(), 0, 64, 40, 100, 5);
-  std::set<int> offsets;
-  for (int32_t y = 0; y < 40; ++y)
-    for (int32_t x = 0; x < 64; ++x) {
-      ASSERT_EQ(p.r[y][x], p.g[y][x]);
-      ASSERT_EQ(p.g[y][x], p.b[y][x]);
-      offsets.insert(p.r[y][x] - 128);
-    }
-  EXPECT_EQ(*offsets.begin(), -50);
-  EXPECT_EQ(*offsets.rbegin(), 50);
-  EXPECT_GT(offsets.size(), 90u);
-  EXPECT_EQ(p.r[40][3], 128);  // extra row untouched
-}
-
-TEST(Noise, ColourNoiseMovesEachChannelOnItsOwn) {
-  Rgba p(64, 40, 128);
-  ApplyColorNoise(p.r.data(), p.g.data(), p.b.data(), p.a.data(), 1, 64, 40, 255, 0);
-  int differ = 0;
-  for (int32_t y = 0; y < 40; ++y)
-    for (int32_t x = 0; x < 64; ++x) differ += p.r[y][x] != p.g[y][x] ? 1 : 0;
-  EXPECT_GT(differ, 64 * 40 * 9 / 10);
-}
-
-TEST(Noise, ZeroAmountAndUnselectedPixelsAreLeftAlone) {
-  Rgba p(30, 20, 90);
-  ApplyValueNoise(p.r.data(), p.g.data(), p.b.data(), p.a.data(), 0, 30, 20, 1, 3);  // half of 1 is 0
-  ApplyColorNoise(p.r.data(), p.g.data(), p.b.data(), p.a.data(), 0, 30, 20, 0, 3);
-  EXPECT_EQ(p.r, Flat(30, 20, 90));
-  p.a = Make(30, 20, [](int32_t, int32_t x) -> uint8_t { return x < 15 ? 0 : 255; });
-  ApplyColorNoise(p.r.data(), p.g.data(), p.b.data(), p.a.data(), 0, 30, 20, 200, 3);
-  int changed_right = 0;
-  for (int32_t y = 0; y < 20; ++y) {
-    for (int32_t x = 0; x < 15; ++x) ASSERT_EQ(p.g[y][x], 90);
-    for (int32_t x = 15; x < 30; ++x) changed_right += p.g[y][x] != 90 ? 1 : 0;
+TEST(Noise, OffsetsSpanHalfTheAmountTogetherOrPerChannel) {
+  for (auto [filter, together] :
+       {std::pair{NoiseFilter{ApplyValueNoise}, true}, std::pair{NoiseFilter{ApplyColorNoise}, false}}) {
+    Rgba p(64, 40, 128);
+    p.Apply(filter, 0, 100, 5);
+    std::set<int> offsets;
+    int differ = 0;
+    for (int32_t y = 0; y < 40; ++y)
+      for (int32_t x = 0; x < 64; ++x) {
+        offsets.insert({p.r[y][x] - 128, p.b[y][x] - 128});
+        differ += p.r[y][x] != p.g[y][x] || p.g[y][x] != p.b[y][x];
+      }
+    EXPECT_EQ((std::pair{*offsets.begin(), *offsets.rbegin()}), (std::pair{-50, 50}));
+    EXPECT_GT(offsets.size(), 90u);
+    EXPECT_TRUE(together ? differ == 0 : differ > 64 * 40 * 9 / 10) << differ;
+    EXPECT_EQ(p.r[40][3], 128);  // extra row untouched
   }
-  EXPECT_GT(changed_right, 250);
-  // With a non-zero flag the alpha plane does not guard.
-  ApplyValueNoise(p.r.data(), p.g.data(), p.b.data(), p.a.data(), 1, 30, 20, 200, 3);
-  int changed_left = 0;
-  for (int32_t y = 0; y < 20; ++y)
-    for (int32_t x = 0; x < 15; ++x) changed_left += p.r[y][x] != 90 ? 1 : 0;
-  EXPECT_GT(changed_left, 250);
 }
 
-TEST(Noise, FramesAreReproducibleAndDiffer) {
-  auto render = [](int32_t frame, size_t threads) {
+TEST(Noise, EachFrameIsReproducibleByPositionAndFramesDiffer) {
+  auto render = [](int32_t frame, size_t threads, int32_t w, int32_t h) {
     return testing::WithThreads(threads, [&] {
-      Rgba p(500, 300, 100);
-      ApplyColorNoise(p.r.data(), p.g.data(), p.b.data(), p.a.data(), 0, 500, 300, 255, frame);
-      return p.b.Clone();
+      Rgba p(w, h, 100);
+      return p.Apply(ApplyColorNoise, 0, 255, frame).b.Clone();
     });
   };
-  const Plane f7 = render(7, 1);
-  EXPECT_NE(render(8, 1), f7);
-  EXPECT_EQ(render(7, 4), f7);
-  EXPECT_EQ(render(7, 2), f7);
+  const Plane f7 = render(7, 1, 500, 300);
+  EXPECT_NE(render(8, 1, 500, 300), f7);
+  EXPECT_EQ(render(7, 4, 500, 300), f7);
+  const Plane small = render(7, 1, 37, 20);  // the same noise at the same positions
+  for (int32_t y = 0; y < 20; ++y)
+    for (int32_t x = 0; x < 37; ++x) ASSERT_EQ(small[y][x], f7[y][x]) << y << "," << x;
 }
 
-TEST(Jitter, TakesPixelsFromWithinReach) {
+TEST(Jitter, TakesWholePixelsFromWithinReach) {
   const int32_t w = 50, h = 40;
   // Red holds the column, green the row: the result shows where each pixel came from.
   const Plane col = Make(w, h, [](int32_t, int32_t x) -> uint8_t { return x; });
   const Plane row = Make(w, h, [](int32_t y, int32_t) -> uint8_t { return y; });
   const Plane alpha = Flat(w, h, 255);
-  for (int32_t amount : {0, 1, 35, 100}) {
-    const int32_t reach = (amount + 9) / 10;
+  for (auto [amount, reach] : {std::pair{0, 0}, std::pair{1, 1}, std::pair{35, 4}, std::pair{100, 10}}) {
     Plane r(w, h), g(w, h), b(w, h);
     FastJitter(r.data(), g.data(), b.data(), alpha.data(), w, h, col.data(), row.data(), row.data(), amount, 0, 2);
     int moved = 0;
     for (int32_t y = 0; y < h; ++y)
       for (int32_t x = 0; x < w; ++x) {
-        ASSERT_LE(std::abs(r[y][x] - x), reach);
-        ASSERT_LE(std::abs(g[y][x] - y), reach);
-        ASSERT_EQ(g[y][x], b[y][x]);  // whole pixels move
+        ASSERT_TRUE(std::abs(r[y][x] - x) <= reach && std::abs(g[y][x] - y) <= reach) << amount;
+        ASSERT_EQ(g[y][x], b[y][x]);
         moved += (r[y][x] != x || g[y][x] != y) ? 1 : 0;
       }
     EXPECT_EQ(moved > 0, amount > 0) << amount;
   }
-}
-
-TEST(Jitter, AlphaZeroKeepsTheWorkingPixel) {
-  const int32_t w = 20, h = 10;
-  const Plane src = Noise(w, h, 4), alpha = Flat(w, h, 0);
-  Plane r = Flat(w, h, 1), g = Flat(w, h, 1), b = Flat(w, h, 1);
-  FastJitter(r.data(), g.data(), b.data(), alpha.data(), w, h, src.data(), src.data(), src.data(), 100, 0, 0);
-  EXPECT_EQ(r, Flat(w, h, 1));
-  FastJitter(r.data(), g.data(), b.data(), alpha.data(), w, h, src.data(), src.data(), src.data(), 100, 3, 0);
-  EXPECT_NE(r, Flat(w, h, 1));
 }
 
 }  // namespace

@@ -11,29 +11,28 @@ namespace {
 
 using testing::Flat;
 using testing::Make;
-using testing::Noise;
 
-struct Frame {
-  Frame(int32_t w, int32_t h) : hr(Noise(w, h, 1)), hg(Noise(w, h, 2)), hb(Noise(w, h, 3)), r(Flat(w, h, 7)),
-                                g(Flat(w, h, 7)), b(Flat(w, h, 7)) {}
-  Plane hr, hg, hb, r, g, b;
+// One host pixel (200, 100, 0), grey (15400 + 15000 + 128) >> 8 = 119, and a second one
+// of white; the working planes start at 7.
+struct Pixels {
+  Plane hr = Flat(2, 1, 255), hg = Flat(2, 1, 255), hb = Flat(2, 1, 255), r = Flat(2, 1, 7), g = Flat(2, 1, 7),
+        b = Flat(2, 1, 7);
+  Pixels() { hr[0][0] = 200, hg[0][0] = 100, hb[0][0] = 0; }
+  std::array<uint8_t, 3> At(int32_t x) const { return {r[0][x], g[0][x], b[0][x]}; }
 };
 
-TEST(PointFilters, TintColoursTheGrey) {
-  Frame f(6, 3);
-  FastTint(f.hr.data(), f.hg.data(), f.hb.data(), f.r.data(), f.g.data(), f.b.data(), 255, 128, 0, 6, 3);
-  for (int32_t y = 0; y < 3; ++y)
-    for (int32_t x = 0; x < 6; ++x) {
-      const int grey = Luma(f.hr[y][x], f.hg[y][x], f.hb[y][x]);
-      ASSERT_EQ(f.r[y][x], grey);
-      ASSERT_EQ(f.g[y][x], (grey * 128 + 127) / 255);
-      ASSERT_EQ(f.b[y][x], 0);
-    }
-  EXPECT_EQ(f.r[3][0], 7);  // extra row and column untouched
-  EXPECT_EQ(f.g[0][6], 7);
-  FastTint(f.hr.data(), f.hg.data(), f.hb.data(), f.r.data(), f.g.data(), f.b.data(), 999, -4, 255, 6, 3);
-  EXPECT_EQ(f.g[1][1], 0);  // out-of-range tints clamp
-  EXPECT_EQ(f.r[1][1], f.b[1][1]);
+TEST(PointFilters, TintColoursTheGreyAndClampsTheTint) {
+  struct Case {
+    int32_t red, green, blue;
+    std::array<uint8_t, 3> grey, white;
+  };
+  for (const Case& c : {Case{255, 128, 0, {119, 60, 0}, {255, 128, 0}},  // 119 x 128 / 255 = 59.7
+                        Case{999, -4, 255, {119, 0, 119}, {255, 0, 255}}}) {
+    Pixels p;
+    FastTint(p.hr.data(), p.hg.data(), p.hb.data(), p.r.data(), p.g.data(), p.b.data(), c.red, c.green, c.blue, 2, 1);
+    const std::array<uint8_t, 3> left{7, 7, 7};  // the extra column is left
+    EXPECT_EQ((std::array{p.At(0), p.At(1), p.At(2)}), (std::array{c.grey, c.white, left})) << c.red << " " << c.green;
+  }
 }
 
 TEST(PointFilters, PosterizeSpreadsTheLevels) {
@@ -44,32 +43,27 @@ TEST(PointFilters, PosterizeSpreadsTheLevels) {
     FastPosterize(r.data(), g.data(), b.data(), w, h, ramp.data(), ramp.data(), ramp.data(), step);
     std::set<int> seen;
     for (int32_t x = 0; x < w; ++x) seen.insert(r[0][x]);
+    EXPECT_TRUE(step != 128 || (r[0][127] == 0 && r[0][128] == 255));  // 128: a threshold at 128
     return seen;
   };
   EXPECT_EQ(levels(64), (std::set<int>{0, 85, 170, 255}));
   EXPECT_EQ(levels(100), (std::set<int>{0, 128, 255}));  // 127.5 rounds to even
   EXPECT_EQ(levels(128), (std::set<int>{0, 255}));
-  EXPECT_EQ(levels(255), (std::set<int>{0, 255}));
   EXPECT_EQ(levels(1).size(), 256u);
   EXPECT_EQ(levels(0), (std::set<int>{0}));  // nothing written
-  Plane r = Flat(w, h, 0), g = Flat(w, h, 0), b = Flat(w, h, 0);
-  FastPosterize(r.data(), g.data(), b.data(), w, h, ramp.data(), ramp.data(), ramp.data(), 128);
-  EXPECT_EQ(r[0][127], 0);
-  EXPECT_EQ(r[0][128], 255);
 }
 
 TEST(PointFilters, ThresholdByGreyOrPerChannel) {
-  Frame f(2, 1);
-  f.hr[0][0] = 200, f.hg[0][0] = 100, f.hb[0][0] = 0;  // grey (15400 + 15000 + 128) >> 8 = 119
-  FastThreshold(f.hr.data(), f.hg.data(), f.hb.data(), f.r.data(), f.g.data(), f.b.data(), 2, 1, 119, 0);
-  EXPECT_EQ(f.r[0][0], 255);
-  EXPECT_EQ(f.b[0][0], 255);
-  FastThreshold(f.hr.data(), f.hg.data(), f.hb.data(), f.r.data(), f.g.data(), f.b.data(), 2, 1, 120, 0);
-  EXPECT_EQ(f.g[0][0], 0);
-  FastThreshold(f.hr.data(), f.hg.data(), f.hb.data(), f.r.data(), f.g.data(), f.b.data(), 2, 1, 150, 1);
-  EXPECT_EQ(f.r[0][0], 255);
-  EXPECT_EQ(f.g[0][0], 0);
-  EXPECT_EQ(f.b[0][0], 0);
+  struct Case {
+    int32_t level, per_channel;
+    std::array<uint8_t, 3> out;
+  };
+  for (const Case& c : {Case{119, 0, {255, 255, 255}}, Case{120, 0, {0, 0, 0}}, Case{150, 1, {255, 0, 0}}}) {
+    Pixels p;
+    FastThreshold(p.hr.data(), p.hg.data(), p.hb.data(), p.r.data(), p.g.data(), p.b.data(), 2, 1, c.level,
+                  c.per_channel);
+    EXPECT_EQ(p.At(0), c.out) << c.level << " " << c.per_channel;
+  }
 }
 
 }  // namespace
