@@ -6,6 +6,7 @@
 #include <QApplication>
 #include <QColor>
 #include <QImage>
+#include <QMouseEvent>
 #include <memory>
 #include <optional>
 #include <string>
@@ -66,6 +67,37 @@ struct UiRig {
   std::unique_ptr<SharedState> state;
   std::unique_ptr<AnsweringToolWindow> tool;
 };
+
+// A mouse event as the platform delivers it: a move carries no button of its own.
+inline void SendMouse(QWidget* w, QEvent::Type type, QPointF at, Qt::MouseButtons held) {
+  QMouseEvent e(type, at, w->mapToGlobal(at), type == QEvent::MouseMove ? Qt::NoButton : Qt::LeftButton, held,
+                Qt::NoModifier);
+  QCoreApplication::sendEvent(w, &e);
+}
+
+// Every frame's R, G and B pixels (the planes' extra row and column left out: image files do
+// not hold them).
+using Frames = std::vector<std::vector<uint8_t>>;
+inline Frames ReadFrames(EmbeddedHost& host) {
+  Frames out;
+  Plane p;
+  const int32_t w = host.Tes_BufferWidth(), h = host.Tes_BufferHeight();
+  for (int32_t f = 0; f < host.tes_GetTotalFrames(); ++f)
+    for (Channel c : {Channel::R, Channel::G, Channel::B}) {
+      host.ReadFramePlane(f, c, p);
+      std::vector<uint8_t>& pixels = out.emplace_back();
+      for (int32_t y = 0; y < h; ++y) pixels.insert(pixels.end(), p[y], p[y] + w);
+    }
+  return out;
+}
+
+// Which frame and channel first differ, for a readable failure.
+inline std::string FirstDifference(const Frames& a, const Frames& b) {
+  if (a.size() != b.size()) return std::to_string(a.size()) + " planes against " + std::to_string(b.size());
+  for (size_t i = 0; i < a.size(); ++i)
+    if (a[i] != b[i]) return "frame " + std::to_string(i / 3) + " channel " + std::to_string(i % 3);
+  return "";
+}
 
 inline bool HasColour(const QImage& image, QColor c) {
   for (int y = 0; y < image.height(); ++y)

@@ -7,7 +7,6 @@
 #include <QApplication>
 #include <QDockWidget>
 #include <QListWidget>
-#include <QMouseEvent>
 #include <QPushButton>
 #include <QSlider>
 #include <filesystem>
@@ -26,6 +25,9 @@ namespace {
 
 namespace fs = std::filesystem;
 using testing::AnsweringToolWindow;
+using testing::FirstDifference;
+using testing::Frames;
+using testing::ReadFrames;
 using testing::MakeTestHost;
 using testing::TestFolder;
 
@@ -39,30 +41,6 @@ class RecordingHostWindow : public HostWindow {
     errors.push_back(what.toStdString() + ": " + e.what());
   }
 };
-
-// Every frame's R, G and B pixels (the planes' extra row and column left out: image files do
-// not hold them).
-using Frames = std::vector<std::vector<uint8_t>>;
-Frames ReadFrames(EmbeddedHost& host) {
-  Frames out;
-  Plane p;
-  const int32_t w = host.Tes_BufferWidth(), h = host.Tes_BufferHeight();
-  for (int32_t f = 0; f < host.tes_GetTotalFrames(); ++f)
-    for (Channel c : {Channel::R, Channel::G, Channel::B}) {
-      host.ReadFramePlane(f, c, p);
-      std::vector<uint8_t>& pixels = out.emplace_back();
-      for (int32_t y = 0; y < h; ++y) pixels.insert(pixels.end(), p[y], p[y] + w);
-    }
-  return out;
-}
-
-// Which frame and channel first differ, for a readable failure.
-std::string FirstDifference(const Frames& a, const Frames& b) {
-  if (a.size() != b.size()) return std::to_string(a.size()) + " planes against " + std::to_string(b.size());
-  for (size_t i = 0; i < a.size(); ++i)
-    if (a[i] != b[i]) return "frame " + std::to_string(i / 3) + " channel " + std::to_string(i % 3);
-  return "";
-}
 
 // The progress window's bar when it closes, and how often it was shown.
 struct ProgressWatch : HostObserver {
@@ -139,9 +117,7 @@ TEST(Walkthrough, OpenKeyRenderUndoSaveAndReopen) {
   // Scrub back along the strip; the preview follows on release.
   auto* strip = tool->findChild<TimelineStrip*>("Picture1");
   const auto mouse = [&](QEvent::Type type, double x, Qt::MouseButtons held) {
-    QMouseEvent e(type, QPointF(x, 10), strip->mapToGlobal(QPointF(x, 10)),
-                  type == QEvent::MouseMove ? Qt::NoButton : Qt::LeftButton, held, Qt::NoModifier);
-    QCoreApplication::sendEvent(strip, &e);
+    testing::SendMouse(strip, type, {x, 10}, held);
   };
   const int previews_before_scrub = tool->previews;
   mouse(QEvent::MouseButtonPress, strip->width() * 0.9, Qt::LeftButton);
