@@ -47,7 +47,7 @@ class TessalineHost {
   virtual void tes_setrbuffer(const Plane& plane) = 0;
   virtual void tes_setgbuffer(const Plane& plane) = 0;
   virtual void tes_setbbuffer(const Plane& plane) = 0;
-  virtual void tes_clearbuffer(int16_t a, int16_t b, int16_t c) = 0;
+  virtual void tes_clearbuffer(int16_t red, int16_t green, int16_t blue) = 0;
 
   // Animation and frames
   virtual int32_t tes_GetTotalFrames() = 0;

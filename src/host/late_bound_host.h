@@ -24,7 +24,9 @@ class LateBoundHost final : public TessalineHost {
   void tes_setrbuffer(const Plane& p) override { SendPlane("tes_setrbuffer", p); }
   void tes_setgbuffer(const Plane& p) override { SendPlane("tes_setgbuffer", p); }
   void tes_setbbuffer(const Plane& p) override { SendPlane("tes_setbbuffer", p); }
-  void tes_clearbuffer(int16_t a, int16_t b, int16_t c) override { Invoke("tes_clearbuffer", a, b, c); }
+  void tes_clearbuffer(int16_t red, int16_t green, int16_t blue) override {
+    Invoke("tes_clearbuffer", red, green, blue);
+  }
   int32_t tes_GetTotalFrames() override { return Long("tes_GetTotalFrames"); }
   int32_t tes_Getcurrentframe() override { return Long("tes_Getcurrentframe"); }
   void Tes_GotoFrame(int32_t frame) override { Invoke("Tes_GotoFrame", frame); }

@@ -131,6 +131,10 @@ TEST(HostByName, EveryOperationReachesTheSameCodeAsItsTypedCall) {
   const auto& names = TessalineHost::OperationNames();
   const std::set<std::string> reached(sent.begin(), sent.end());
   EXPECT_EQ(reached, std::set<std::string>(names.begin(), names.end()));
+  // Clearing takes its colour in red, green, blue order, each clamped to a byte.
+  direct->tes_clearbuffer(300, -4, 7);
+  EXPECT_EQ((std::array{direct->Tes_GetRBuffer()[0][0], direct->Tes_GetGBuffer()[1][1], direct->Tes_GetBBuffer()[0][1]}),
+            (std::array<uint8_t, 3>{255, 0, 7}));
 }
 #undef GET
 #undef DO

@@ -210,9 +210,10 @@ void EmbeddedHost::WriteCurrent(Channel c, const Plane& p) {
   WriteFramePlane(current_, c, p);
 }
 
-void EmbeddedHost::tes_clearbuffer(int16_t, int16_t, int16_t) {
-  Plane black(store_->width(), store_->height());
-  for (Channel c : {Channel::R, Channel::G, Channel::B}) WriteFramePlane(current_, c, black);
+// Clears the current frame to the colour given (red, green, blue; each clamped to a byte).
+void EmbeddedHost::tes_clearbuffer(int16_t red, int16_t green, int16_t blue) {
+  const std::pair<Channel, int16_t> fills[] = {{Channel::R, red}, {Channel::G, green}, {Channel::B, blue}};
+  for (auto [c, v] : fills) WriteFramePlane(current_, c, Plane(store_->width(), store_->height(), ClampByte(v)));
 }
 
 void EmbeddedHost::Tes_GotoFrame(int32_t frame) {

@@ -105,7 +105,7 @@ class EmbeddedHost final : public TessalineHost {
   void tes_setrbuffer(const Plane& p) override { WriteCurrent(Channel::R, p); }
   void tes_setgbuffer(const Plane& p) override { WriteCurrent(Channel::G, p); }
   void tes_setbbuffer(const Plane& p) override { WriteCurrent(Channel::B, p); }
-  void tes_clearbuffer(int16_t a, int16_t b, int16_t c) override;
+  void tes_clearbuffer(int16_t red, int16_t green, int16_t blue) override;
   int32_t tes_GetTotalFrames() override { return store_->frames(); }
   int32_t tes_Getcurrentframe() override { return current_; }
   void Tes_GotoFrame(int32_t frame) override;
