@@ -116,18 +116,13 @@ void EmbeddedHost::NewAnimation(int32_t width, int32_t height, int32_t frames) {
   modified_ = true;
 }
 
-void EmbeddedHost::AdoptStore(std::unique_ptr<FrameStore> store, const std::string& path,
-                              std::optional<int64_t> sequence_first_number, const std::string& format) {
-  DocumentInfo info;
-  info.format = format;
+void EmbeddedHost::AdoptStore(std::unique_ptr<FrameStore> store, const std::string& path, DocumentInfo info) {
+  if (info.format.empty()) info.format = "tsa";
   info.width = store->width();
   info.height = store->height();
   info.frames = store->frames();
-  info.first_file = info.last_file = path;
-  if (sequence_first_number) {
-    info.kind = DocumentKind::ImageSequence;
-    info.first_number = *sequence_first_number;
-  }
+  if (info.first_file.empty()) info.first_file = info.last_file = path;
+  if (info.files.empty()) info.files = {path};
   Replace(std::move(store), path, info);
 }
 

@@ -11,7 +11,6 @@
 #include <array>
 #include <functional>
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -79,10 +78,9 @@ class EmbeddedHost final : public TessalineHost {
   // Direct frame access for document-level tools (import, export, masks).
   void ReadFramePlane(int32_t frame, Channel c, Plane& dest) const { store_->Read(frame, c, dest); }
   void WriteFramePlane(int32_t frame, Channel c, const Plane& src);
-  // Replaces the frame store (a document loaded by another reader). A numbered sequence
-  // gives the number of its first file and the reader's format name.
-  void AdoptStore(std::unique_ptr<FrameStore> store, const std::string& path,
-                  std::optional<int64_t> sequence_first_number = std::nullopt, const std::string& format = "tsa");
+  // Replaces the frame store (a document loaded by another reader), described by `info`
+  // (its size and frame count are the store's).
+  void AdoptStore(std::unique_ptr<FrameStore> store, const std::string& path, DocumentInfo info = {});
 
   // ---- other host images ----
   void SetSwapImage(const Plane& r, const Plane& g, const Plane& b);  // resized planes of the frame size
