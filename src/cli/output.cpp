@@ -1,5 +1,6 @@
 #include "cli/output.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -35,8 +36,16 @@ void CheckFolder(const std::string& output, const std::string& a_file) {
   if (!fs::exists(folder, ec))
     Fail(ErrorKind::CantCreate, "cannot write " + output + ": the folder " + folder + " does not exist");
   if (!fs::is_directory(folder, ec)) Fail(ErrorKind::CantCreate, "cannot write " + output + ": " + folder + " is not a folder");
-  if (::access(folder.c_str(), W_OK | X_OK) != 0)
+  // Creating a file is the only test that holds for every user and file system (root
+  // passes access() checks on read-only mounts and on /proc).
+  const std::string probe = JoinPath(folder, ".tessfx-probe-" + std::to_string(::getpid()));
+  const int fd = ::open(probe.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600);
+  if (fd < 0 && errno != EEXIST)
     Fail(ErrorKind::CantCreate, "cannot write into the folder " + folder + ": " + std::strerror(errno));
+  if (fd >= 0) {
+    ::close(fd);
+    ::unlink(probe.c_str());
+  }
 }
 
 ImageWriteOptions ImageOptions(const OutputOptions& o) {
