@@ -178,7 +178,6 @@ void AddApplyCommand(CLI::App& app) {
   auto* cmd = app.add_subcommand("apply", "Apply one effect by name to one frame and write the result");
   auto o = std::make_shared<ApplyOptions>();
   cmd->add_option("INPUT", o->input, "Input animation, image sequence or image")->required();
-  AddOutputOptions(cmd, o->output, true);
   cmd->add_option("--effect", o->effect, "Effect name, as `tessfx effects` lists it")->required();
   cmd->add_option("--frame", o->frame,
                   "The frame, by its number: a sequence's file number, a .tsa's index from 0 (default: the first)");
@@ -187,6 +186,7 @@ void AddApplyCommand(CLI::App& app) {
   cmd->add_option("--sequence", o->sequence, "First BMP file of the sequence the sequence effects read");
   AddDocumentOptions(cmd, o->document);
   AddGapOption(cmd, o->document);
+  AddOutputOptions(cmd, o->output, true);
   cmd->footer("OUTPUT: a .tsa (whole planes, one frame), an image, or a sequence pattern (the file of the frame's "
               "number). Only that frame of INPUT is read.");
   cmd->callback([o] { Apply(*o); });

@@ -379,7 +379,6 @@ void AddRenderCommand(CLI::App& app) {
   auto* cmd = app.add_subcommand("render", "Render an effect with key frames over an animation");
   auto o = std::make_shared<RenderOptions>();
   cmd->add_option("INPUT", o->input, "Animation to render (.tsa, image sequence or BMP sequence)")->required();
-  AddOutputOptions(cmd, o->output, true);
   AddEffectOptions(cmd, o->effect, true);
   cmd->add_option("--frames", o->frames,
                   "Frames to render, by their numbers: 1001-1040, 1001-1100x5, 1001,1005,1010-1020 (default all)");
@@ -389,6 +388,7 @@ void AddRenderCommand(CLI::App& app) {
   AddGapOption(cmd, o->document);
   cmd->add_flag("--undo", o->undo, "Record the overwritten frames in the undo file");
   cmd->add_option("--threads", o->threads, "Worker threads (default: all cores)")->check(CLI::Range(1, 1024));
+  AddOutputOptions(cmd, o->output, true);
   cmd->footer(
       "Frames go by the files' own numbers in an image sequence (shot.1001.png is frame 1001; --frames and --key "
       "use them), and by their index from 0 in a .tsa. An image sequence output gets exactly the frames rendered, "
