@@ -67,7 +67,7 @@ std::string Progress::Status(bool finished) const {
                                       : (done_ > 0 && fps > 0 ? Duration(static_cast<double>(total_ - done_) / fps) + " left"
                                                               : std::string("-:-- left"));
   if (terminal_)
-    return phase_ + std::string(phase_.size() < 10 ? 10 - phase_.size() : 0, ' ') + count + "  " + std::to_string(percent) + "%" +
+    return phase_ + std::string(phase_.size() < 10 ? 12 - phase_.size() : 2, ' ') + count + "  " + std::to_string(percent) + "%" +
            (done_ > 0 ? "  frame " + std::to_string(frame_) : std::string()) + "  " + rate + " fps  " + timing;
   return phase_ + ": " + count + " (" + std::to_string(percent) + "%)" +
          (done_ > 0 && !finished ? ", frame " + std::to_string(frame_) : std::string()) + ", " + rate + " fps, " + timing;
