@@ -32,6 +32,52 @@ inline size_t PlaneBytes(int64_t width, int64_t height) {
   return static_cast<size_t>(bytes);
 }
 
+// A view of a plane's samples: the first sample, the frame size and the distance between
+// rows. Kernels take views, so they work on any plane storage without owning it; rows
+// 0..height and columns 0..width (the extra row and column included) are addressable.
+template <typename T>
+struct PlaneViewOf {
+  T* data = nullptr;
+  int32_t width = 0;
+  int32_t height = 0;
+  int64_t stride = 0;
+
+  T* row(int64_t y) const { return data + y * stride; }
+  T& at(int64_t y, int64_t x) const { return data[y * stride + x]; }
+  bool empty() const { return data == nullptr; }
+  // The samples of rows 0..height lie one after the other (no gap between rows).
+  bool contiguous() const { return stride == int64_t{width} + 1; }
+  int64_t samples() const { return (int64_t{height} + 1) * stride; }
+  bool SameSize(const PlaneViewOf<const uint8_t>& o) const { return width == o.width && height == o.height; }
+  operator PlaneViewOf<const uint8_t>() const { return {data, width, height, stride}; }
+};
+using PlaneView = PlaneViewOf<uint8_t>;
+using ConstPlaneView = PlaneViewOf<const uint8_t>;
+
+// The three colour planes of a frame, and the four with alpha.
+template <typename V>
+struct RgbOf {
+  V r, g, b;
+  operator RgbOf<ConstPlaneView>() const { return {r, g, b}; }
+  template <typename F>
+  void ForEach(F&& f) const {
+    f(r);
+    f(g);
+    f(b);
+  }
+};
+using RgbView = RgbOf<PlaneView>;
+using ConstRgbView = RgbOf<ConstPlaneView>;
+
+template <typename V>
+struct RgbaOf {
+  V r, g, b, a;
+  RgbOf<V> rgb() const { return {r, g, b}; }
+  operator RgbaOf<ConstPlaneView>() const { return {r, g, b, a}; }
+};
+using RgbaView = RgbaOf<PlaneView>;
+using ConstRgbaView = RgbaOf<ConstPlaneView>;
+
 class Plane {
  public:
   Plane() = default;
@@ -89,6 +135,8 @@ class Plane {
   uint8_t* operator[](int32_t row) { return data_.get() + static_cast<ptrdiff_t>(row) * stride(); }
   const uint8_t* operator[](int32_t row) const { return data_.get() + static_cast<ptrdiff_t>(row) * stride(); }
   uint8_t& at(int32_t row, int32_t col) { return (*this)[row][col]; }
+  PlaneView view() { return {data_.get(), width_, height_, stride()}; }
+  ConstPlaneView view() const { return {data_.get(), width_, height_, stride()}; }
   uint8_t at(int32_t row, int32_t col) const { return (*this)[row][col]; }
 
   bool operator==(const Plane& o) const {

@@ -4,7 +4,7 @@
 #include <optional>
 
 #include "core/convert.h"
-#include "filters/overlay.h"
+#include "filters/blend.h"
 #include "filters/parallel.h"
 #include "filters/point.h"
 #include "filters/window3.h"
@@ -93,16 +93,18 @@ void LumaRow(const uint8_t* r, const uint8_t* g, const uint8_t* b, uint8_t* out,
 
 }  // namespace
 
-int32_t ConvolveAlpha(uint8_t* work_r, uint8_t* work_g, uint8_t* work_b, const uint8_t* host_r,
-                      const uint8_t* host_g, const uint8_t* host_b, const uint8_t* host_a, uint8_t flag,
-                      int32_t width, int32_t height, const Kernel3x3& kernel, float divisor, int32_t mode) {
+int32_t ConvolveAlpha(RgbView work_planes, ConstRgbView host_planes, ConstPlaneView alpha, uint8_t flag,
+                      const Kernel3x3& kernel, float divisor, int32_t mode) {
+  const int32_t width = work_planes.r.width, height = work_planes.r.height;
+  uint8_t *work_r = work_planes.r.data, *work_g = work_planes.g.data, *work_b = work_planes.b.data;
+  const uint8_t* host_a = alpha.data;
   if (divisor == 0.0f) return -1;
   if (width <= 0 || height <= 0) return 0;
   const int64_t stride = int64_t{width} + 1;
   const float offset = (mode & kConvolveOffset) ? 128.0f : 0.0f;
   const bool composite = flag == 0;
   uint8_t* work[3] = {work_r, work_g, work_b};
-  const uint8_t* host[3] = {host_r, host_g, host_b};
+  const uint8_t* host[3] = {host_planes.r.data, host_planes.g.data, host_planes.b.data};
 
   const std::optional<WholeKernel> whole = AsWholeKernel(kernel, divisor);
   const int32_t offset_whole = (mode & kConvolveOffset) ? 128 : 0;

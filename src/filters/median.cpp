@@ -34,10 +34,11 @@ void MedianRow(const uint8_t* a, const uint8_t* m, const uint8_t* b, uint8_t* ou
 
 }  // namespace
 
-void FastMedian(uint8_t* work_r, uint8_t* work_g, uint8_t* work_b, int32_t width, int32_t height) {
-  uint8_t* work[3] = {work_r, work_g, work_b};
-  const uint8_t* src[3] = {work_r, work_g, work_b};
-  const int64_t stride = int64_t{width} + 1;
+void FastMedian(RgbView planes) {
+  const int32_t width = planes.r.width, height = planes.r.height;
+  uint8_t* work[3] = {planes.r.data, planes.g.data, planes.b.data};
+  const uint8_t* src[3] = {planes.r.data, planes.g.data, planes.b.data};
+  const int64_t stride = planes.r.stride;
   ForEachRowWindow3<3>(width, height, PaddedRows<3>{src, width}, [&](int32_t y, const uint8_t* const (&rows)[3][3]) {
     for (int c = 0; c < 3; ++c) MedianRow(rows[c][0], rows[c][1], rows[c][2], work[c] + y * stride, width);
   });

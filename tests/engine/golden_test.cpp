@@ -39,7 +39,7 @@ struct Digest {
 
 // The value sets each effect runs with: the panel's values after picking it, every slider at
 // its minimum, at its maximum, and two draws of values in range with fractions.
-std::vector<std::array<float, 6>> ValueSets(const EffectSpec& e, size_t index) {
+std::vector<std::array<float, 6>> ValueSets(const EffectDef& e, size_t index) {
   std::vector<std::array<float, 6>> sets;
   ParameterPanel panel;
   panel.SelectEffect(std::string(e.name));
@@ -63,7 +63,7 @@ std::vector<std::array<float, 6>> ValueSets(const EffectSpec& e, size_t index) {
   return sets;
 }
 
-std::string DigestOf(const EffectSpec& e, size_t index, int32_t flag) {
+std::string DigestOf(const EffectDef& e, size_t index, int32_t flag) {
   Digest d;
   for (auto [w, h] : {std::pair{1, 1}, std::pair{2, 3}, std::pair{7, 5}, std::pair{33, 17}, std::pair{130, 3},
                       std::pair{67, 129}}) {
@@ -90,7 +90,7 @@ std::string DigestOf(const EffectSpec& e, size_t index, int32_t flag) {
 std::map<std::string, std::string> CurrentDigests() {
   std::map<std::string, std::string> digests;
   size_t index = 0;
-  for (const EffectSpec& e : Effects()) {
+  for (const EffectDef& e : Effects()) {
     ++index;
     if (!e.implemented()) continue;
     for (int32_t flag : {0, 1, 256})
