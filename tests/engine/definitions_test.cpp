@@ -118,8 +118,9 @@ TEST(Definitions, EffectsAskTheHostOnlyForWhatTheyDeclare) {
       if (e.Uses(input)) allowed.insert(operations.begin(), operations.end());
     for (const std::string& call : calls) EXPECT_TRUE(allowed.count(call)) << e.name << " called " << call;
     EXPECT_EQ(sequence_asked, e.Uses(kSequenceFrame)) << e.name;
-    if (e.Uses(kSwapImage))
+    if (e.Uses(kSwapImage)) {
       EXPECT_NE(std::find(calls.begin(), calls.end(), "tes_GetSwapRBuffer"), calls.end()) << e.name;
+    }
   }
 }
 
@@ -152,8 +153,9 @@ TEST(Definitions, PlanesOfAnotherSizeThanReportedAreRefusedBeforeAnyEffectRuns) 
                                                               std::to_string(reported) + "x" + std::to_string(reported)),
                 std::string::npos)
           << e.name;
-    if (e.Uses(kSwapImage))
+    if (e.Uses(kSwapImage)) {
       EXPECT_NE(DispatchOnLyingHost(e, 64, true).find("swap image planes are 64x64"), std::string::npos) << e.name;
+    }
   }
 }
 
