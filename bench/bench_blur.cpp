@@ -54,7 +54,8 @@ struct BenchFrame {
 
 // Argument 1: one thread; 0: every thread the scheduler has.
 std::optional<tbb::global_control> ThreadLimit(const benchmark::State& state) {
-  if (state.range(0) == 1) return std::optional<tbb::global_control>(std::in_place, tbb::global_control::max_allowed_parallelism, 1);
+  if (state.range(0) == 1)
+    return std::optional<tbb::global_control>(std::in_place, tbb::global_control::max_allowed_parallelism, 1);
   return std::nullopt;
 }
 
@@ -113,7 +114,7 @@ void Effect(benchmark::State& state, const char* name, EffectParams p) {
   Label(state);
 }
 
-#define TESSFX_EFFECT(id, name, ...)                                                             \
+#define TESSFX_EFFECT(id, name, ...)                                                        \
   void BM_##id(benchmark::State& state) { Effect(state, name, EffectParams{__VA_ARGS__}); } \
   BENCHMARK(BM_##id)->Arg(1)->Arg(0)->Unit(benchmark::kMillisecond)->UseRealTime()
 

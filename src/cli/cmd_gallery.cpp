@@ -1,13 +1,14 @@
 // tessfx gallery: every effect at its defaults on one frame, as a labelled contact sheet.
-#include <filesystem>
 #include <unistd.h>
+
+#include <filesystem>
 
 #include "cli/cli.h"
 #include "core/error.h"
 #include "engine/catalogue.h"
 #include "host/embedded/settings_store.h"
-#include "media/file_util.h"
 #include "media/contact_sheet.h"
+#include "media/file_util.h"
 #include "media/image_io.h"
 #include "render/gallery.h"
 
@@ -43,8 +44,10 @@ void Run(const GalleryCommand& c) {
   GalleryOptions options;
   std::tie(options.cell_width, options.cell_height) = ParseSize(c.size);
   options.input = c.input;
-  if (c.frame >= 0) options.frame = c.frame;
-  else if (!c.input.empty()) options.frame = 0;
+  if (c.frame >= 0)
+    options.frame = c.frame;
+  else if (!c.input.empty())
+    options.frame = 0;
   ScratchFolder scratch;
   options.scratch_folder = scratch.path;
   const std::vector<GalleryEntry> entries = RenderGallery(options);

@@ -38,7 +38,8 @@ std::vector<std::optional<int32_t>> ParseSliderValues(std::string_view text, con
   return out;
 }
 
-void SetSliderValues(ParameterPanel& panel, const std::vector<std::optional<int32_t>>& values, const std::string& what) {
+void SetSliderValues(ParameterPanel& panel, const std::vector<std::optional<int32_t>>& values,
+                     const std::string& what) {
   const EffectDef* effect = panel.SelectedEffect();
   const size_t sliders = effect ? effect->sliders.size() : 0;
   if (values.size() > sliders)

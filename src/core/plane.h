@@ -23,12 +23,12 @@ inline constexpr int64_t kMaxPlaneBytes = int64_t{1} << 29;  // 512 MiB, a 16K x
 // Checked before anything is allocated, without overflow.
 inline size_t PlaneBytes(int64_t width, int64_t height) {
   if (width < 0 || height < 0 || width > kMaxSide || height > kMaxSide)
-    Fail(ErrorKind::BadData, "frame size " + std::to_string(width) + "x" + std::to_string(height) +
-                                 " is outside 0.." + std::to_string(kMaxSide) + " per side");
+    Fail(ErrorKind::BadData, "frame size " + std::to_string(width) + "x" + std::to_string(height) + " is outside 0.." +
+                                 std::to_string(kMaxSide) + " per side");
   const int64_t bytes = (width + 1) * (height + 1);
   if (bytes > kMaxPlaneBytes)
-    Fail(ErrorKind::BadData, "frame size " + std::to_string(width) + "x" + std::to_string(height) +
-                                 " is too large to hold in memory");
+    Fail(ErrorKind::BadData,
+         "frame size " + std::to_string(width) + "x" + std::to_string(height) + " is too large to hold in memory");
   return static_cast<size_t>(bytes);
 }
 
@@ -83,8 +83,7 @@ class Plane {
   Plane() = default;
   // A zero-filled (or `fill`-filled) plane for a width x height frame.
   Plane(int32_t width, int32_t height, uint8_t fill = 0)
-      : width_(width), height_(height), bytes_(PlaneBytes(width, height)),
-        data_(std::make_unique<uint8_t[]>(bytes_)) {
+      : width_(width), height_(height), bytes_(PlaneBytes(width, height)), data_(std::make_unique<uint8_t[]>(bytes_)) {
     if (bytes_ > static_cast<size_t>(kMaxPlaneBytes)) __builtin_unreachable();  // PlaneBytes checked it
     if (fill != 0) std::memset(data_.get(), fill, bytes_);
   }

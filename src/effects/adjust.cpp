@@ -23,9 +23,9 @@ namespace {
 // AVX2 where the processor has it.
 
 [[gnu::target_clones("avx2", "default")]] void SaturationRun(const uint8_t* __restrict hr, const uint8_t* __restrict hg,
-                                                               const uint8_t* __restrict hb, uint8_t* __restrict wr,
-                                                               uint8_t* __restrict wg, uint8_t* __restrict wb,
-                                                               int64_t n, float s) {
+                                                             const uint8_t* __restrict hb, uint8_t* __restrict wr,
+                                                             uint8_t* __restrict wg, uint8_t* __restrict wb, int64_t n,
+                                                             float s) {
   const float keep = 1.0f - s;
   for (int64_t i = 0; i < n; ++i) {
     const float r = hr[i], g = hg[i], b = hb[i];
@@ -37,7 +37,7 @@ namespace {
 }
 
 [[gnu::target_clones("avx2", "default")]] void PowerCurveRun(uint8_t* __restrict wr, uint8_t* __restrict wg,
-                                                               uint8_t* __restrict wb, int64_t n, float p) {
+                                                             uint8_t* __restrict wb, int64_t n, float p) {
   const float q = 1.0f / p - 2.0f;
   for (int64_t i = 0; i < n; ++i) {
     const float r = wr[i] / 255.0f, g = wg[i] / 255.0f, b = wb[i] / 255.0f;
@@ -51,10 +51,10 @@ namespace {
 }
 
 [[gnu::target_clones("avx2", "default")]] void InvertValueRun(const uint8_t* __restrict hr,
-                                                                const uint8_t* __restrict hg,
-                                                                const uint8_t* __restrict hb, uint8_t* __restrict wr,
-                                                                uint8_t* __restrict wg, uint8_t* __restrict wb,
-                                                                int64_t n) {
+                                                              const uint8_t* __restrict hg,
+                                                              const uint8_t* __restrict hb, uint8_t* __restrict wr,
+                                                              uint8_t* __restrict wg, uint8_t* __restrict wb,
+                                                              int64_t n) {
   for (int64_t i = 0; i < n; ++i) {
     float y, u, v, r, g, b;
     f_rgb2yuv(hr[i] / 255.0f, hg[i] / 255.0f, hb[i] / 255.0f, y, u, v);
@@ -152,8 +152,8 @@ void FxRollChannels(EffectFrame& f) {
 void FxMapToGradient(EffectFrame& f, int16_t index) {
   const std::vector<uint8_t> gradient = f.host_calls->Tes_GetGradient(index);
   if (gradient.size() != 3 * 256)
-    Fail(ErrorKind::BadData, "gradient " + std::to_string(index) + " has " + std::to_string(gradient.size()) +
-                                 " bytes, not 3 x 256");
+    Fail(ErrorKind::BadData,
+         "gradient " + std::to_string(index) + " has " + std::to_string(gradient.size()) + " bytes, not 3 x 256");
   // The entry for every possible sum of three samples, so the loop does one lookup.
   std::vector<uint8_t> by_sum(3 * 766);
   for (int c = 0; c < 3; ++c)
@@ -172,7 +172,6 @@ void FxMapToGradient(EffectFrame& f, int16_t index) {
     }
   });
 }
-
 
 }  // namespace
 
@@ -202,92 +201,93 @@ ToneTable ValueAdjustmentTable(float value, float brightness, float contrast, fl
 
 std::span<const EffectDef> AdjustEffects() {
   static const EffectDef effects[] = {
-    {.name = "Color adjustment",
-     .category = "Adjust",
-     .sliders = {Slider("Red", 0, 512, 255), Slider("Green", 0, 512, 255), Slider("Blue", 0, 512, 255)},
-     .pick = PickKind::WhiteBalanceGain,
-     .pointer = PointerKind::Custom,
-     .description = "Multiplies red, green and blue by a gain each (255 keeps the colour); click a grey to balance",
-     .run = [](EffectFrame& f, const EffectParams& p) { FxColorAdjustment(f, p[0], p[1], p[2]); }},
-    {.name = "Color add",
-     .category = "Adjust",
-     .sliders = {Slider("Red", -255, 255, 0), Slider("Green", -255, 255, 0), Slider("Blue", -255, 255, 0)},
-     .pick = PickKind::WhiteBalanceAdd,
-     .pointer = PointerKind::Custom,
-     .description = "Adds an offset to red, green and blue; click a grey to balance",
-     .run = [](EffectFrame& f, const EffectParams& p) { FxColorAdd(f, p[0], p[1], p[2]); }},
-    {.name = "Value adjustment",
-     .category = "Adjust",
-     .sliders = {Slider("Value", 0, 200, 100), Slider("Brightness", 0, 200, 100), Slider("Contrast", 0, 200, 100),
-                 Slider("Gamma", 50, 150, 100)},
-     .composite = kAlphaInKernel,
-     .description = "Value, brightness, contrast and gamma as one tone curve (100 each leaves the frame)",
-     .run = [](EffectFrame& f, const EffectParams& p) { FxValueAdjustment(f, p[0], p[1], p[2], p[3]); }},
-    {.name = "Threshold",
-     .category = "Adjust",
-     .sliders = {Slider("Threshold", 0, 255, 128)},
-     .pick = PickKind::Grey,
-     .pointer = PointerKind::Custom,
-     .description = "Black and white: white where the pixel's grey reaches the threshold",
-     // The last argument 0 asks for a black-and-white result by the pixel's grey.
-     .run = [](EffectFrame& f, const EffectParams& p) {
-       FastThreshold(f.work.rgb(), f.host.rgb(), RoundHalfEven(p[0]), 0);
-     }},
-    {.name = "Saturation",
-     .category = "Adjust",
-     .sliders = {Slider("Saturation", 0, 255, 255)},
-     .description = "Mixes each pixel with its grey: 255 keeps the colour, 0 gives a grey picture",
-     .run = [](EffectFrame& f, const EffectParams& p) { FxSaturation(f, p[0]); }},
-    {.name = "Hue / Sat / Value",
-     .category = "Adjust",
-     .sliders = {Slider("Hue", -179, 180, 0), Slider("Saturation", 1, 200, 100), Slider("Value", 0, 512, 255)},
-     .description = "Turns the hue by degrees and scales saturation (percent) and value (255 keeps it)",
-     .run = [](EffectFrame& f, const EffectParams& p) { FxHueSatValue(f, p[0], p[1], p[2]); }},
-    {.name = "Tint",
-     .category = "Adjust",
-     .sliders = {Slider("Red", 0, 255, 255), Slider("Green", 0, 255, 255), Slider("Blue", 0, 255, 255)},
-     .pick = PickKind::Colour,
-     .pointer = PointerKind::Custom,
-     .description = "Colours the picture's grey with the tint colour; click to pick it from the picture",
-     .run = [](EffectFrame& f, const EffectParams& p) {
-       FastTint(f.work.rgb(), f.host.rgb(), RoundHalfEven(p[0]), RoundHalfEven(p[1]), RoundHalfEven(p[2]));
-     }},
-    {.name = "Map to gradient",
-     .category = "Color",
-     .sliders = {Slider("Index", 0, 7, 0)},
-     .inputs = kHostGradients,
-     .description = "Replaces each pixel by the host gradient's colour at the pixel's brightness",
-     .run = [](EffectFrame& f, const EffectParams& p) { FxMapToGradient(f, FloorToInt16(p[0])); }},
-    {.name = "Negative",
-     .category = "Color",
-     .description = "Inverts every channel",
-     .run = [](EffectFrame& f, const EffectParams&) { FxNegative(f); }},
-    {.name = "Invert value",
-     .category = "Color",
-     .description = "Inverts brightness, keeping the colours",
-     .run = [](EffectFrame& f, const EffectParams&) { FxInvertValue(f); }},
-    {.name = "Swap channels",
-     .category = "Color",
-     .description = "Exchanges red and blue",
-     .run = [](EffectFrame& f, const EffectParams&) { FxSwapChannels(f); }},
-    {.name = "Roll channels",
-     .category = "Color",
-     .description = "Moves blue to red, red to green and green to blue",
-     .run = [](EffectFrame& f, const EffectParams&) { FxRollChannels(f); }},
-    {.name = "Power curve",
-     .category = "Color",
-     .sliders = {Slider("Power curve", 1, 99, 99)},
-     .description = "Drains colour from dark pixels along a bias curve; lower values grey more of the picture",
-     .run = [](EffectFrame& f, const EffectParams& p) { FxPowerCurve(f, p[0] / 100.0f); }},
-    {.name = "Posterize",
-     .category = "Color",
-     .sliders = {Slider("Posterize", 0, 255, 64)},
-     .description = "Reduces each channel to levels this many samples apart (0 leaves the frame)",
-     .run = [](EffectFrame& f, const EffectParams& p) {
-       if (p[0] == 0.0f) return;
-       FastPosterize(f.work.rgb(), f.host.rgb(), RoundHalfEven(p[0]));
-     }},
-};
+      {.name = "Color adjustment",
+       .category = "Adjust",
+       .sliders = {Slider("Red", 0, 512, 255), Slider("Green", 0, 512, 255), Slider("Blue", 0, 512, 255)},
+       .pick = PickKind::WhiteBalanceGain,
+       .pointer = PointerKind::Custom,
+       .description = "Multiplies red, green and blue by a gain each (255 keeps the colour); click a grey to balance",
+       .run = [](EffectFrame& f, const EffectParams& p) { FxColorAdjustment(f, p[0], p[1], p[2]); }},
+      {.name = "Color add",
+       .category = "Adjust",
+       .sliders = {Slider("Red", -255, 255, 0), Slider("Green", -255, 255, 0), Slider("Blue", -255, 255, 0)},
+       .pick = PickKind::WhiteBalanceAdd,
+       .pointer = PointerKind::Custom,
+       .description = "Adds an offset to red, green and blue; click a grey to balance",
+       .run = [](EffectFrame& f, const EffectParams& p) { FxColorAdd(f, p[0], p[1], p[2]); }},
+      {.name = "Value adjustment",
+       .category = "Adjust",
+       .sliders = {Slider("Value", 0, 200, 100), Slider("Brightness", 0, 200, 100), Slider("Contrast", 0, 200, 100),
+                   Slider("Gamma", 50, 150, 100)},
+       .composite = kAlphaInKernel,
+       .description = "Value, brightness, contrast and gamma as one tone curve (100 each leaves the frame)",
+       .run = [](EffectFrame& f, const EffectParams& p) { FxValueAdjustment(f, p[0], p[1], p[2], p[3]); }},
+      {.name = "Threshold",
+       .category = "Adjust",
+       .sliders = {Slider("Threshold", 0, 255, 128)},
+       .pick = PickKind::Grey,
+       .pointer = PointerKind::Custom,
+       .description = "Black and white: white where the pixel's grey reaches the threshold",
+       // The last argument 0 asks for a black-and-white result by the pixel's grey.
+       .run = [](EffectFrame& f,
+                 const EffectParams& p) { FastThreshold(f.work.rgb(), f.host.rgb(), RoundHalfEven(p[0]), 0); }},
+      {.name = "Saturation",
+       .category = "Adjust",
+       .sliders = {Slider("Saturation", 0, 255, 255)},
+       .description = "Mixes each pixel with its grey: 255 keeps the colour, 0 gives a grey picture",
+       .run = [](EffectFrame& f, const EffectParams& p) { FxSaturation(f, p[0]); }},
+      {.name = "Hue / Sat / Value",
+       .category = "Adjust",
+       .sliders = {Slider("Hue", -179, 180, 0), Slider("Saturation", 1, 200, 100), Slider("Value", 0, 512, 255)},
+       .description = "Turns the hue by degrees and scales saturation (percent) and value (255 keeps it)",
+       .run = [](EffectFrame& f, const EffectParams& p) { FxHueSatValue(f, p[0], p[1], p[2]); }},
+      {.name = "Tint",
+       .category = "Adjust",
+       .sliders = {Slider("Red", 0, 255, 255), Slider("Green", 0, 255, 255), Slider("Blue", 0, 255, 255)},
+       .pick = PickKind::Colour,
+       .pointer = PointerKind::Custom,
+       .description = "Colours the picture's grey with the tint colour; click to pick it from the picture",
+       .run =
+           [](EffectFrame& f, const EffectParams& p) {
+             FastTint(f.work.rgb(), f.host.rgb(), RoundHalfEven(p[0]), RoundHalfEven(p[1]), RoundHalfEven(p[2]));
+           }},
+      {.name = "Map to gradient",
+       .category = "Color",
+       .sliders = {Slider("Index", 0, 7, 0)},
+       .inputs = kHostGradients,
+       .description = "Replaces each pixel by the host gradient's colour at the pixel's brightness",
+       .run = [](EffectFrame& f, const EffectParams& p) { FxMapToGradient(f, FloorToInt16(p[0])); }},
+      {.name = "Negative",
+       .category = "Color",
+       .description = "Inverts every channel",
+       .run = [](EffectFrame& f, const EffectParams&) { FxNegative(f); }},
+      {.name = "Invert value",
+       .category = "Color",
+       .description = "Inverts brightness, keeping the colours",
+       .run = [](EffectFrame& f, const EffectParams&) { FxInvertValue(f); }},
+      {.name = "Swap channels",
+       .category = "Color",
+       .description = "Exchanges red and blue",
+       .run = [](EffectFrame& f, const EffectParams&) { FxSwapChannels(f); }},
+      {.name = "Roll channels",
+       .category = "Color",
+       .description = "Moves blue to red, red to green and green to blue",
+       .run = [](EffectFrame& f, const EffectParams&) { FxRollChannels(f); }},
+      {.name = "Power curve",
+       .category = "Color",
+       .sliders = {Slider("Power curve", 1, 99, 99)},
+       .description = "Drains colour from dark pixels along a bias curve; lower values grey more of the picture",
+       .run = [](EffectFrame& f, const EffectParams& p) { FxPowerCurve(f, p[0] / 100.0f); }},
+      {.name = "Posterize",
+       .category = "Color",
+       .sliders = {Slider("Posterize", 0, 255, 64)},
+       .description = "Reduces each channel to levels this many samples apart (0 leaves the frame)",
+       .run =
+           [](EffectFrame& f, const EffectParams& p) {
+             if (p[0] == 0.0f) return;
+             FastPosterize(f.work.rgb(), f.host.rgb(), RoundHalfEven(p[0]));
+           }},
+  };
 
   return effects;
 }

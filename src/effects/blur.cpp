@@ -1,12 +1,13 @@
 // Blur, diffusion and sharpening. None of the routines composites through the alpha plane
 // after the fact: the Gaussian-based ones end with the level mix, and the zoom and motion
 // blurs and the unsharp mask's blur mix through the alpha inside their kernels.
+#include "filters/blur.h"
+
 #include <algorithm>
 #include <cmath>
 
 #include "core/convert.h"
 #include "effects/families.h"
-#include "filters/blur.h"
 #include "filters/convolve.h"
 #include "filters/parallel.h"
 
@@ -56,8 +57,8 @@ void FxUnsharpMask(EffectFrame& f) {
   const int64_t width = f.width;  // a local bound: byte stores cannot alias it
   ForEachFrameRow(f.width, f.height, 3, [&, width](int32_t y0, int32_t y1) {
     for (int32_t y = y0; y < y1; ++y) {
-      for (auto [host, work] : {std::pair{f.host.r, f.work.r}, std::pair{f.host.g, f.work.g},
-                                std::pair{f.host.b, f.work.b}}) {
+      for (auto [host, work] :
+           {std::pair{f.host.r, f.work.r}, std::pair{f.host.g, f.work.g}, std::pair{f.host.b, f.work.b}}) {
         const uint8_t* h = host.row(y);
         uint8_t* w = work.row(y);
         for (int64_t x = 0; x < width; ++x) w[x] = ClampByte(3 * h[x] - 2 * w[x]);

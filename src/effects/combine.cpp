@@ -62,8 +62,8 @@ void InChunks(const Samples& p, int64_t n, PixelFn pixel, ChannelFn channel) {
   uint8_t value[kChunk];  // a grey, a flag or a sample: always a byte
   for (int64_t i0 = 0; i0 < n; i0 += kChunk) {
     const int64_t len = std::min(kChunk, n - i0);
-    pixel(p.swap[0] + i0, p.swap[1] + i0, p.swap[2] + i0, p.frame[0] + i0, p.frame[1] + i0, p.frame[2] + i0,
-          value, len);
+    pixel(p.swap[0] + i0, p.swap[1] + i0, p.swap[2] + i0, p.frame[0] + i0, p.frame[1] + i0, p.frame[2] + i0, value,
+          len);
     for (int k = 0; k < 3; ++k) channel(p.swap[k] + i0, p.frame[k] + i0, p.out[k] + i0, value, len);
   }
 }
@@ -209,8 +209,7 @@ std::span<const EffectDef> CombineEffects() {
        .description = "Cross-fades from the frame (0) to the swap image (255)",
        .run = [](EffectFrame& f, const EffectParams& p) { MixPlanes(f.work.rgb(), f.swap, p[0]); }},
       Combine("Combine add", CombineByTable<&LookupTables::add>, "Frame plus swap image, clipped at white"),
-      Combine("Combine subtract", CombineByTable<&LookupTables::subtract>,
-              "Frame minus swap image, clipped at black"),
+      Combine("Combine subtract", CombineByTable<&LookupTables::subtract>, "Frame minus swap image, clipped at black"),
       Combine("Combine multiply", CombineByTable<&LookupTables::multiply>,
               "Frame times swap image: darkens, white in one leaves the other"),
       Combine("Combine divide", CombineByTable<&LookupTables::divide>, "Frame divided by swap image: brightens"),
@@ -225,8 +224,7 @@ std::span<const EffectDef> CombineEffects() {
               "Adds the swap image's departure from mid-grey to the frame"),
       Combine("Combine greater than", NoValues<FxCombineGreaterThan>,
               "The swap pixel where it is brighter than the frame's"),
-      Combine("Combine less than", NoValues<FxCombineLessThan>,
-              "The swap pixel where it is darker than the frame's"),
+      Combine("Combine less than", NoValues<FxCombineLessThan>, "The swap pixel where it is darker than the frame's"),
       Combine("Combine texturize", NoValues<FxCombineTexturize>,
               "The frame shaded by the swap image's brightness, as a texture"),
       Combine("Combine binary", NoValues<FxCombineBinary>,

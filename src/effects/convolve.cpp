@@ -2,8 +2,9 @@
 // its six parameter slots as the kernel's upper and middle rows; the first parameter, saved
 // before, is the level of the level mix that ends each of them. ConvolveAlpha mixes the
 // result through the alpha plane itself when the alpha-bits flag is 0.
-#include "effects/families.h"
 #include "filters/convolve.h"
+
+#include "effects/families.h"
 
 namespace tessfx {
 namespace {

@@ -30,13 +30,13 @@ constexpr SliderSpec SliderMaxFirst(std::string_view caption, int16_t min, int16
 // What the dispatch fetches for an effect besides the frame itself (flags).
 enum EffectInput : uint32_t {
   kFrameOnly = 0,
-  kSwapImage = 1u << 0,       // the swap planes
-  kSequenceFrame = 1u << 1,   // this frame's picture of the chosen sequence
-  kOtherFrames = 1u << 2,     // other frames of the animation (Tes_GetRFrame ...)
-  kHostGradients = 1u << 3,   // Tes_GetGradient
-  kHostPaper = 1u << 4,       // the paper texture
-  kHostBrush = 1u << 5,       // the current brush
-  kHostDrawing = 1u << 6,     // draws into the host's current frame and restores it
+  kSwapImage = 1u << 0,      // the swap planes
+  kSequenceFrame = 1u << 1,  // this frame's picture of the chosen sequence
+  kOtherFrames = 1u << 2,    // other frames of the animation (Tes_GetRFrame ...)
+  kHostGradients = 1u << 3,  // Tes_GetGradient
+  kHostPaper = 1u << 4,      // the paper texture
+  kHostBrush = 1u << 5,      // the current brush
+  kHostDrawing = 1u << 6,    // draws into the host's current frame and restores it
 };
 inline constexpr uint32_t kHostCalls = kOtherFrames | kHostGradients | kHostPaper | kHostBrush | kHostDrawing;
 

@@ -18,16 +18,16 @@ namespace tessfx {
 struct EffectFrame {
   int32_t width = 0;
   int32_t height = 0;
-  int32_t alpha_bits = 0;    // the host's flag: the alpha composite runs only when it is 0
-  int32_t frame = 0;         // the host's current frame: the time base of animated effects
+  int32_t alpha_bits = 0;  // the host's flag: the alpha composite runs only when it is 0
+  int32_t frame = 0;       // the host's current frame: the time base of animated effects
   int32_t total_frames = 0;
 
   ConstRgbaView host;  // the frame as fetched
   RgbaView work;       // copies of the host planes; the result goes here
 
   // Declared inputs; empty views (and a null host) for effects that do not declare them.
-  ConstRgbView swap;         // the swap image, or the external swap source's frame
-  ConstRgbaView sequence;    // this frame's picture of the chosen sequence, at the frame size
+  ConstRgbView swap;       // the swap image, or the external swap source's frame
+  ConstRgbaView sequence;  // this frame's picture of the chosen sequence, at the frame size
   EffectHost* host_calls = nullptr;
 
   const LookupTables* tables = nullptr;

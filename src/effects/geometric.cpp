@@ -105,9 +105,9 @@ struct DisplaceSource {
   const uint8_t *r, *g, *b;  // host planes
   int64_t stride;
   int32_t width, height;
-  int64_t reach;            // largest |offset|
-  const int64_t* offset;    // offset of each swap sample value
-  const int32_t* wrap_x;    // WrapTable of the width, or nullptr: wrap arithmetically
+  int64_t reach;          // largest |offset|
+  const int64_t* offset;  // offset of each swap sample value
+  const int32_t* wrap_x;  // WrapTable of the width, or nullptr: wrap arithmetically
   const int32_t* wrap_y;
 };
 
@@ -156,8 +156,16 @@ void FxDisplace(EffectFrame& f, float amount) {
     wrap_x = WrapTable(w, reach);
     wrap_y = WrapTable(h, reach);
   }
-  const DisplaceSource src{f.host.r.data, f.host.g.data, f.host.b.data, stride, w, h, reach,
-                           offset.data(), tables ? wrap_x.data() : nullptr, tables ? wrap_y.data() : nullptr};
+  const DisplaceSource src{f.host.r.data,
+                           f.host.g.data,
+                           f.host.b.data,
+                           stride,
+                           w,
+                           h,
+                           reach,
+                           offset.data(),
+                           tables ? wrap_x.data() : nullptr,
+                           tables ? wrap_y.data() : nullptr};
   ForEachPlaneRow(w, h, 3, [&](int32_t y0, int32_t y1) {
     for (int32_t y = y0; y < y1; ++y)
       DisplaceRow(src, y, f.swap.r.row(y), f.swap.g.row(y), f.work.r.row(y), f.work.g.row(y), f.work.b.row(y));

@@ -14,49 +14,123 @@ namespace {
 // The effect list, top to bottom. Headings come from the effects' categories.
 constexpr std::string_view kOrder[] = {
     // Adjust
-    "Color adjustment", "Color add", "Value adjustment", "Threshold", "Saturation", "Hue / Sat / Value", "Tint",
+    "Color adjustment",
+    "Color add",
+    "Value adjustment",
+    "Threshold",
+    "Saturation",
+    "Hue / Sat / Value",
+    "Tint",
     // Color
-    "Map to gradient", "Negative", "Invert value", "Swap channels", "Roll channels", "8 bit ordered dither",
-    "8 bit random dither", "1 bit ordered dither", "1 bit random dither", "Power curve", "Posterize",
+    "Map to gradient",
+    "Negative",
+    "Invert value",
+    "Swap channels",
+    "Roll channels",
+    "8 bit ordered dither",
+    "8 bit random dither",
+    "1 bit ordered dither",
+    "1 bit random dither",
+    "Power curve",
+    "Posterize",
     // Blur
-    "Simple blur", "Gaussian blur", "Motion blur", "Zoom blur", "Mystic vision", "Shadow vision",
+    "Simple blur",
+    "Gaussian blur",
+    "Motion blur",
+    "Zoom blur",
+    "Mystic vision",
+    "Shadow vision",
     // Photographic
-    "Light diffusion", "Dark diffusion", "Fisheye", "Fog filter", "Sunset filter", "Day for night",
+    "Light diffusion",
+    "Dark diffusion",
+    "Fisheye",
+    "Fog filter",
+    "Sunset filter",
+    "Day for night",
     // Sharpen
-    "Sharpen", "Unsharp mask", "Digital photo enhance",
+    "Sharpen",
+    "Unsharp mask",
+    "Digital photo enhance",
     // Convolve
-    "Grey emboss", "Color emboss", "Edge detect", "Sobel edge detect", "Maximize", "Median", "Minimize", "MaxMin",
+    "Grey emboss",
+    "Color emboss",
+    "Edge detect",
+    "Sobel edge detect",
+    "Maximize",
+    "Median",
+    "Minimize",
+    "MaxMin",
     "MinMax",
     // Noise
-    "Value noise", "Color noise", "Jitter", "Film grain",
+    "Value noise",
+    "Color noise",
+    "Jitter",
+    "Film grain",
     // Transform
-    "Transform", "Wireframe designer", "Globe", "Mosaic", "Wave distort", "Mirage", "Wave in breeze",
+    "Transform",
+    "Wireframe designer",
+    "Globe",
+    "Mosaic",
+    "Wave distort",
+    "Mirage",
+    "Wave in breeze",
     // Video
-    "Slate", "Deinterlace", "Reverse fields", "Reduce flicker", "Video lines",
+    "Slate",
+    "Deinterlace",
+    "Reverse fields",
+    "Reduce flicker",
+    "Video lines",
     // Artistic
-    "Apply current paper", "Wet paint",
+    "Apply current paper",
+    "Wet paint",
     // Combine with swap
-    "Mix buffers", "Transition by alpha", "Combine add", "Combine subtract", "Combine multiply", "Combine divide",
-    "Combine screen", "Combine luminance", "Combine complement", "Combine difference", "Combine around grey",
-    "Combine greater than", "Combine less than", "Combine texturize", "Combine binary", "Combine And", "Combine Or",
+    "Mix buffers",
+    "Transition by alpha",
+    "Combine add",
+    "Combine subtract",
+    "Combine multiply",
+    "Combine divide",
+    "Combine screen",
+    "Combine luminance",
+    "Combine complement",
+    "Combine difference",
+    "Combine around grey",
+    "Combine greater than",
+    "Combine less than",
+    "Combine texturize",
+    "Combine binary",
+    "Combine And",
+    "Combine Or",
     "Combine Xor",
     // Composite with swap
-    "Greenscreen", "Bluescreen", "Color key",
+    "Greenscreen",
+    "Bluescreen",
+    "Color key",
     // Composite with sequence
-    "Greenscreen sequence", "Bluescreen sequence", "Color key sequence", "Alpha comp", "Cell edge comp",
+    "Greenscreen sequence",
+    "Bluescreen sequence",
+    "Color key sequence",
+    "Alpha comp",
+    "Cell edge comp",
     // Displace by swap
-    "Displace", "Cloaking displace", "Pool displace",
+    "Displace",
+    "Cloaking displace",
+    "Pool displace",
     // Animated
-    "Perlin noise", "Color perlin noise", "Ghost", "Snowfall", "Old film", "Lens flare",
+    "Perlin noise",
+    "Color perlin noise",
+    "Ghost",
+    "Snowfall",
+    "Old film",
+    "Lens flare",
     // Brush
     "Wave brush in breeze",
 };
 
 std::vector<std::reference_wrapper<const EffectDef>> BuildEffects() {
   std::map<std::string_view, const EffectDef*> defined;
-  for (auto family : {AdjustEffects, LookEffects, BlurEffects, ConvolveEffects, RankEffects, NoiseEffects,
-                      VideoEffects, CombineEffects, GeometricEffects, KeyingEffects, GenerativeEffects,
-                      DistortionEffects})
+  for (auto family : {AdjustEffects, LookEffects, BlurEffects, ConvolveEffects, RankEffects, NoiseEffects, VideoEffects,
+                      CombineEffects, GeometricEffects, KeyingEffects, GenerativeEffects, DistortionEffects})
     for (const EffectDef& e : family())
       if (!defined.emplace(e.name, &e).second)
         Fail(ErrorKind::Software, "effect \"" + std::string(e.name) + "\" is defined twice");
@@ -64,7 +138,8 @@ std::vector<std::reference_wrapper<const EffectDef>> BuildEffects() {
   std::set<std::string_view> closed_categories;
   for (std::string_view name : kOrder) {
     const auto it = defined.find(name);
-    if (it == defined.end()) Fail(ErrorKind::Software, "the effect list names \"" + std::string(name) + "\", which no family defines");
+    if (it == defined.end())
+      Fail(ErrorKind::Software, "the effect list names \"" + std::string(name) + "\", which no family defines");
     const EffectDef& e = *it->second;
     // A category's effects stand together under one heading.
     if (!ordered.empty() && ordered.back().get().category != e.category) {
@@ -187,7 +262,7 @@ const std::vector<std::string>& List1Rows() {
 std::vector<std::string> NearestEffectNames(std::string_view name, size_t count) {
   const std::string typed = LowerCase(name.substr(0, kComparedLength));
   struct Scored {
-    bool contains;   // the name holds what was typed (at least three letters of it)
+    bool contains;  // the name holds what was typed (at least three letters of it)
     size_t distance;
     std::string_view name;
   };
@@ -211,7 +286,8 @@ std::vector<std::string> NearestEffectNames(std::string_view name, size_t count)
 
 std::string UnknownEffectMessage(std::string_view name) {
   std::string hint;
-  for (const std::string& n : NearestEffectNames(name)) hint += (hint.empty() ? " (did you mean \"" : ", \"") + n + "\"";
+  for (const std::string& n : NearestEffectNames(name))
+    hint += (hint.empty() ? " (did you mean \"" : ", \"") + n + "\"";
   return "unknown effect \"" + ShownName(name) + "\"" + (hint.empty() ? "" : hint + "?)");
 }
 

@@ -21,8 +21,8 @@
 namespace tessfx {
 
 struct PreviewPoint {
-  double fx = 0;  // 0..1 across the frame
-  double fy = 0;  // 0..1 down the frame
+  double fx = 0;                // 0..1 across the frame
+  double fy = 0;                // 0..1 down the frame
   uint8_t r = 0, g = 0, b = 0;  // the untouched frame's colour under the pointer
 };
 

@@ -25,8 +25,8 @@ void AlphaRange(const uint8_t* alpha, int32_t width, uint8_t& lo, uint8_t& hi) {
 }
 
 // Vectorises as written; cloned for AVX2 where available.
-[[gnu::target_clones("avx2", "default")]] void ConstantRun(uint8_t* work, const uint8_t* other, int64_t n,
-                                                             float keep, float take) {
+[[gnu::target_clones("avx2", "default")]] void ConstantRun(uint8_t* work, const uint8_t* other, int64_t n, float keep,
+                                                           float take) {
   for (int64_t i = 0; i < n; ++i)
     work[i] = RoundToByteF(static_cast<float>(work[i]) * keep + static_cast<float>(other[i]) * take);
 }
@@ -74,9 +74,7 @@ void Blend(RgbView work, ConstRgbView other, const BlendWeights& weights) {
     BlendConstant(work, other, weights.keep, weights.take);
 }
 
-void Overlay_b(RgbView work, ConstRgbView host, ConstPlaneView alpha, uint8_t /*flag*/) {
-  Blend(work, host, {alpha});
-}
+void Overlay_b(RgbView work, ConstRgbView host, ConstPlaneView alpha, uint8_t /*flag*/) { Blend(work, host, {alpha}); }
 
 void LevelMix(RgbView work, ConstRgbView host, float level) {
   const float w = level / 255.0f;

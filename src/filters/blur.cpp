@@ -25,7 +25,7 @@ namespace {
 // samples side by side, which vectorises across the block: columns as they lie, rows
 // after a transposition into the block.
 
-constexpr int32_t kBlock = 32;  // columns filtered together (a multiple of any vector width)
+constexpr int32_t kBlock = 32;      // columns filtered together (a multiple of any vector width)
 constexpr int kLanes = kBlock / 8;  // vectors of eight floats per block row
 constexpr int kPasses = 3;
 
@@ -58,8 +58,7 @@ inline int64_t Mirror(int64_t j, int64_t n) {
 }
 
 // One extended-box pass down the n rows of a block (kBlock floats per row).
-[[gnu::target_clones("avx2", "default")]] void BoxPass(const float* in, float* out, int64_t n,
-                                                       const ExtendedBox& box) {
+[[gnu::target_clones("avx2", "default")]] void BoxPass(const float* in, float* out, int64_t n, const ExtendedBox& box) {
   using vec8::F;
   F sum[kLanes] = {};
   for (int64_t k = -box.r; k <= box.r; ++k) {
@@ -177,8 +176,7 @@ void GaussianPlane(uint8_t* plane, int64_t w, int64_t h, const ExtendedBox& box,
 
 // The mean of `count` samples (sums in acc) into bytes, half-way values to even; double
 // division is exact enough that a half-way quotient is exactly half-way.
-[[gnu::target_clones("avx2", "default")]] void MeanToBytes(const uint32_t* acc, int64_t n, double count,
-                                                           uint8_t* out) {
+[[gnu::target_clones("avx2", "default")]] void MeanToBytes(const uint32_t* acc, int64_t n, double count, uint8_t* out) {
   for (int64_t x = 0; x < n; ++x) out[x] = RoundToByte(acc[x] / count);
 }
 

@@ -57,7 +57,7 @@ using vec8::Splat;
 }
 
 [[gnu::target_clones("avx2", "default")]] void HsvRun(const HsvParams& p, uint8_t* r, uint8_t* g, uint8_t* b,
-                                                        int64_t n) {
+                                                      int64_t n) {
   int64_t i = 0;
   for (; i + 8 <= n; i += 8) HsvLanes(p, r + i, g + i, b + i);
   if (i < n) {

@@ -63,7 +63,8 @@ void TwoPasses(const uint8_t* const (&host)[3], uint8_t* const (&work)[3], int32
     first_row(y0);
     for (int32_t y = y0; y < y1; ++y) {
       first_row(y + 1);
-      for (int c = 0; c < 3; ++c) PassRow(slot(y - 1, c), slot(y, c), slot(y + 1, c), work[c] + y * stride, width, second);
+      for (int c = 0; c < 3; ++c)
+        PassRow(slot(y - 1, c), slot(y, c), slot(y + 1, c), work[c] + y * stride, width, second);
     }
   });
 }

@@ -76,8 +76,9 @@ void ApplyColorNoise(RgbView work, ConstPlaneView alpha, uint8_t flag, int32_t a
 
 void FastJitter(RgbView work, ConstRgbView host, ConstPlaneView alpha, int32_t amount, int32_t flag, int32_t frame) {
   const int32_t width = work.r.width, height = work.r.height;
-  const JitterSource src{host.r.data, host.g.data, host.b.data, alpha.data, host.r.stride, width, height,
-                         (std::clamp(amount, 0, 100) + 9) / 10, flag == 0};
+  const JitterSource src{host.r.data,   host.g.data, host.b.data, alpha.data,
+                         host.r.stride, width,       height,      (std::clamp(amount, 0, 100) + 9) / 10,
+                         flag == 0};
   ForEachFrameRow(width, height, 3, [&](int32_t y0, int32_t y1) {
     for (int32_t y = y0; y < y1; ++y)
       JitterRow(src, y, RowKey(RandomStream::Jitter, frame, y), work.r.row(y), work.g.row(y), work.b.row(y));

@@ -44,9 +44,10 @@ void FastTint(RgbView work, ConstRgbView host, int32_t red, int32_t green, int32
   std::array<Table, 3> t{};
   for (int c = 0; c < 3; ++c)
     for (int32_t v = 0; v < 256; ++v) t[c][v] = ClampByte((v * tint[c] + 127) / 255);
-  ForEachRowPair(work, host, [&](const uint8_t* r, const uint8_t* g, const uint8_t* b, uint8_t* wr, uint8_t* wg, uint8_t* wb) {
-                    MapLumaRow(r, g, b, wr, wg, wb, width, t[0], t[1], t[2]);
-                  });
+  ForEachRowPair(work, host,
+                 [&](const uint8_t* r, const uint8_t* g, const uint8_t* b, uint8_t* wr, uint8_t* wg, uint8_t* wb) {
+                   MapLumaRow(r, g, b, wr, wg, wb, width, t[0], t[1], t[2]);
+                 });
 }
 
 void FastPosterize(RgbView work, ConstRgbView host, int32_t step) {
@@ -56,26 +57,28 @@ void FastPosterize(RgbView work, ConstRgbView host, int32_t step) {
   const int32_t last_bin = 255 / step;
   Table t{};
   for (int32_t v = 0; v < 256; ++v) t[v] = RoundToByte((v / step) * 255.0 / last_bin);
-  ForEachRowPair(work, host, [&](const uint8_t* r, const uint8_t* g, const uint8_t* b, uint8_t* wr, uint8_t* wg, uint8_t* wb) {
-                    MapRow(r, wr, width, t);
-                    MapRow(g, wg, width, t);
-                    MapRow(b, wb, width, t);
-                  });
+  ForEachRowPair(work, host,
+                 [&](const uint8_t* r, const uint8_t* g, const uint8_t* b, uint8_t* wr, uint8_t* wg, uint8_t* wb) {
+                   MapRow(r, wr, width, t);
+                   MapRow(g, wg, width, t);
+                   MapRow(b, wb, width, t);
+                 });
 }
 
 void FastThreshold(RgbView work, ConstRgbView host, int32_t level, int32_t per_channel) {
   const int32_t width = work.r.width;
   Table t{};
   for (int32_t v = 0; v < 256; ++v) t[v] = v >= level ? 255 : 0;
-  ForEachRowPair(work, host, [&](const uint8_t* r, const uint8_t* g, const uint8_t* b, uint8_t* wr, uint8_t* wg, uint8_t* wb) {
-                    if (per_channel) {
-                      MapRow(r, wr, width, t);
-                      MapRow(g, wg, width, t);
-                      MapRow(b, wb, width, t);
-                    } else {
-                      MapLumaRow(r, g, b, wr, wg, wb, width, t, t, t);
-                    }
-                  });
+  ForEachRowPair(work, host,
+                 [&](const uint8_t* r, const uint8_t* g, const uint8_t* b, uint8_t* wr, uint8_t* wg, uint8_t* wb) {
+                   if (per_channel) {
+                     MapRow(r, wr, width, t);
+                     MapRow(g, wg, width, t);
+                     MapRow(b, wb, width, t);
+                   } else {
+                     MapLumaRow(r, g, b, wr, wg, wb, width, t, t, t);
+                   }
+                 });
 }
 
 }  // namespace tessfx

@@ -11,9 +11,7 @@ namespace tessfx {
 
 // The grey of a pixel: 0.299 / 0.587 / 0.114 in 8.8 fixed point (77 + 150 + 29 = 256),
 // rounded, so white stays 255 and the same integers give the same grey everywhere.
-constexpr uint8_t Luma(uint32_t r, uint32_t g, uint32_t b) {
-  return ClampByte((77 * r + 150 * g + 29 * b + 128) >> 8);
-}
+constexpr uint8_t Luma(uint32_t r, uint32_t g, uint32_t b) { return ClampByte((77 * r + 150 * g + 29 * b + 128) >> 8); }
 
 // Colours the frame's grey with (red, green, blue): each channel = grey * tint / 255,
 // rounded half up ((grey * tint + 127) / 255; 255 is odd, so no exact ties arise). White

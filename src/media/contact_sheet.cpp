@@ -10,8 +10,8 @@
 namespace tessfx {
 namespace {
 
-constexpr int kGap = 8;          // pixels between cells and around the sheet
-constexpr int kTitleSize = 14;   // font sizes in pixels
+constexpr int kGap = 8;         // pixels between cells and around the sheet
+constexpr int kTitleSize = 14;  // font sizes in pixels
 constexpr int kNoteSize = 11;
 constexpr int kTextHeight = kTitleSize + kNoteSize + 10;
 constexpr float kGround[3] = {0.12f, 0.12f, 0.13f};
@@ -54,7 +54,8 @@ std::array<Plane, 3> ComposeContactSheet(const std::vector<SheetCell>& cells, in
       OIIO::ImageBufAlgo::render_box(sheet, x0 + 1, y0 + 1, x0 + w - 2, y0 + h - 2, mark);
     }
     Text(sheet, x0, y0 + h + kTitleSize + 2, c.title, kTitleSize, title);
-    if (!c.note.empty()) Text(sheet, x0, y0 + h + kTitleSize + kNoteSize + 6, c.note, kNoteSize, c.marked ? mark : note);
+    if (!c.note.empty())
+      Text(sheet, x0, y0 + h + kTitleSize + kNoteSize + 6, c.note, kNoteSize, c.marked ? mark : note);
   }
   const OIIO::ImageSpec& spec = sheet.spec();
   std::array<Plane, 3> out = {Plane(spec.width, spec.height), Plane(spec.width, spec.height),

@@ -10,7 +10,7 @@ namespace tessfx {
 struct SheetCell {
   ConstRgbView picture;  // every cell of one sheet has the same size
   std::string title;
-  std::string note;  // a second, smaller line
+  std::string note;     // a second, smaller line
   bool marked = false;  // drawn with a red frame and note, for pictures that are placeholders
 };
 

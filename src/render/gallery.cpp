@@ -45,8 +45,8 @@ std::shared_ptr<EmbeddedHost> GalleryHost(const GalleryOptions& o) {
     host->OpenDocument(o.input);
   }
   if (o.frame < 0 || o.frame >= host->tes_GetTotalFrames())
-    Fail(ErrorKind::Usage, "--frame " + std::to_string(o.frame) + " is outside 0.." +
-                               std::to_string(host->tes_GetTotalFrames() - 1));
+    Fail(ErrorKind::Usage,
+         "--frame " + std::to_string(o.frame) + " is outside 0.." + std::to_string(host->tes_GetTotalFrames() - 1));
   host->Tes_GotoFrame(o.frame);
   const int32_t w = host->Tes_BufferWidth(), h = host->Tes_BufferHeight();
   Plane r(w, h), g(w, h), b(w, h);

@@ -15,8 +15,8 @@ namespace tessfx {
 struct GalleryOptions {
   int32_t cell_width = 240;  // each picture of the sheet; the built-in frame has this size
   int32_t cell_height = 135;
-  std::string input;  // an animation, sequence or image instead of the built-in scene
-  int32_t frame = 12;  // frame of the input (of the built-in scene's 48)
+  std::string input;           // an animation, sequence or image instead of the built-in scene
+  int32_t frame = 12;          // frame of the input (of the built-in scene's 48)
   std::string scratch_folder;  // where the sequence picture is written for the sequence effects
 };
 

@@ -36,8 +36,8 @@ class EffectRig {
 
   // The dispatch's copy of the host planes into the working planes.
   EffectRig& Fetch() {
-    for (auto [from, to] : {std::pair{&host_.r, &work_.r}, std::pair{&host_.g, &work_.g},
-                            std::pair{&host_.b, &work_.b}, std::pair{&host_.a, &work_.a}})
+    for (auto [from, to] : {std::pair{&host_.r, &work_.r}, std::pair{&host_.g, &work_.g}, std::pair{&host_.b, &work_.b},
+                            std::pair{&host_.a, &work_.a}})
       to->CopyFrom(*from);
     return *this;
   }

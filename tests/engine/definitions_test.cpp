@@ -80,24 +80,27 @@ const std::map<uint32_t, std::set<std::string>> kOperationsOfInput = {
     {kOtherFrames, {"Tes_GetRFrame", "Tes_GetGFrame", "Tes_GetBFrame"}},
     {kHostGradients, {"Tes_GetGradient"}},
     {kHostPaper, {"Tes_GetPaperWidth", "Tes_GetPaperHeight", "tes_GetBump"}},
-    {kHostBrush, {"Tes_GetBrushWidth", "Tes_GetBrushHeight", "Tes_GetBrushrBuffer", "Tes_GetBrushgBuffer",
-                  "Tes_GetBrushbBuffer", "Tes_GetBrushaBuffer"}},
-    {kHostDrawing, {"tes_clearbuffer", "Tes_RenderLensFlare", "Tes_GetRBuffer", "Tes_GetGBuffer", "Tes_GetBBuffer",
-                    "tes_setrbuffer", "tes_setgbuffer", "tes_setbbuffer"}},
+    {kHostBrush,
+     {"Tes_GetBrushWidth", "Tes_GetBrushHeight", "Tes_GetBrushrBuffer", "Tes_GetBrushgBuffer", "Tes_GetBrushbBuffer",
+      "Tes_GetBrushaBuffer"}},
+    {kHostDrawing,
+     {"tes_clearbuffer", "Tes_RenderLensFlare", "Tes_GetRBuffer", "Tes_GetGBuffer", "Tes_GetBBuffer", "tes_setrbuffer",
+      "tes_setgbuffer", "tes_setbbuffer"}},
 };
-const std::set<std::string> kDispatchOperations = {"Tes_GetRBuffer",   "Tes_GetGBuffer",     "Tes_GetBBuffer",
-                                                   "Tes_GetaBuffer",   "Tes_GetAlphabits",   "Tes_BufferHeight",
-                                                   "Tes_BufferWidth",  "tes_GetTotalFrames", "tes_Getcurrentframe"};
+const std::set<std::string> kDispatchOperations = {"Tes_GetRBuffer",  "Tes_GetGBuffer",     "Tes_GetBBuffer",
+                                                   "Tes_GetaBuffer",  "Tes_GetAlphabits",   "Tes_BufferHeight",
+                                                   "Tes_BufferWidth", "tes_GetTotalFrames", "tes_Getcurrentframe"};
 
 TEST(Definitions, EffectsAskTheHostOnlyForWhatTheyDeclare) {
   for (const EffectDef& e : Effects()) {
     if (!e.implemented()) continue;
     std::vector<std::string> calls;
     TestFrame f(130, 6, 3, [&calls](std::shared_ptr<EmbeddedHost> inner) {
-      return std::make_shared<LateBoundHost>([inner, &calls](std::string_view name, std::vector<AutomationValue>& args) {
-        calls.emplace_back(name);
-        return inner->Call(name, args);
-      });
+      return std::make_shared<LateBoundHost>(
+          [inner, &calls](std::string_view name, std::vector<AutomationValue>& args) {
+            calls.emplace_back(name);
+            return inner->Call(name, args);
+          });
     });
     Prepare(f, 130, 6, 0);
     f.host().Tes_GotoFrame(2);
@@ -149,8 +152,9 @@ TEST(Definitions, PlanesOfAnotherSizeThanReportedAreRefusedBeforeAnyEffectRuns) 
   for (const EffectDef& e : Effects()) {
     if (!e.implemented()) continue;
     for (int32_t reported : {64, 4})
-      EXPECT_NE(DispatchOnLyingHost(e, reported, false).find("planes are 8x8, but it reports frames of " +
-                                                              std::to_string(reported) + "x" + std::to_string(reported)),
+      EXPECT_NE(DispatchOnLyingHost(e, reported, false)
+                    .find("planes are 8x8, but it reports frames of " + std::to_string(reported) + "x" +
+                          std::to_string(reported)),
                 std::string::npos)
           << e.name;
     if (e.Uses(kSwapImage)) {

@@ -4,10 +4,11 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "engine/catalogue.h"
 #include "host/scratch_folder.h"
 #include "media/image_io.h"
-#include <filesystem>
 #include "run_tessfx.h"
 
 namespace tessfx {
