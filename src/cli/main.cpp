@@ -42,6 +42,7 @@ int main(int argc, char** argv) {
   tessfx::cli::AddKeysCommand(app);
   tessfx::cli::AddEffectsCommand(app);
   tessfx::cli::AddApplyCommand(app);
+  tessfx::cli::AddGalleryCommand(app);
 
   // No command: the list of commands. An unknown one: the same, after saying so.
   if (!Asked(argc, argv, {"-h", "--help", "--help-all", "--version"})) {

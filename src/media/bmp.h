@@ -68,6 +68,11 @@ int MaskToByteIndex(uint32_t mask);
 // Bytes of one stored row for the bit counts the reader decodes (8, 24, 32); 0 for others.
 int64_t BmpRowSize(int64_t width, int bit_count);
 
+// Writes a frame as a 32-bit BMP (blue, green, red and alpha per pixel, bottom row first),
+// which the reader takes with its alpha. Written under a temporary name and renamed into
+// place; throws an Error naming the file.
+void WriteBmp32(const std::string& path, const Plane& red, const Plane& green, const Plane& blue, const Plane& alpha);
+
 class BmpReader {
  public:
   // Reads the headers, the colour table and the pixel rows. Returns kBmpLoaded or one of
