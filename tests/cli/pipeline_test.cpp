@@ -267,6 +267,7 @@ TEST_F(Pipeline, MistakesAreRefusedBeforeAnyWorkWithOneLineAndTheirCode) {
       {{"render", "plate.####.png", "-o", "o.####.png", "--effect", "Negative", "--frames", "1-3"}, 64,
        "frame 1 is outside the animation (frames 1001..1005)"},
       {{"apply", "plate.####.png", "-o", "o.png", "--effect", "Negative", "--frame", "5"}, 64, "outside 1001..1005"},
+      {{"gallery", "o.png", "--input", "plate.####.png", "--frame", "1006"}, 64, "outside 1001..1005"},
       // The source is never re-encoded by a pattern that names it, unless asked.
       {{"convert", "plate.####.png", "plate.%04d.png"}, 64, "would replace the input file plate.1001.png"},
       {{"render", "plate.####.png", "-o", "plate.####.png", "--effect", "Negative", "--frames", "1003"}, 64,
