@@ -24,7 +24,13 @@ std::pair<int32_t, int32_t> ParseSize(const std::string& text) {
 
 std::unique_ptr<EmbeddedHost> MakeHost() { return std::make_unique<EmbeddedHost>(EmbeddedHostOptions{}); }
 
-void Say(const std::string& line) { std::cout << line << std::endl; }
+void Say(const std::string& line) { std::cout << EscapeControls(line, true) << std::endl; }
+
+int ReportFailure(int code, const std::string& message) {
+  std::cout.flush();  // what was said before stays before the error
+  std::cerr << "tessfx: " << OneLineMessage(message) << std::endl;
+  return code;
+}
 
 void AddDocumentOptions(CLI::App* cmd, DocumentOptions& options) {
   cmd->add_option("--alpha", options.alpha_mask, "Greyscale image of the frame size used as every frame's alpha");

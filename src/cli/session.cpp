@@ -1,5 +1,7 @@
 #include "cli/session.h"
 
+#include "core/error.h"
+
 #include <unistd.h>
 
 #include <atomic>
@@ -38,7 +40,7 @@ InterruptGuard::~InterruptGuard() { ::sigaction(SIGINT, &previous_, nullptr); }
 
 bool InterruptGuard::interrupted() const { return g_interrupted.load(); }
 
-void ConsoleWindow::MessageBox(const std::string& text) { std::cerr << "tessfx: " << text << "\n"; }
+void ConsoleWindow::MessageBox(const std::string& text) { std::cerr << "tessfx: " << OneLineMessage(text) << "\n"; }
 
 ConsoleProgress::ConsoleProgress(int32_t frames, const InterruptGuard& interrupt)
     : frames_(frames), interrupt_(interrupt), tty_(::isatty(STDOUT_FILENO) == 1),
