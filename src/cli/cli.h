@@ -8,6 +8,8 @@
 #include <utility>
 
 #include "host/embedded/embedded_host.h"
+#include "media/input_limits.h"
+#include "media/sequence.h"
 
 namespace tessfx::cli {
 
@@ -45,11 +47,16 @@ struct DocumentOptions {
   int32_t alpha_bits = 0;  // --alphabits N: the document's alpha-bits flag
   // BMP input only: the frame size the pictures are fitted to (default: the first picture's).
   std::optional<std::pair<int32_t, int32_t>> bmp_size;
+  InputLimits limits;  // --max-pixels, --max-frames
 };
 void AddDocumentOptions(CLI::App* cmd, DocumentOptions& options);
 // Opens `path` in the host (.bmp pictures and sequences through the BMP reader), then applies
 // the options (mask size checked against the frames).
 void OpenDocumentWithOptions(EmbeddedHost& host, const std::string& path, const DocumentOptions& options);
+// Describes the document at `path` from its headers, as OpenDocumentWithOptions would read it.
+DocumentInfo ProbeDocumentWithOptions(const std::string& path, const DocumentOptions& options);
+// The sequence whose first file `--sequence` names; the file must be there.
+SequenceSettings SequenceOption(const std::string& first_file);
 
 // Refuses an output that would keep one frame of a longer animation (a plain image name),
 // before any work is done: the message suggests a sequence pattern or a .tsa instead.

@@ -93,12 +93,6 @@ void WriteResult(const std::string& path, const ImageState& s) {
   out.SaveDocument(path);
 }
 
-std::string JoinNames(const std::vector<std::string>& names) {
-  std::string s;
-  for (const std::string& n : names) s += (s.empty() ? "\"" : ", \"") + n + "\"";
-  return s;
-}
-
 void Apply(const ApplyOptions& o) {
   std::shared_ptr<EmbeddedHost> host = MakeHost();
   OpenDocumentWithOptions(*host, o.input, o.document);
@@ -121,8 +115,7 @@ void Apply(const ApplyOptions& o) {
   }
 
   ParameterPanel panel;
-  if (!panel.SelectEffect(o.effect))
-    Fail(ErrorKind::Usage, "unknown effect \"" + o.effect + "\"; nearest: " + JoinNames(NearestEffectNames(o.effect)));
+  if (!panel.SelectEffect(o.effect)) Fail(ErrorKind::Usage, UnknownEffectMessage(o.effect));
   const EffectSpec& effect = *panel.SelectedEffect();
   if (!effect.implemented()) Fail(ErrorKind::Usage, "effect \"" + o.effect + "\" is not implemented yet");
   SetSliderValues(panel, effect, ParseValues(o.values));
@@ -134,10 +127,7 @@ void Apply(const ApplyOptions& o) {
     if (text.rfind("Timeline editor", 0) != 0) caption_message = text;  // the reader's messages
   };
   SequenceSettings sequence;
-  if (!o.sequence.empty()) {
-    if (!FileExists(o.sequence)) Fail(ErrorKind::NoInput, "--sequence " + o.sequence + ": no such file");
-    sequence = SequenceFromFirstFile(o.sequence);
-  }
+  if (!o.sequence.empty()) sequence = SequenceOption(o.sequence);
   hooks.sequence_file = [&sequence](int32_t frame) { return SequenceFrameFileName(sequence, frame); };
   FrameDispatcher dispatcher(image, std::move(hooks));
   const std::array<float, 6> v = panel.SliderValues();

@@ -106,7 +106,8 @@ void AddEffectOptions(CLI::App* cmd, EffectOptions& o, bool with_values) {
 void SetUpEffect(Editor& editor, const EffectOptions& o, bool need_routine) {
   if (!o.project.empty()) {
     const Project p = ReadProjectFile(o.project);
-    if (need_routine && !FindEffectOrFail(p.effect).implemented())
+    // An unknown name is the file's fault (ApplyProject says so), as in every other command.
+    if (const EffectSpec* e = FindEffect(p.effect); need_routine && e && !e->implemented())
       Fail(ErrorKind::Usage, "effect \"" + p.effect + "\" is not available in this build yet");
     ApplyProject(editor, p);
     editor.panel().SuppressPreview = 255;
@@ -184,10 +185,7 @@ void AddRenderCommand(CLI::App& app) {
         s.host->LoadSwapImage(o->swap);
       }
     }
-    if (!o->sequence.empty()) {
-      if (!FileExists(o->sequence)) Fail(ErrorKind::NoInput, "--sequence " + o->sequence + ": no such file");
-      editor.sequence = SequenceFromFirstFile(o->sequence);
-    }
+    if (!o->sequence.empty()) editor.sequence = SequenceOption(o->sequence);
     const int32_t total = editor.host().tes_GetTotalFrames();
     std::optional<FrameSelection> selection;
     if (!o->frames.empty()) selection = FrameSelection::Parse(o->frames, total);

@@ -37,15 +37,32 @@ void AddDocumentOptions(CLI::App* cmd, DocumentOptions& options) {
   cmd->add_option("--alphabits", options.alpha_bits, "The document's alpha-bits flag (0 off)")
       ->check(CLI::NonNegativeNumber)
       ->capture_default_str();
+  cmd->add_option("--max-pixels", options.limits.max_pixels,
+                  "Most pixels a frame or picture read may have (up to " + std::to_string(kMaxFramePixels) + ")")
+      ->check(CLI::Range(int64_t{1}, kMaxFramePixels))
+      ->capture_default_str();
+  cmd->add_option("--max-frames", options.limits.max_frames, "Most frames an animation or sequence read may have")
+      ->check(CLI::Range(1, kMaxFrames))
+      ->capture_default_str();
 }
 
 void OpenDocumentWithOptions(EmbeddedHost& host, const std::string& path, const DocumentOptions& options) {
-  if (LowerExtension(path) == ".bmp")
+  host.set_input_limits(options.limits);
+  if (IsBmpDocument(path))
     ReadBmpSequenceIntoHost(host, path, options.bmp_size);
   else
     host.OpenDocument(path);
   if (!options.alpha_mask.empty()) host.LoadAlphaMask(options.alpha_mask);
   host.set_alpha_bits(options.alpha_bits);
+}
+
+DocumentInfo ProbeDocumentWithOptions(const std::string& path, const DocumentOptions& options) {
+  return IsBmpDocument(path) ? ProbeBmpDocument(path, options.limits) : ProbeDocument(path, options.limits);
+}
+
+SequenceSettings SequenceOption(const std::string& first_file) {
+  if (const auto why = NotAnInputFile(first_file)) Fail(ErrorKind::NoInput, "--sequence " + first_file + ": " + *why);
+  return SequenceFromFirstFile(first_file);
 }
 
 void CheckWholeAnimationOutput(const std::string& output, int32_t frames) {

@@ -15,17 +15,35 @@ namespace tessfx {
 
 namespace {
 std::string SysError() { return std::strerror(errno); }
+
+std::string OpenFailure(int error) {
+  return error == ENOENT || error == ENOTDIR ? "no such file" : std::strerror(error);
+}
+
+std::string NotAFile(mode_t mode) {
+  return S_ISDIR(mode) ? "it is a folder" : "it is " + FileTypeName(mode) + ", not a file";
+}
 }  // namespace
 
 InputFile::InputFile(const std::string& path) : path_(path) {
-  fd_ = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (fd_ < 0) Fail(ErrorKind::NoInput, "cannot open " + path + ": " + SysError());
+  // Non-blocking: opening a named pipe waits for a writer, a device may wait for anything.
+  fd_ = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+  if (fd_ < 0) Fail(ErrorKind::NoInput, "cannot open " + path + ": " + OpenFailure(errno));
   struct stat st {};
-  if (::fstat(fd_, &st) == 0 && S_ISDIR(st.st_mode)) {
+  if (::fstat(fd_, &st) != 0 || !S_ISREG(st.st_mode)) {
+    const std::string why = S_ISREG(st.st_mode) ? SysError() : NotAFile(st.st_mode);
     ::close(fd_);
     fd_ = -1;
-    Fail(ErrorKind::NoInput, "cannot open " + path + ": it is a folder");
+    Fail(ErrorKind::NoInput, "cannot open " + path + ": " + why);
   }
+  ::fcntl(fd_, F_SETFL, ::fcntl(fd_, F_GETFL) & ~O_NONBLOCK);
+}
+
+InputFile InputFile::Adopt(int fd, const std::string& path) {
+  InputFile f;
+  f.fd_ = fd;
+  f.path_ = path;
+  return f;
 }
 
 InputFile::~InputFile() {
@@ -70,10 +88,10 @@ void InputFile::ReadExactly(int64_t offset, void* dest, size_t bytes) const {
 }
 
 AtomicOutputFile::AtomicOutputFile(const std::string& path) : path_(path) {
-  std::random_device rd;
+  const std::filesystem::path p(path);
   for (int attempt = 0; attempt < 16 && fd_ < 0; ++attempt) {
-    temp_ = path + ".tmp-" + std::to_string(::getpid()) + "-" + std::to_string(rd() % 1000000);
-    fd_ = ::open(temp_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
+    temp_ = (p.parent_path() / TemporaryNameFor(p.filename().string())).string();
+    fd_ = ::open(temp_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
     if (fd_ < 0 && errno != EEXIST) break;
   }
   if (fd_ < 0) Fail(ErrorKind::CantCreate, "cannot create " + path + ": " + SysError());
@@ -113,8 +131,40 @@ void AtomicOutputFile::Commit() {
 }
 
 bool FileExists(const std::string& path) {
-  std::error_code ec;
-  return !path.empty() && std::filesystem::is_regular_file(path, ec);
+  struct stat st {};
+  return !path.empty() && ::stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode);
+}
+
+std::optional<std::string> NotAnInputFile(const std::string& path) {
+  struct stat st {};
+  if (path.empty()) return "no file named";
+  if (::stat(path.c_str(), &st) != 0) return OpenFailure(errno);
+  if (!S_ISREG(st.st_mode)) return NotAFile(st.st_mode);
+  return std::nullopt;
+}
+
+std::string FileTypeName(mode_t mode) {
+  if (S_ISDIR(mode)) return "a folder";
+  if (S_ISFIFO(mode)) return "a named pipe";
+  if (S_ISCHR(mode)) return "a character device";
+  if (S_ISBLK(mode)) return "a block device";
+  if (S_ISSOCK(mode)) return "a socket";
+  if (S_ISLNK(mode)) return "a link";
+  return "not a regular file";
+}
+
+std::string TemporaryNameFor(const std::string& name) {
+  constexpr size_t kMaxName = 255;  // NAME_MAX of the file systems in use
+  static constexpr char kDigits[] = "0123456789abcdefghijklmnopqrstuvwxyz";
+  std::random_device rd;
+  std::string tag = ".tmp";
+  for (int i = 0; i < 8; ++i) tag += kDigits[rd() % 36];
+  const std::filesystem::path p(name);
+  std::string stem = p.stem().string(), ext = p.extension().string();
+  if (ext.size() > 16) ext.clear();  // not a real extension; nothing looks at it
+  const size_t room = kMaxName - 1 - tag.size() - ext.size();
+  if (stem.size() > room) stem.resize(room);
+  return "." + stem + tag + ext;
 }
 
 std::string JoinPath(const std::string& folder, const std::string& name) {

@@ -1,6 +1,7 @@
 #include "media/image_io.h"
 
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <unistd.h>
 
 #include <OpenImageIO/imageio.h>
@@ -8,12 +9,14 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
-#include <random>
+#include <cstdio>
 
 #include "core/convert.h"
 #include "core/error.h"
+#include "media/bmp.h"
 #include "media/file_util.h"
 #include "media/test_patterns.h"
+#include "media/tsa.h"
 
 namespace tessfx {
 namespace {
@@ -33,12 +36,61 @@ bool AllDigits(std::string_view s) {
   return !s.empty() && std::all_of(s.begin(), s.end(), [](char c) { return c >= '0' && c <= '9'; });
 }
 
-// The reader's or writer's own message, else the library-wide one.
-// Readers report on several lines; messages here are one line each.
-std::string Reason(const std::string& specific) {
-  std::string e = specific.empty() ? OIIO::geterror() : specific;
-  if (e.empty()) return "unknown error";
+// Everything the library printed to standard error while an instance of this lived, kept
+// out of the terminal: some of the libraries it uses print their own line before failing
+// (or for harmless warnings), and a message of ours is one line. What was printed is
+// folded into the failure it belongs to.
+class LibraryOutputCapture {
+ public:
+  LibraryOutputCapture() {
+    std::fflush(stderr);
+    capture_ = ::memfd_create("tessfx-library-output", MFD_CLOEXEC);
+    saved_ = capture_ >= 0 ? ::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3) : -1;
+    if (saved_ < 0 || ::dup2(capture_, STDERR_FILENO) < 0) Restore();
+  }
+  ~LibraryOutputCapture() { Restore(); }
+  LibraryOutputCapture(const LibraryOutputCapture&) = delete;
+  LibraryOutputCapture& operator=(const LibraryOutputCapture&) = delete;
+
+  // What was printed so far (at most a few kilobytes).
+  std::string Text() const {
+    if (capture_ < 0) return {};
+    std::fflush(stderr);
+    char buffer[4096];
+    const ssize_t n = ::pread(capture_, buffer, sizeof buffer, 0);
+    return n > 0 ? std::string(buffer, static_cast<size_t>(n)) : std::string();
+  }
+
+ private:
+  void Restore() {
+    if (saved_ >= 0) {
+      std::fflush(stderr);
+      ::dup2(saved_, STDERR_FILENO);
+      ::close(saved_);
+      saved_ = -1;
+    }
+    if (capture_ >= 0) {
+      ::close(capture_);
+      capture_ = -1;
+    }
+  }
+  int capture_ = -1;
+  int saved_ = -1;
+};
+
+// The library's reasons as one text: the reader's message (or the library-wide one) and
+// what its libraries printed, with the descriptor path it was given replaced by the file's
+// name. OneLineMessage later folds line breaks.
+std::string Reason(std::string specific, const std::string& printed = "", const std::string& given = "",
+                   const std::string& path = "") {
+  std::string e = specific.empty() ? OIIO::geterror() : std::move(specific);
+  std::string_view said = printed;
+  while (!said.empty() && (said.back() == '\n' || said.back() == ' ')) said.remove_suffix(1);
+  if (!said.empty()) e = std::string(said) + (e.empty() ? "" : "\n" + e);
+  if (!given.empty())
+    for (size_t at = 0; (at = e.find(given, at)) != std::string::npos; at += path.size()) e.replace(at, given.size(), path);
   while (!e.empty() && (e.back() == '\n' || e.back() == ' ')) e.pop_back();
+  if (e.empty()) return "unknown error";
   for (size_t at; (at = e.find('\n')) != std::string::npos;) e.replace(at, 1, "; ");
   return e;
 }
@@ -48,12 +100,10 @@ std::string Reason(const std::string& specific) {
 std::string ClaimTempName(const std::string& path) {
   const fs::path p(path);
   const std::string folder = p.parent_path().string();
-  const std::string stem = p.stem().string(), ext = p.extension().string();
-  std::random_device rd;
   for (int attempt = 0; attempt < 16; ++attempt) {
-    const std::string name = stem + ".tmp-" + std::to_string(::getpid()) + "-" + std::to_string(rd() % 1000000) + ext;
+    const std::string name = TemporaryNameFor(p.filename().string());
     const std::string temp = folder.empty() ? name : JoinPath(folder, name);
-    const int fd = ::open(temp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
+    const int fd = ::open(temp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
     if (fd >= 0) {
       ::close(fd);
       return temp;
@@ -70,30 +120,131 @@ void SyncFile(const std::string& temp, const std::string& path) {
   if (!ok) Fail(ErrorKind::IoError, "cannot write " + path + ": " + std::strerror(errno));
 }
 
+// ---- the still-image formats ----
+
+struct StillFormat {
+  const char* name;  // the library's format name
+  const char* label;  // for messages
+  bool by_content;    // recognisable by its contents alone; Targa has no signature
+};
+
+constexpr StillFormat kStillFormats[] = {
+    {"png", "PNG", true},        {"jpeg", "JPEG", true},  {"tiff", "TIFF", true},   {"openexr", "OpenEXR", true},
+    {"bmp", "BMP", true},        {"dpx", "DPX", true},    {"cineon", "Cineon", true}, {"pnm", "PNM", true},
+    {"hdr", "HDR", true},        {"webp", "WebP", true},  {"heif", "HEIF/AVIF", true}, {"targa", "Targa", false},
+};
+
+// Set once for the process: the library must never fall back to trying every reader it has
+// (the format is chosen here), and its own size checks back up ours.
+void ConfigureImageLibrary() {
+  static const bool configured = [] {
+    OIIO::attribute("try_all_readers", 0);
+    OIIO::attribute("limits:imagesize_MB", static_cast<int>(kMaxFramePixels * 4 * 4 >> 20));
+    OIIO::attribute("limits:channels", 256);
+    return true;
+  }();
+  (void)configured;
+}
+
+// The library's format for a file extension ("tif" -> "tiff"), among the still formats.
+std::string FormatForExtension(const std::string& path) {
+  std::string ext = LowerExtension(path);
+  if (ext.size() < 2) return {};
+  ext.erase(0, 1);
+  // "tiff:tif,tiff;jpeg:jpg,jpe,jpeg;..."
+  const std::string list(OIIO::get_string_attribute("extension_list"));
+  for (size_t start = 0; start < list.size();) {
+    size_t end = list.find(';', start);
+    if (end == std::string::npos) end = list.size();
+    const std::string entry = list.substr(start, end - start);
+    start = end + 1;
+    const size_t colon = entry.find(':');
+    if (colon == std::string::npos) continue;
+    const std::string format = entry.substr(0, colon);
+    const std::string exts = "," + entry.substr(colon + 1) + ",";
+    if (exts.find("," + ext + ",") == std::string::npos) continue;
+    for (const StillFormat& f : kStillFormats)
+      if (format == f.name) return format;
+  }
+  return {};
+}
+
+std::string FormatLabels() {
+  std::string text;
+  for (const std::string& name : StillImageFormats())
+    for (const StillFormat& f : kStillFormats)
+      if (name == f.name) text += (text.empty() ? "" : ", ") + std::string(f.label);
+  return text;
+}
+
+// An image file opened for reading: the file held open (a regular file, checked), and the
+// chosen still-image reader reading it through the descriptor, so the file read is the file
+// checked.
+struct OpenedImage {
+  InputFile file;
+  std::string given;  // the name the reader was given: the descriptor under /proc
+  std::unique_ptr<OIIO::ImageInput> in;
+};
+
+OpenedImage OpenStillImage(const std::string& path, const InputLimits& limits) {
+  ConfigureImageLibrary();
+  OpenedImage opened{InputFile(path), {}, nullptr};
+  opened.given = "/proc/self/fd/" + std::to_string(opened.file.fd());
+  uint8_t magic[2] = {};
+  if (opened.file.ReadAt(0, magic, 2) == 2 && magic[0] == 'B' && magic[1] == 'M')
+    if (const std::string why = BmpRefusalForImageLibrary(opened.file, limits); !why.empty())
+      Fail(ErrorKind::BadData, path + ": not a readable image (" + why + ")");
+
+  // The extension's format first, then every format that has a signature.
+  std::vector<std::string> candidates;
+  if (std::string hint = FormatForExtension(path); !hint.empty()) candidates.push_back(hint);
+  for (const StillFormat& f : kStillFormats)
+    if (f.by_content && (candidates.empty() || candidates.front() != f.name)) candidates.push_back(f.name);
+
+  LibraryOutputCapture capture;
+  for (const std::string& format : candidates) {
+    auto reader = OIIO::ImageInput::create(format);
+    if (!reader) {
+      OIIO::geterror();  // this build of the library has no such reader
+      continue;
+    }
+    if (!reader->valid_file(opened.given)) {
+      reader->geterror();
+      OIIO::geterror();
+      continue;
+    }
+    // Alpha is a selection here, not a coverage to premultiply by: colour is read as stored.
+    OIIO::ImageSpec config, spec;
+    config.attribute("oiio:UnassociatedAlpha", 1);
+    if (!reader->open(opened.given, spec, config))
+      Fail(ErrorKind::BadData, path + ": not a readable image (" +
+                                   Reason(reader->geterror(), capture.Text(), opened.given, path) + ")");
+    opened.in = std::move(reader);
+    return opened;
+  }
+  Fail(ErrorKind::BadData, path + ": not a readable image (not " + FormatLabels() + ")");
+}
+
 // The frame geometry of an opened file, validated before any pixel buffer exists.
 struct Layout {
   ImageInfo info;
-  int32_t alpha = -1;              // channel index of alpha, or -1
+  int32_t alpha = -1;               // channel index of alpha, or -1
   std::array<int32_t, 3> colour{};  // channel indices feeding R, G, B
+  int32_t channels_read = 0;        // channels 0..channels_read-1 hold all of them
 };
 
 // Only the geometry and sample types are needed: the light copy leaves names and metadata out.
-Layout CheckLayout(const std::string& path, OIIO::ImageInput& in) {
+Layout CheckLayout(const std::string& path, OIIO::ImageInput& in, const InputLimits& limits) {
   const OIIO::ImageSpec layout = in.spec_dimensions(0);
   if (layout.deep) Fail(ErrorKind::BadData, path + ": deep images are not supported");
   if (layout.depth > 1) Fail(ErrorKind::BadData, path + ": volume images are not supported");
   if (layout.nchannels < 1) Fail(ErrorKind::BadData, path + ": the image has no channels");
   const int64_t w = layout.full_width > 0 ? layout.full_width : layout.width;
   const int64_t h = layout.full_height > 0 ? layout.full_height : layout.height;
-  if (w < 1 || h < 1 || w > kMaxSide || h > kMaxSide || layout.width < 1 || layout.height < 1 ||
-      layout.width > kMaxSide || layout.height > kMaxSide)
-    Fail(ErrorKind::BadData, path + ": image size " + std::to_string(w) + "x" + std::to_string(h) +
-                                 " is outside 1.." + std::to_string(kMaxSide) + " per side");
-  try {
-    PlaneBytes(w, h);
-  } catch (const Error& e) {
-    Fail(ErrorKind::BadData, path + ": " + e.what());
-  }
+  limits.CheckSize(path, w, h);
+  // The stored pixels (the data window) are decoded too, so they are held to the limits as well.
+  if (std::string why = limits.SizeRefusal(layout.width, layout.height); !why.empty())
+    Fail(ErrorKind::BadData, path + ": the stored pixels' " + why);
   Layout l;
   l.info.width = static_cast<int32_t>(w);
   l.info.height = static_cast<int32_t>(h);
@@ -102,28 +253,14 @@ Layout CheckLayout(const std::string& path, OIIO::ImageInput& in) {
   if (layout.alpha_channel >= 0 && layout.alpha_channel < layout.nchannels && layout.nchannels > 1) l.alpha = layout.alpha_channel;
   l.info.has_alpha = l.alpha >= 0;
   std::vector<int32_t> colour;
-  for (int32_t c = 0; c < layout.nchannels; ++c)
+  for (int32_t c = 0; c < layout.nchannels && colour.size() < 3; ++c)
     if (c != l.alpha) colour.push_back(c);
   if (colour.size() >= 3)
     l.colour = {colour[0], colour[1], colour[2]};
   else
     l.colour = {colour[0], colour[0], colour[0]};  // grey
+  l.channels_read = std::max({l.colour[0], l.colour[1], l.colour[2], l.alpha}) + 1;
   return l;
-}
-
-std::unique_ptr<OIIO::ImageInput> OpenInput(const std::string& path) {
-  if (!FileExists(path)) {
-    std::error_code ec;
-    if (fs::is_directory(path, ec)) Fail(ErrorKind::NoInput, "cannot open " + path + ": it is a folder");
-    Fail(ErrorKind::NoInput, "cannot open " + path + ": no such file");
-  }
-  if (::access(path.c_str(), R_OK) != 0) Fail(ErrorKind::NoInput, "cannot open " + path + ": " + std::strerror(errno));
-  // Alpha is a selection here, not a coverage to premultiply by: colour is read as stored.
-  OIIO::ImageSpec config;
-  config.attribute("oiio:UnassociatedAlpha", 1);
-  auto in = OIIO::ImageInput::open(path, &config);
-  if (!in) Fail(ErrorKind::BadData, path + ": not a readable image (" + Reason("") + ")");
-  return in;
 }
 
 inline uint8_t FloatSample(float v) {
@@ -131,6 +268,125 @@ inline uint8_t FloatSample(float v) {
   const double c = v < 0.0f ? 0.0 : (v > 1.0f ? 1.0 : static_cast<double>(v));
   return RoundToByte(c * 255.0);
 }
+
+// Reads the picture row by row in display-window order: `row(y, rgba)` receives rows 0..h-1
+// of the picture, each four channel rows of w samples. Pixels outside the data window are
+// black, transparent when the file has alpha. Reads in bands of rows that keep the buffer a
+// few megabytes for any width, and only the channels that are used.
+template <typename RowFn>
+void ReadRows(const std::string& path, OpenedImage& image, const Layout& l, RowFn&& row) {
+  OIIO::ImageInput& in = *image.in;
+  const OIIO::ImageSpec layout = in.spec_dimensions(0);
+  const int32_t w = l.info.width, h = l.info.height;
+  const int32_t nch = l.channels_read;
+  const bool bytes = layout.format == OIIO::TypeDesc::UINT8 && layout.channelformats.empty();
+  const size_t sample = bytes ? 1 : sizeof(float);
+  const int64_t row_bytes = int64_t{layout.width} * nch * static_cast<int64_t>(sample);
+  int32_t band = static_cast<int32_t>(std::clamp<int64_t>((int64_t{8} << 20) / row_bytes, 1, layout.height));
+  if (layout.tile_height > 0) band = std::max(layout.tile_height, band - band % layout.tile_height);
+  std::vector<uint8_t> buffer(static_cast<size_t>(row_bytes) * static_cast<size_t>(band));
+  std::array<std::vector<uint8_t>, 4> out;
+  for (auto& o : out) o.resize(static_cast<size_t>(w));
+  std::array<uint8_t*, 4> rgba{out[0].data(), out[1].data(), out[2].data(), out[3].data()};
+  const uint8_t outside_alpha = l.info.has_alpha ? 0 : 255;
+  auto blank_row = [&](int32_t y) {
+    for (int c = 0; c < 3; ++c) std::fill(out[c].begin(), out[c].end(), 0);
+    std::fill(out[3].begin(), out[3].end(), outside_alpha);
+    row(y, rgba);
+  };
+
+  LibraryOutputCapture capture;
+  in.geterror();  // whatever the header left behind is not about the pixels
+  const int32_t fx = layout.full_width > 0 ? layout.full_x : layout.x, fy = layout.full_height > 0 ? layout.full_y : layout.y;
+  const int32_t x0 = std::max(layout.x, fx), x1 = std::min(layout.x + layout.width, fx + w);
+  // Rows of the data window that show; the rest of the picture is blank.
+  const int32_t y_first = std::max(layout.y, fy), y_end = std::min(layout.y + layout.height, fy + h);
+  int32_t next = 0;  // next picture row to hand over
+  for (int32_t y = layout.y; y < layout.y + layout.height && y < y_end; y += band) {
+    const int32_t yend = std::min(y + band, layout.y + layout.height);
+    if (yend <= y_first) continue;
+    const OIIO::TypeDesc type = bytes ? OIIO::TypeDesc::UINT8 : OIIO::TypeDesc::FLOAT;
+    // Tiled files are read by whole rows of tiles (bands are tile-aligned); scanline reads
+    // of tiled files are not supported by every reader.
+    const bool read = layout.tile_width > 0
+                          ? in.read_tiles(0, 0, layout.x, layout.x + layout.width, y, yend, layout.z, layout.z + 1, 0, nch,
+                                          type, buffer.data())
+                          : in.read_scanlines(0, 0, y, yend, layout.z, 0, nch, type, buffer.data());
+    // Some readers fill in what is missing from a cut-short file and only record the error.
+    const std::string recorded = in.geterror();
+    if (!read || !recorded.empty())
+      Fail(ErrorKind::BadData, path + ": cannot read the image (" +
+                                   Reason(recorded, capture.Text(), image.given, path) + ")");
+    for (int32_t yy = std::max(y, y_first); yy < std::min(yend, y_end); ++yy) {
+      const int32_t picture_row = yy - fy;
+      while (next < picture_row) blank_row(next++);
+      for (int c = 0; c < 3; ++c) std::fill(out[c].begin(), out[c].end(), 0);
+      std::fill(out[3].begin(), out[3].end(), outside_alpha);
+      const uint8_t* src = buffer.data() + static_cast<size_t>(yy - y) * static_cast<size_t>(row_bytes);
+      for (int32_t xx = x0; xx < x1; ++xx) {
+        const size_t px = static_cast<size_t>(xx - layout.x) * static_cast<size_t>(nch);
+        const size_t col = static_cast<size_t>(xx - fx);
+        if (bytes) {
+          const uint8_t* s = src + px;
+          out[0][col] = s[l.colour[0]];
+          out[1][col] = s[l.colour[1]];
+          out[2][col] = s[l.colour[2]];
+          out[3][col] = l.alpha >= 0 ? s[l.alpha] : 255;
+        } else {
+          const float* s = reinterpret_cast<const float*>(src) + px;
+          out[0][col] = FloatSample(s[l.colour[0]]);
+          out[1][col] = FloatSample(s[l.colour[1]]);
+          out[2][col] = FloatSample(s[l.colour[2]]);
+          out[3][col] = l.alpha >= 0 ? FloatSample(s[l.alpha]) : 255;
+        }
+      }
+      row(next++, rgba);
+    }
+  }
+  while (next < h) blank_row(next++);
+}
+
+// Frame rows of a picture that arrives a row at a time, resampled as ResampleTsaPlane does
+// a plane whose last row and column repeat: frame row y needs picture rows iy and iy + 1,
+// so two rows per channel are all that is kept.
+class StreamingResampler {
+ public:
+  StreamingResampler(int32_t w, int32_t h, std::array<Plane*, 3> dest)
+      : scale_(w, h, dest[0]->width(), dest[0]->height()), dest_(dest) {
+    for (auto& r : rows_) r.assign(2 * static_cast<size_t>(w + 1), 0);
+  }
+
+  // Picture row `y` (0, 1, ... in order), w samples per channel.
+  void Push(int32_t y, const std::array<uint8_t*, 4>& rgba) {
+    const int32_t w = scale_.width;
+    for (int c = 0; c < 3; ++c) {
+      uint8_t* slot = Slot(c, y);
+      std::memcpy(slot, rgba[static_cast<size_t>(c)], static_cast<size_t>(w));
+      slot[w] = slot[w - 1];  // the repeated last column
+    }
+    if (y > 0) Emit(y - 1);
+    if (y == scale_.height - 1) Emit(y);  // the repeated last row: row h is row h - 1
+  }
+
+ private:
+  uint8_t* Slot(int c, int32_t y) { return rows_[static_cast<size_t>(c)].data() + (y & 1) * (scale_.width + 1); }
+
+  // Frame rows whose upper source row is `iy`.
+  void Emit(int32_t iy) {
+    while (next_ < scale_.frame_height) {
+      float dy = 0;
+      if (scale_.SourceRow(next_, dy) != iy) return;
+      const int32_t below = std::min(iy + 1, scale_.height - 1);
+      for (int c = 0; c < 3; ++c) scale_.Row(Slot(c, iy), Slot(c, below), dy, (*dest_[static_cast<size_t>(c)])[next_]);
+      ++next_;
+    }
+  }
+
+  ResampleScale scale_;
+  std::array<Plane*, 3> dest_;
+  std::array<std::vector<uint8_t>, 3> rows_;
+  int32_t next_ = 0;
+};
 
 }  // namespace
 
@@ -234,20 +490,22 @@ SequenceTarget SequenceTargetFor(const std::string& path) {
 ImageFiles ResolveImageFiles(const std::string& path, int32_t max_files) {
   ImageFiles result;
   auto too_many = [&](const std::string& what) {
-    Fail(ErrorKind::Usage, what + " has more than " + std::to_string(max_files) + " frames");
+    Fail(ErrorKind::BadData, what + " has more than " + std::to_string(max_files) + " frames (--max-frames)");
   };
-  if (auto pattern = ParseSequencePattern(path)) {
+  // A file of exactly this name is that file, "#" or "%d" in its name or not.
+  std::optional<SequencePattern> pattern;
+  if (!FileExists(path)) pattern = ParseSequencePattern(path);
+  if (pattern) {
     const auto [folder, name_prefix] = SplitFolder(pattern->prefix);
     SequencePattern local = *pattern;
     local.prefix = name_prefix;  // matched against bare file names
     std::vector<int64_t> numbers;
     std::error_code ec;
     fs::directory_iterator it(folder.empty() ? fs::path(".") : fs::path(folder), ec);
+    for (fs::directory_iterator end; !ec && it != end; it.increment(ec))
+      if (auto n = local.Match(it->path().filename().string())) numbers.push_back(*n);
     if (ec)
       Fail(ErrorKind::NoInput, "cannot open " + path + ": folder " + (folder.empty() ? "." : folder) + ": " + ec.message());
-    for (const auto& entry : it) {
-      if (auto n = local.Match(entry.path().filename().string())) numbers.push_back(*n);
-    }
     if (numbers.empty()) Fail(ErrorKind::NoInput, "cannot open " + path + ": no file matches the pattern");
     std::sort(numbers.begin(), numbers.end());
     result.pattern = *pattern;
@@ -256,37 +514,52 @@ ImageFiles ResolveImageFiles(const std::string& path, int32_t max_files) {
       if (static_cast<int32_t>(i) >= max_files) too_many(path);
       result.files.push_back(pattern->FileName(numbers[i]));
     }
+    if (const auto why = NotAnInputFile(result.files.front()))
+      Fail(ErrorKind::NoInput, "cannot open " + result.files.front() + ": " + *why);
     return result;
   }
-  if (!FileExists(path)) {
-    std::error_code ec;
-    Fail(ErrorKind::NoInput, "cannot open " + path + ": " + (fs::is_directory(path, ec) ? "it is a folder" : "no such file"));
-  }
+  if (const auto why = NotAnInputFile(path)) Fail(ErrorKind::NoInput, "cannot open " + path + ": " + *why);
   result.files.push_back(path);
   // A stem ending in digits names the first file of a sequence when the next number exists.
   const auto numbered = NumberedFile(path);
   if (!numbered) return result;
-  const auto& [pattern, first] = *numbered;
-  if (!FileExists(pattern.FileName(first + 1))) return result;
-  result.pattern = pattern;
+  const auto& [next_pattern, first] = *numbered;
+  if (!FileExists(next_pattern.FileName(first + 1))) return result;
+  result.pattern = next_pattern;
   result.first_number = first;
-  for (int64_t n = first + 1; FileExists(pattern.FileName(n)); ++n) {
-    if (static_cast<int32_t>(result.files.size()) >= max_files) too_many(pattern.Text());
-    result.files.push_back(pattern.FileName(n));
+  for (int64_t n = first + 1; FileExists(next_pattern.FileName(n)); ++n) {
+    if (static_cast<int32_t>(result.files.size()) >= max_files) too_many(next_pattern.Text());
+    result.files.push_back(next_pattern.FileName(n));
   }
   return result;
 }
 
 // ---- reading ----
 
+std::vector<std::string> StillImageFormats() {
+  ConfigureImageLibrary();
+  const std::string inputs(OIIO::get_string_attribute("input_format_list"));  // "bmp,cineon,..."
+  std::vector<std::string> formats;
+  for (const StillFormat& f : kStillFormats) {
+    const std::string_view name = f.name;
+    for (size_t at = inputs.find(name); at != std::string::npos; at = inputs.find(name, at + 1)) {
+      const size_t end = at + name.size();
+      if ((at == 0 || inputs[at - 1] == ',') && (end == inputs.size() || inputs[end] == ',')) {
+        formats.emplace_back(name);
+        break;
+      }
+    }
+  }
+  return formats;
+}
+
 bool IsReadableImage(const std::string& path) {
-  if (!FileExists(path)) return false;
-  auto in = OIIO::ImageInput::open(path);
-  if (!in) {
-    OIIO::geterror();  // clear the reason, nobody asked for it
+  try {
+    OpenStillImage(path, InputLimits{});
+    return true;
+  } catch (const Error&) {
     return false;
   }
-  return true;
 }
 
 bool IsWritableImagePath(const std::string& path) {
@@ -299,81 +572,48 @@ bool IsWritableImagePath(const std::string& path) {
   return true;
 }
 
-ImageInfo ProbeImage(const std::string& path) {
-  auto in = OpenInput(path);
-  return CheckLayout(path, *in).info;
+ImageInfo ProbeImage(const std::string& path, const InputLimits& limits) {
+  OpenedImage image = OpenStillImage(path, limits);
+  return CheckLayout(path, *image.in, limits).info;
 }
 
-ImageInfo ReadImage(const std::string& path, RgbaPlanes& out, const ImageInfo* expect) {
-  auto in = OpenInput(path);
-  const Layout l = CheckLayout(path, *in);
+ImageInfo ReadImage(const std::string& path, RgbaPlanes& out, const ImageInfo* expect, const InputLimits& limits) {
+  OpenedImage image = OpenStillImage(path, limits);
+  const Layout l = CheckLayout(path, *image.in, limits);
   const int32_t w = l.info.width, h = l.info.height;
   if (expect && (expect->width != w || expect->height != h))
     Fail(ErrorKind::BadData, path + ": frame size " + std::to_string(w) + "x" + std::to_string(h) +
                                  " differs from the first frame's " + std::to_string(expect->width) + "x" +
                                  std::to_string(expect->height));
-  const OIIO::ImageSpec layout = in->spec_dimensions(0);
-  const int32_t nch = layout.nchannels;
-  const bool bytes = layout.format == OIIO::TypeDesc::UINT8 && layout.channelformats.empty();
-  const size_t sample = bytes ? 1 : sizeof(float);
-  // Read in bands of rows so that the buffer stays a few megabytes for any width.
-  const int64_t row_bytes = int64_t{layout.width} * nch * static_cast<int64_t>(sample);
-  int32_t band = static_cast<int32_t>(std::clamp<int64_t>((int64_t{8} << 20) / row_bytes, 1, layout.height));
-  if (layout.tile_height > 0) band = std::max(layout.tile_height, band - band % layout.tile_height);
-  std::vector<uint8_t> buffer(static_cast<size_t>(row_bytes) * static_cast<size_t>(band));
-
   for (auto& p : out) p.EnsureSize(w, h);
-  out[0].Fill(0);
-  out[1].Fill(0);
-  out[2].Fill(0);
-  out[3].Fill(l.info.has_alpha ? 0 : 255);  // outside the data window: transparent only if the file has alpha
-
-  in->geterror();  // whatever the header left behind is not about the pixels
-  const int32_t fx = layout.full_width > 0 ? layout.full_x : layout.x, fy = layout.full_height > 0 ? layout.full_y : layout.y;
-  const int32_t x0 = std::max(layout.x, fx), x1 = std::min(layout.x + layout.width, fx + w);
-  for (int32_t y = layout.y; y < layout.y + layout.height; y += band) {
-    const int32_t yend = std::min(y + band, layout.y + layout.height);
-    const OIIO::TypeDesc type = bytes ? OIIO::TypeDesc::UINT8 : OIIO::TypeDesc::FLOAT;
-    // Tiled files are read by whole rows of tiles (bands are tile-aligned); scanline reads
-    // of tiled files are not supported by every reader.
-    const bool read = layout.tile_width > 0
-                          ? in->read_tiles(0, 0, layout.x, layout.x + layout.width, y, yend, layout.z, layout.z + 1, 0, nch, type,
-                                           buffer.data())
-                          : in->read_scanlines(0, 0, y, yend, layout.z, 0, nch, type, buffer.data());
-    // Some readers fill in what is missing from a cut-short file and only record the error.
-    const std::string recorded = in->geterror();
-    if (!read || !recorded.empty())
-      Fail(ErrorKind::BadData, path + ": cannot read the image (" + Reason(recorded) + ")");
-    for (int32_t yy = std::max(y, fy); yy < std::min(yend, fy + h); ++yy) {
-      const int32_t row = yy - fy;
-      uint8_t* dst[4] = {out[0][row], out[1][row], out[2][row], out[3][row]};
-      const uint8_t* src = buffer.data() + static_cast<size_t>(yy - y) * static_cast<size_t>(row_bytes);
-      for (int32_t xx = x0; xx < x1; ++xx) {
-        const size_t px = static_cast<size_t>(xx - layout.x) * static_cast<size_t>(nch);
-        const int32_t col = xx - fx;
-        if (bytes) {
-          const uint8_t* s = src + px;
-          dst[0][col] = s[l.colour[0]];
-          dst[1][col] = s[l.colour[1]];
-          dst[2][col] = s[l.colour[2]];
-          dst[3][col] = l.alpha >= 0 ? s[l.alpha] : 255;
-        } else {
-          const float* s = reinterpret_cast<const float*>(src) + px;
-          dst[0][col] = FloatSample(s[l.colour[0]]);
-          dst[1][col] = FloatSample(s[l.colour[1]]);
-          dst[2][col] = FloatSample(s[l.colour[2]]);
-          dst[3][col] = l.alpha >= 0 ? FloatSample(s[l.alpha]) : 255;
-        }
-      }
-    }
-  }
+  ReadRows(path, image, l, [&](int32_t y, const std::array<uint8_t*, 4>& rgba) {
+    for (size_t c = 0; c < 4; ++c) std::memcpy(out[c][y], rgba[c], static_cast<size_t>(w));
+  });
   for (auto& p : out) ReplicateEdges(p);
   return l.info;
 }
 
-Plane ReadGreyImage(const std::string& path) {
+ImageInfo ReadImageScaled(const std::string& path, int32_t frame_width, int32_t frame_height, Plane& r, Plane& g,
+                          Plane& b, const InputLimits& limits) {
+  OpenedImage image = OpenStillImage(path, limits);
+  const Layout l = CheckLayout(path, *image.in, limits);
+  const int64_t pixels = int64_t{l.info.width} * l.info.height;
+  const int64_t budget = limits.SwapBudget(frame_width, frame_height);
+  if (pixels > budget)
+    Fail(ErrorKind::BadData, path + ": image size " + std::to_string(l.info.width) + "x" + std::to_string(l.info.height) +
+                                 " is too large for a second image of a " + std::to_string(frame_width) + "x" +
+                                 std::to_string(frame_height) + " frame (at most " + std::to_string(budget) +
+                                 " pixels; scale it down first)");
+  for (Plane* p : {&r, &g, &b}) p->EnsureSize(frame_width, frame_height);
+  StreamingResampler resampler(l.info.width, l.info.height, {&r, &g, &b});
+  ReadRows(path, image, l, [&](int32_t y, const std::array<uint8_t*, 4>& rgba) { resampler.Push(y, rgba); });
+  for (Plane* p : {&r, &g, &b}) ReplicateEdges(*p);
+  return l.info;
+}
+
+Plane ReadGreyImage(const std::string& path, const InputLimits& limits) {
   RgbaPlanes planes;
-  const ImageInfo info = ReadImage(path, planes);
+  const ImageInfo info = ReadImage(path, planes, nullptr, limits);
   const int32_t colour_channels = info.channels - (info.has_alpha ? 1 : 0);
   if (colour_channels < 3) return std::move(planes[0]);
   Plane grey = Plane::Uninitialized(info.width, info.height);
@@ -424,11 +664,13 @@ void ImageFileWriter::Write(const std::string& path, const Plane& r, const Plane
 
   const std::string temp = ClaimTempName(path);
   pending_.push_back({temp, path});
+  LibraryOutputCapture capture;
   if (!out->open(temp, layout))
-    Fail(ErrorKind::CantCreate, "cannot create " + path + ": " + Reason(out->geterror()));
+    Fail(ErrorKind::CantCreate, "cannot create " + path + ": " + Reason(out->geterror(), capture.Text(), temp, path));
   const bool wrote = out->write_image(OIIO::TypeDesc::UINT8, pixels_.data());
   const bool closed = out->close();
-  if (!wrote || !closed) Fail(ErrorKind::IoError, "cannot write " + path + ": " + Reason(out->geterror()));
+  if (!wrote || !closed)
+    Fail(ErrorKind::IoError, "cannot write " + path + ": " + Reason(out->geterror(), capture.Text(), temp, path));
   SyncFile(temp, path);
 }
 

@@ -12,10 +12,13 @@ namespace {
 
 constexpr Channel kColour[] = {Channel::R, Channel::G, Channel::B};
 
-bool IsAnimationFile(const std::string& path) { return LowerExtension(path) == ".tsa" || HasTsaMagic(path); }
+// A file that exists under the name given is that file, even when the name looks like a pattern.
+bool IsAnimationFile(const std::string& path) {
+  return (FileExists(path) || !ParseSequencePattern(path)) && (LowerExtension(path) == ".tsa" || HasTsaMagic(path));
+}
 
-DocumentInfo ImagesInfo(const ImageFiles& files, const std::string& path) {
-  const ImageInfo first = ProbeImage(files.files.front());
+DocumentInfo ImagesInfo(const ImageFiles& files, const std::string& path, const InputLimits& limits) {
+  const ImageInfo first = ProbeImage(files.files.front(), limits);
   DocumentInfo info;
   info.kind = files.files.size() > 1 || files.pattern ? DocumentKind::ImageSequence : DocumentKind::Image;
   info.format = first.format;
@@ -64,14 +67,15 @@ DocumentKind OutputKind(const std::string& path) {
   return DocumentKind::Image;
 }
 
-DocumentInfo ProbeDocument(const std::string& path) {
-  if (!ParseSequencePattern(path) && IsAnimationFile(path)) return AnimationInfo(TsaReader(path).header(), path);
-  return ImagesInfo(ResolveImageFiles(path, kMaxFrames), path);
+DocumentInfo ProbeDocument(const std::string& path, const InputLimits& limits) {
+  if (IsAnimationFile(path)) return AnimationInfo(TsaReader(path, limits).header(), path);
+  return ImagesInfo(ResolveImageFiles(path, limits.max_frames), path, limits);
 }
 
-std::unique_ptr<FrameStore> LoadDocument(const std::string& path, const StoreFactory& make_store, DocumentInfo& info) {
-  if (!ParseSequencePattern(path) && IsAnimationFile(path)) {
-    const TsaReader reader(path);  // validates the header and the file size first
+std::unique_ptr<FrameStore> LoadDocument(const std::string& path, const StoreFactory& make_store, DocumentInfo& info,
+                                         const InputLimits& limits) {
+  if (IsAnimationFile(path)) {
+    const TsaReader reader(path, limits);  // validates the header and the file size first
     info = AnimationInfo(reader.header(), path);
     auto store = make_store(info.width, info.height, info.frames);
     Plane plane;
@@ -83,13 +87,13 @@ std::unique_ptr<FrameStore> LoadDocument(const std::string& path, const StoreFac
     // A .tsa carries no alpha: frames keep the store's fully selected alpha.
     return store;
   }
-  const ImageFiles files = ResolveImageFiles(path, kMaxFrames);
-  info = ImagesInfo(files, path);
+  const ImageFiles files = ResolveImageFiles(path, limits.max_frames);
+  info = ImagesInfo(files, path, limits);
   auto store = make_store(info.width, info.height, info.frames);
   const ImageInfo expect{info.width, info.height, 0, false, info.format};
   RgbaPlanes planes;
   for (int32_t f = 0; f < info.frames; ++f) {
-    const ImageInfo got = ReadImage(files.files[static_cast<size_t>(f)], planes, &expect);
+    const ImageInfo got = ReadImage(files.files[static_cast<size_t>(f)], planes, &expect, limits);
     for (Channel c : kColour) store->Write(f, c, planes[static_cast<size_t>(c)]);
     if (got.has_alpha) {
       store->Write(f, Channel::A, planes[3]);

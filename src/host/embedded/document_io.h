@@ -8,6 +8,7 @@
 #include <string>
 
 #include "host/embedded/frame_store.h"
+#include "media/input_limits.h"
 
 namespace tessfx {
 
@@ -35,14 +36,15 @@ struct DocumentInfo {
 DocumentKind OutputKind(const std::string& path);
 
 // Reads the header(s) of a document without loading its frames. Errors name the file.
-DocumentInfo ProbeDocument(const std::string& path);
+DocumentInfo ProbeDocument(const std::string& path, const InputLimits& limits = {});
 
 using StoreFactory = std::function<std::unique_ptr<FrameStore>(int32_t width, int32_t height, int32_t frames)>;
 
 // Loads a document into a store made by `make_store`. Everything is checked before the
 // store is made or while it is filled; on failure the store is dropped and the Error names
 // the file at fault.
-std::unique_ptr<FrameStore> LoadDocument(const std::string& path, const StoreFactory& make_store, DocumentInfo& info);
+std::unique_ptr<FrameStore> LoadDocument(const std::string& path, const StoreFactory& make_store, DocumentInfo& info,
+                                         const InputLimits& limits = {});
 
 struct SaveRequest {
   int32_t current_frame = 0;  // the frame a single image receives
