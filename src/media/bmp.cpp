@@ -17,6 +17,10 @@ constexpr int64_t kInfoHeaderBytes = 40;
 constexpr int64_t kExtendedHeaderBytes = 60;
 // The extended header is read from one byte before the info header (see BmpExtendedHeader).
 constexpr int64_t kExtendedHeaderOffset = kFileHeaderBytes - 1;
+// A run of up to 255 pixels takes two bytes of run-length data; what a file declares beyond
+// (with room for a small picture) only skips and ends rows early.
+constexpr int64_t kRunPixelsPerByte = 256;
+constexpr int64_t kRunPixelsFree = 1 << 16;
 // Rows longer than this were never loadable (their size did not fit a 16-bit count), so
 // such widths are refused rather than guessed at.
 constexpr int64_t kMaxRowSize = 32767;
@@ -118,11 +122,16 @@ std::string BmpRefusalForImageLibrary(const InputFile& file, const InputLimits& 
   if (table_end > file_bytes) return "the BMP colour table is cut short";
   if (pixel_offset < kFileHeaderBytes + header_size || pixel_offset >= file_bytes)
     return "BMP pixel data offset " + std::to_string(pixel_offset) + " lies outside the file";
+  const int64_t data_bytes = file_bytes - pixel_offset;
+  const std::string declares = "the BMP declares " + std::to_string(width) + "x" + std::to_string(height) + " pixels";
   if (compression == 0 || compression == 3) {
     const int64_t row = (width * bits + 31) / 32 * 4;
-    if (row * height > file_bytes - pixel_offset)
-      return "the BMP declares " + std::to_string(width) + "x" + std::to_string(height) + " pixels (" +
-             std::to_string(row * height) + " bytes) but holds " + std::to_string(file_bytes - pixel_offset);
+    if (row * height > data_bytes)
+      return declares + " (" + std::to_string(row * height) + " bytes) but holds " + std::to_string(data_bytes);
+  } else if (width * height > kRunPixelsPerByte * data_bytes + kRunPixelsFree) {
+    // The library unpacks run-length pictures whole when it opens them: a few bytes must not
+    // stand for a picture that no encoder would have made that small.
+    return declares + " in " + std::to_string(data_bytes) + " bytes of run-length data";
   }
   return "";
 }

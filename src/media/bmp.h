@@ -75,8 +75,9 @@ int64_t BmpRowSize(int64_t width, int bit_count);
 // name) are checked here first: that library's BMP reader is given only the layouts it
 // handles (bit counts 1, 4, 8, 16, 24, 32; RLE8 only with 8 bits, RLE4 only with 4, bit
 // fields only with 16 or 32; the known header sizes), sizes within `limits`, and a file
-// that holds the colour table and the pixel rows its header promises. Returns why a file
-// is refused, or "" when it may be read.
+// that holds the colour table and the pixel rows its header promises (run-length data at
+// least a 256th of its pixels: that reader unpacks such pictures whole on opening). Returns
+// why a file is refused, or "" when it may be read.
 std::string BmpRefusalForImageLibrary(const InputFile& file, const InputLimits& limits);
 
 class BmpReader {

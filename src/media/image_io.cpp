@@ -177,6 +177,120 @@ std::string FormatLabels() {
   return text;
 }
 
+// OpenEXR headers are lists of attributes (name, type, byte count, value). The library that
+// parses them allocates at the sizes they declare before reading: an attribute's value, a
+// preview, the offset table of the tiles or chunks, buffers for the data window. It also
+// reads the known types at their own sizes, whatever the byte count says, and a value that
+// disagrees makes it read on into the next attribute, where any size may stand. So every
+// attribute is checked here before the library sees the file: byte counts within the file,
+// known types at their sizes, channel lists and previews whole, windows and tiles within the
+// limits, and no more tiles or chunks than the file has room to list.
+
+// Size of the value of each fixed-size attribute type.
+int64_t ExrFixedSize(const std::string& type) {
+  static const std::pair<const char*, int64_t> kSizes[] = {
+      {"box2i", 16}, {"box2f", 16}, {"chromaticities", 32}, {"compression", 1}, {"deepImageState", 1},
+      {"double", 8}, {"envmap", 1},  {"float", 4},           {"int", 4},          {"keycode", 28},
+      {"lineOrder", 1}, {"m33f", 36}, {"m33d", 72},          {"m44f", 64},        {"m44d", 128},
+      {"rational", 8}, {"tiledesc", 9}, {"timecode", 8},      {"v2i", 8},          {"v2f", 8},
+      {"v2d", 16},     {"v3i", 12},   {"v3f", 12},           {"v3d", 24},
+  };
+  for (const auto& [name, size] : kSizes)
+    if (type == name) return size;
+  return -1;
+}
+
+int32_t ExrWord(const uint8_t* p) {
+  return static_cast<int32_t>(uint32_t{p[0]} | uint32_t{p[1]} << 8 | uint32_t{p[2]} << 16 | uint32_t{p[3]} << 24);
+}
+
+// True when `list` is a well-formed channel list: entries of a name and 16 bytes (pixel
+// type 0..2, linear flag, 3 reserved bytes, x and y sampling of at least 1), ended by an
+// empty name on its last byte.
+bool ExrChannelListFits(const std::vector<uint8_t>& list) {
+  size_t i = 0;
+  while (i < list.size() && list[i] != 0) {
+    i = static_cast<size_t>(std::find(list.begin() + static_cast<ptrdiff_t>(i), list.end(), 0) - list.begin()) + 1;
+    if (i + 16 > list.size()) return false;
+    const int32_t type = ExrWord(&list[i]), x = ExrWord(&list[i + 8]), y = ExrWord(&list[i + 12]);
+    if (type < 0 || type > 2 || x < 1 || y < 1) return false;
+    i += 16;
+  }
+  return i + 1 == list.size();
+}
+
+std::string ExrHeaderRefusal(const InputFile& file, const InputLimits& limits) {
+  constexpr int64_t kMostAttributes = 1 << 16;  // real files have dozens
+  constexpr int64_t kLongestList = 1 << 20;     // 256 channels of the longest names take 70 KB
+  const int64_t file_bytes = file.Size();
+  uint8_t word[4];
+  if (file.ReadAt(4, word, 4) != 4) return "the OpenEXR header is cut short";
+  const auto flags = static_cast<uint32_t>(ExrWord(word));
+  const bool multipart = (flags & 0x1000) != 0;
+  const size_t longest = (flags & 0x400) != 0 ? 255 : 31;
+  int64_t position = 8;
+  // A name or type: bytes up to a zero byte, at most `longest` of them.
+  const auto read_text = [&](std::string& text) {
+    char buffer[256];
+    const size_t got = file.ReadAt(position, buffer, std::min(longest + 1, sizeof buffer));
+    const size_t end = static_cast<size_t>(std::find(buffer, buffer + got, '\0') - buffer);
+    if (end == got) return false;
+    text.assign(buffer, end);
+    position += static_cast<int64_t>(end) + 1;
+    return true;
+  };
+  int64_t attributes = 0;
+  for (std::string name, type;;) {
+    int64_t in_header = 0, width = 0, height = 0, tile_width = 0, tile_height = 0;
+    while (true) {
+      if (!read_text(name)) return "an OpenEXR attribute name is cut short or too long";
+      if (name.empty()) break;
+      const std::string what = "OpenEXR attribute " + QuoteName(name);
+      if (!read_text(type) || type.empty()) return what + " has no type";
+      if (file.ReadAt(position, word, 4) != 4) return "the OpenEXR header is cut short";
+      const int64_t bytes = ExrWord(word);
+      position += 4;
+      if (bytes < 0 || bytes > file_bytes - position)
+        return what + " declares " + std::to_string(bytes) + " bytes in a file of " + std::to_string(file_bytes);
+      const int64_t fixed = ExrFixedSize(type);
+      if (fixed >= 0 && bytes != fixed) return what + " of type " + type + " has " + std::to_string(bytes) + " bytes";
+      std::vector<uint8_t> v(static_cast<size_t>(std::min(bytes, type == "chlist" ? kLongestList : int64_t{128})));
+      if (file.ReadAt(position, v.data(), v.size()) != v.size()) return "the OpenEXR header is cut short";
+      if (type == "chlist" && (bytes > kLongestList || !ExrChannelListFits(v))) return what + " is a damaged channel list";
+      if (type == "preview") {
+        const int64_t w = bytes < 8 ? -1 : static_cast<uint32_t>(ExrWord(&v[0])), h = bytes < 8 ? -1 : static_cast<uint32_t>(ExrWord(&v[4]));
+        if (w < 0 || w > 65535 || h > 65535 || w * h * 4 != bytes - 8) return what + " is a damaged preview";
+      }
+      if (name == "dataWindow" && type == "box2i") {
+        width = int64_t{ExrWord(&v[8])} - ExrWord(&v[0]) + 1;
+        height = int64_t{ExrWord(&v[12])} - ExrWord(&v[4]) + 1;
+      }
+      if ((name == "dataWindow" || name == "displayWindow") && type == "box2i") {
+        const int64_t w = int64_t{ExrWord(&v[8])} - ExrWord(&v[0]) + 1, h = int64_t{ExrWord(&v[12])} - ExrWord(&v[4]) + 1;
+        if (std::string why = limits.SizeRefusal(w, h); !why.empty()) return "OpenEXR " + name + ": " + why;
+      }
+      if (name == "tiles" && type == "tiledesc") {
+        tile_width = static_cast<uint32_t>(ExrWord(&v[0]));
+        tile_height = static_cast<uint32_t>(ExrWord(&v[4]));
+        if (std::string why = limits.SizeRefusal(tile_width, tile_height); !why.empty()) return "OpenEXR tiles: " + why;
+      }
+      if (name == "chunkCount" && type == "int" && (ExrWord(&v[0]) < 0 || ExrWord(&v[0]) > file_bytes / 8))
+        return "OpenEXR chunk count " + std::to_string(ExrWord(&v[0])) + " in a file of " + std::to_string(file_bytes) +
+               " bytes";
+      position += bytes;
+      ++in_header;
+      if (++attributes > kMostAttributes) return "more OpenEXR attributes than any picture has";
+    }
+    // Each tile's place is listed in the file: eight bytes apiece.
+    if (tile_width > 0 && tile_height > 0 && width > 0 && height > 0 &&
+        (width + tile_width - 1) / tile_width * ((height + tile_height - 1) / tile_height) > file_bytes / 8)
+      return "OpenEXR tiles of " + std::to_string(tile_width) + "x" + std::to_string(tile_height) + " for " +
+             std::to_string(width) + "x" + std::to_string(height) + " pixels in a file of " + std::to_string(file_bytes) +
+             " bytes";
+    if (!multipart || in_header == 0) return "";
+  }
+}
+
 // An image file opened for reading: the file held open (a regular file, checked), and the
 // chosen still-image reader reading it through the descriptor, so the file read is the file
 // checked.
@@ -190,10 +304,14 @@ OpenedImage OpenStillImage(const std::string& path, const InputLimits& limits) {
   ConfigureImageLibrary();
   OpenedImage opened{InputFile(path), {}, nullptr};
   opened.given = "/proc/self/fd/" + std::to_string(opened.file.fd());
-  uint8_t magic[2] = {};
-  if (opened.file.ReadAt(0, magic, 2) == 2 && magic[0] == 'B' && magic[1] == 'M')
-    if (const std::string why = BmpRefusalForImageLibrary(opened.file, limits); !why.empty())
-      Fail(ErrorKind::BadData, path + ": not a readable image (" + why + ")");
+  // Headers whose declared sizes the library would trust are checked here first.
+  uint8_t magic[4] = {};
+  const size_t got = opened.file.ReadAt(0, magic, 4);
+  std::string why;
+  if (got >= 2 && magic[0] == 'B' && magic[1] == 'M') why = BmpRefusalForImageLibrary(opened.file, limits);
+  if (got == 4 && magic[0] == 0x76 && magic[1] == 0x2F && magic[2] == 0x31 && magic[3] == 0x01)
+    why = ExrHeaderRefusal(opened.file, limits);
+  if (!why.empty()) Fail(ErrorKind::BadData, path + ": not a readable image (" + why + ")");
 
   // The extension's format first, then every format that has a signature.
   std::vector<std::string> candidates;
@@ -595,10 +713,12 @@ ImageInfo ReadImage(const std::string& path, RgbaPlanes& out, const ImageInfo* e
 
 ImageInfo ReadImageScaled(const std::string& path, int32_t frame_width, int32_t frame_height, Plane& r, Plane& g,
                           Plane& b, const InputLimits& limits) {
-  OpenedImage image = OpenStillImage(path, limits);
+  const int64_t budget = limits.SwapBudget(frame_width, frame_height);
+  InputLimits before_reading = limits;
+  before_reading.max_pixels = budget;
+  OpenedImage image = OpenStillImage(path, before_reading);
   const Layout l = CheckLayout(path, *image.in, limits);
   const int64_t pixels = int64_t{l.info.width} * l.info.height;
-  const int64_t budget = limits.SwapBudget(frame_width, frame_height);
   if (pixels > budget)
     Fail(ErrorKind::BadData, path + ": image size " + std::to_string(l.info.width) + "x" + std::to_string(l.info.height) +
                                  " is too large for a second image of a " + std::to_string(frame_width) + "x" +

@@ -14,12 +14,13 @@ std::string InputLimits::SizeRefusal(int64_t width, int64_t height) const {
   const int64_t most = std::min(max_pixels, kMaxFramePixels);
   if (pixels > most)
     return "image size " + size + " is " + std::to_string(pixels) + " pixels, more than the " + std::to_string(most) +
-           " allowed (--max-pixels)";
+           " allowed";
   return "";
 }
 
 void InputLimits::CheckSize(const std::string& what, int64_t width, int64_t height) const {
-  if (std::string why = SizeRefusal(width, height); !why.empty()) Fail(ErrorKind::BadData, what + ": " + why);
+  if (std::string why = SizeRefusal(width, height); !why.empty())
+    Fail(ErrorKind::BadData, what + ": " + why + (why.ends_with("allowed") ? " (--max-pixels)" : ""));
 }
 
 void InputLimits::CheckFrames(const std::string& what, int64_t frames) const {

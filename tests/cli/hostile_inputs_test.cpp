@@ -44,6 +44,13 @@ class HostileInputs : public ::testing::Test {
     huge.pixels.assign(970, 0);
     samples::WriteFile(dir / "huge.bmp", samples::BuildBmp(huge));
     samples::WriteBlackPng(dir / "huge.png", 32767, 16383);
+    samples::BmpSample unpacked;  // two bytes of run-length data for 16384 x 16384 pixels
+    unpacked.width = unpacked.height = 16384;
+    unpacked.bit_count = 8;
+    unpacked.compression = 1;
+    unpacked.palette.assign(256, 0x808080);
+    unpacked.pixels = {0, 1};
+    samples::WriteFile(dir / "runs.png", samples::BuildBmp(unpacked));
 
     // A playlist under a video name, listing a pipe: reading what it lists would hang.
     ::mkfifo((dir / "listed").c_str(), 0600);
@@ -109,6 +116,8 @@ TEST_F(HostileInputs, AreRefusedAtOnceWithOneLineAndTheirCode) {
       {{"info", "huge.png"}, 65, "huge.png: image size 32767x16383 is 536821761 pixels, more than the 268435456 allowed"},
       {with(swap, {"huge.png"}), 65, "huge.png: image size 32767x16383"},
       {with(swap, {"huge.png", "--max-pixels", "536870912"}), 65, "too large for a second image of a 8x6 frame"},
+      {{"info", "runs.png"}, 65, "runs.png: not a readable image (the BMP declares 16384x16384 pixels in 2 bytes"},
+      {with(swap, {"runs.png"}), 65, "runs.png: not a readable image"},
       // A video reader would follow the playlist; no such reader is used.
       {{"info", "clip.mp4"}, 65, "clip.mp4: not a readable image (not PNG, JPEG, TIFF, OpenEXR, BMP"},
       {with(swap, {"clip.mp4"}), 65, "clip.mp4: not a readable image"},

@@ -1,6 +1,6 @@
 #pragma once
 // Builds PNG files byte by byte: huge black pictures in little space (a 32767 x 16383 one
-// takes 1.5 MB and no time to make), and headers without pixels.
+// takes 1.5 MB and no time to make).
 #include <cstdint>
 #include <fstream>
 #include <string>
@@ -65,9 +65,8 @@ inline void PutChunk(std::ofstream& out, const char* type, const std::vector<uin
   be32(Crc32(chunk.data(), chunk.size()));
 }
 
-// An 8-bit RGB PNG of width x height black pixels; without `pixels` its data stops right
-// after it begins, so the header reads and the pixels do not.
-inline void WriteBlackPng(const std::string& path, uint32_t width, uint32_t height, bool pixels = true) {
+// An 8-bit RGB PNG of width x height black pixels.
+inline void WriteBlackPng(const std::string& path, uint32_t width, uint32_t height) {
   std::ofstream out(path, std::ios::binary);
   out.write("\x89PNG\r\n\x1a\n", 8);
   std::vector<uint8_t> header(13, 0);
@@ -78,7 +77,6 @@ inline void WriteBlackPng(const std::string& path, uint32_t width, uint32_t heig
   header[8] = 8;  // bits per sample
   header[9] = 2;  // RGB
   PutChunk(out, "IHDR", header);
-  if (!pixels) return PutChunk(out, "IDAT", {0x78, 0x01});
   PutChunk(out, "IDAT", ZerosStream(uint64_t{height} * (1 + uint64_t{width} * 3)));  // filter byte + row
   PutChunk(out, "IEND", {});
 }
