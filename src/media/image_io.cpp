@@ -18,8 +18,24 @@
 #include "media/test_patterns.h"
 #include "media/tsa.h"
 
+#if defined(__SANITIZE_ADDRESS__)
+#define TESSFX_SANITIZED 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define TESSFX_SANITIZED 1
+#endif
+#endif
+#ifdef TESSFX_SANITIZED
+#include <sanitizer/common_interface_defs.h>
+#else
+#define TESSFX_SANITIZED 0
+#endif
+
 namespace tessfx {
 namespace {
+
+// Spare bytes after the pixels handed to a writer (see ImageFileWriter::Write).
+constexpr size_t kWriterSlack = 4096;
 
 namespace fs = std::filesystem;
 
@@ -46,7 +62,11 @@ class LibraryOutputCapture {
     std::fflush(stderr);
     capture_ = ::memfd_create("tessfx-library-output", MFD_CLOEXEC);
     saved_ = capture_ >= 0 ? ::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3) : -1;
-    if (saved_ < 0 || ::dup2(capture_, STDERR_FILENO) < 0) Restore();
+    if (saved_ < 0 || ::dup2(capture_, STDERR_FILENO) < 0) {
+      Restore();
+      return;
+    }
+    ReportSanitizerFindingsTo(saved_);  // a sanitizer's report is not the library's chatter
   }
   ~LibraryOutputCapture() { Restore(); }
   LibraryOutputCapture(const LibraryOutputCapture&) = delete;
@@ -62,9 +82,16 @@ class LibraryOutputCapture {
   }
 
  private:
+  static void ReportSanitizerFindingsTo([[maybe_unused]] int fd) {
+#if TESSFX_SANITIZED
+    __sanitizer_set_report_fd(reinterpret_cast<void*>(static_cast<intptr_t>(fd)));
+#endif
+  }
+
   void Restore() {
     if (saved_ >= 0) {
       std::fflush(stderr);
+      ReportSanitizerFindingsTo(STDERR_FILENO);
       ::dup2(saved_, STDERR_FILENO);
       ::close(saved_);
       saved_ = -1;
@@ -90,7 +117,7 @@ std::string Reason(std::string specific, const std::string& printed = "", const 
   if (!given.empty())
     for (size_t at = 0; (at = e.find(given, at)) != std::string::npos; at += path.size()) e.replace(at, given.size(), path);
   while (!e.empty() && (e.back() == '\n' || e.back() == ' ')) e.pop_back();
-  if (e.empty()) return "unknown error";
+  if (e.empty()) return "the reader gave no reason";
   for (size_t at; (at = e.find('\n')) != std::string::npos;) e.replace(at, 1, "; ");
   return e;
 }
@@ -300,6 +327,8 @@ struct OpenedImage {
   std::unique_ptr<OIIO::ImageInput> in;
 };
 
+// `limits` are those the picture is checked against before the library reads a byte of it,
+// where a format allows: a BMP's header is read here first.
 OpenedImage OpenStillImage(const std::string& path, const InputLimits& limits) {
   ConfigureImageLibrary();
   OpenedImage opened{InputFile(path), {}, nullptr};
@@ -770,7 +799,9 @@ void ImageFileWriter::Write(const std::string& path, const Plane& r, const Plane
   }
 
   const size_t n = static_cast<size_t>(w) * static_cast<size_t>(h) * static_cast<size_t>(nch);
-  pixels_.resize(n);
+  // The library's HEIF writer copies whole padded rows of its own, reading past the last row
+  // it is given; the slack keeps that read inside the buffer.
+  pixels_.resize(n + kWriterSlack);
   for (int32_t y = 0; y < h; ++y) {
     uint8_t* dst = pixels_.data() + static_cast<size_t>(y) * static_cast<size_t>(w) * static_cast<size_t>(nch);
     const uint8_t *pr = r[y], *pg = g[y], *pb = b[y], *pa = alpha ? (*a)[y] : nullptr;
