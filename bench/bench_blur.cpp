@@ -1,6 +1,7 @@
 // The Gaussian blur at small, middle and large radii and the per-pixel adjustments on a
 // full-HD frame, against the floor of copying the four host planes into the working
 // planes. Each benchmark runs on one thread (argument 1) and on all threads (argument 0).
+// The effects run from their definitions on planes of their own, without a host.
 #include <benchmark/benchmark.h>
 #include <tbb/global_control.h>
 #include <tbb/info.h>
@@ -9,41 +10,52 @@
 #include <memory>
 #include <optional>
 #include <random>
+#include <string>
+#include <vector>
 
-#include "effects/adjust.h"
-#include "effects/blur.h"
-#include "effects/frame.h"
+#include "core/lookup_tables.h"
+#include "effects/effect.h"
+#include "engine/catalogue.h"
+#include "filters/blend.h"
+#include "filters/blur.h"
 #include "filters/parallel.h"
 #include "host/embedded/embedded_host.h"
-#include "host/image_state.h"
-#include "host/lookup_tables.h"
 
 namespace tessfx {
 namespace {
 
 constexpr int32_t kWidth = 1920, kHeight = 1080;
 
-// A noise frame in an embedded host, fetched into the shared planes.
+// A noise frame in planes of its own, with working copies. The only host operation these
+// effects call is the gradient of "Map to gradient", served by an in-memory host.
 struct BenchFrame {
-  BenchFrame() : host(EmbeddedHostOptions{{}, {}, kWidth, kHeight, 1}), tables(BuildLookupTables()), image(host, tables) {
+  BenchFrame() : tables(BuildLookupTables()) {
     std::mt19937 rng(1);
-    for (Channel c : {Channel::R, Channel::G, Channel::B, Channel::A}) {
-      Plane p(kWidth, kHeight);
-      for (size_t i = 0; i < p.size(); ++i) p.data()[i] = rng() & 0xFF;
-      host.WriteFramePlane(0, c, p);
+    for (Plane* p : {&host_r, &host_g, &host_b, &host_a}) {
+      *p = Plane(kWidth, kHeight);
+      for (size_t i = 0; i < p->size(); ++i) p->data()[i] = rng() & 0xFF;
     }
-    image.ReadGeometry();
-    image.FetchHostPlanes();
-    image.CopyHostToWorking();
+    for (auto [from, to] : {std::pair{&host_r, &work_r}, std::pair{&host_g, &work_g}, std::pair{&host_b, &work_b},
+                            std::pair{&host_a, &work_a}})
+      *to = from->Clone();
+    frame.width = kWidth;
+    frame.height = kHeight;
+    frame.alpha_bits = 1;  // the effect alone, without the alpha composite
+    frame.host = {host_r.view(), host_g.view(), host_b.view(), host_a.view()};
+    frame.work = {work_r.view(), work_g.view(), work_b.view(), work_a.view()};
+    frame.tables = &tables;
+    frame.host_calls = &effect_host;
   }
-  EmbeddedHost host;
+  Plane host_r, host_g, host_b, host_a, work_r, work_g, work_b, work_a;
   LookupTables tables;
-  ImageState image;
+  EmbeddedHost effect_host{EmbeddedHostOptions{.width = 8, .height = 8, .memory_store = true}};
+  EffectFrame frame;
 };
 
 // Argument 1: one thread; 0: every thread the scheduler has.
 std::optional<tbb::global_control> ThreadLimit(const benchmark::State& state) {
-  if (state.range(0) == 1) return std::optional<tbb::global_control>(std::in_place, tbb::global_control::max_allowed_parallelism, 1);
+  if (state.range(0) == 1)
+    return std::optional<tbb::global_control>(std::in_place, tbb::global_control::max_allowed_parallelism, 1);
   return std::nullopt;
 }
 
@@ -56,16 +68,15 @@ void Label(benchmark::State& state) {
 // bands the way the effects split their work.
 void BM_CopyFloor(benchmark::State& state) {
   auto limit = ThreadLimit(state);
-  BenchFrame frame;
-  ImageState& s = frame.image;
+  BenchFrame b;
   const int64_t stride = kWidth + 1;
   for (auto _ : state) {
     ForEachRowBand(0, kHeight + 1, stride * 4, [&](int32_t y0, int32_t y1) {
       const int64_t o = y0 * stride, n = (y1 - y0) * stride;
-      std::memcpy(s.work_r.data() + o, s.host_r.data() + o, n);
-      std::memcpy(s.work_g.data() + o, s.host_g.data() + o, n);
-      std::memcpy(s.work_b.data() + o, s.host_b.data() + o, n);
-      std::memcpy(s.work_a.data() + o, s.host_a.data() + o, n);
+      std::memcpy(b.work_r.data() + o, b.host_r.data() + o, n);
+      std::memcpy(b.work_g.data() + o, b.host_g.data() + o, n);
+      std::memcpy(b.work_b.data() + o, b.host_b.data() + o, n);
+      std::memcpy(b.work_a.data() + o, b.host_a.data() + o, n);
     });
     benchmark::ClobberMemory();
   }
@@ -75,11 +86,11 @@ BENCHMARK(BM_CopyFloor)->Arg(1)->Arg(0)->Unit(benchmark::kMillisecond)->UseRealT
 
 void BM_GaussianBlur(benchmark::State& state) {
   auto limit = ThreadLimit(state);
-  BenchFrame frame;
-  ImageState& s = frame.image;
-  const int32_t radius = static_cast<int32_t>(state.range(1));
+  BenchFrame b;
+  const PlaneView planes[3] = {b.work_r.view(), b.work_g.view(), b.work_b.view()};
+  const double sigma = GaussianSigmaForRadius(static_cast<int32_t>(state.range(1)));
   for (auto _ : state) {
-    GaussianBlurPlanes(s, radius);
+    GaussianBlur(planes, sigma);
     benchmark::ClobberMemory();
   }
   Label(state);
@@ -90,42 +101,50 @@ BENCHMARK(BM_GaussianBlur)
     ->Unit(benchmark::kMillisecond)
     ->UseRealTime();
 
-// The per-pixel routines at typical settings. Each overwrites the working planes from the
-// host planes or in place, so repeating it costs the same every time.
-template <typename Routine>
-void PerPixel(benchmark::State& state, Routine routine) {
+// An effect from its definition at typical settings. Each overwrites the working planes
+// from the host planes or in place, so repeating it costs the same every time.
+void Effect(benchmark::State& state, const char* name, EffectParams p) {
   auto limit = ThreadLimit(state);
-  BenchFrame frame;
-  ImageState& s = frame.image;
-  s.alpha_bits = 1;  // the effect alone, without the alpha composite
+  BenchFrame b;
+  const EffectDef& effect = *FindEffect(name);
   for (auto _ : state) {
-    routine(s);
+    RunEffect(effect, b.frame, p);
     benchmark::ClobberMemory();
   }
   Label(state);
 }
 
-#define TESSFX_PER_PIXEL(name, call)                                              \
-  void BM_##name(benchmark::State& state) { PerPixel(state, [](ImageState& s) { call; }); } \
-  BENCHMARK(BM_##name)->Arg(1)->Arg(0)->Unit(benchmark::kMillisecond)->UseRealTime()
+#define TESSFX_EFFECT(id, name, ...)                                                        \
+  void BM_##id(benchmark::State& state) { Effect(state, name, EffectParams{__VA_ARGS__}); } \
+  BENCHMARK(BM_##id)->Arg(1)->Arg(0)->Unit(benchmark::kMillisecond)->UseRealTime()
 
-TESSFX_PER_PIXEL(ColorAdjustment, FxColorAdjustment(s, 300, 200, 255));
-TESSFX_PER_PIXEL(ColorAdd, FxColorAdd(s, 30, -20, 0));
-TESSFX_PER_PIXEL(ValueAdjustment, FxValueAdjustment(s, 110, 120, 90, 105));
-TESSFX_PER_PIXEL(Saturation, FxSaturation(s, 128));
-TESSFX_PER_PIXEL(HueSatValue, FxHueSatValue(s, 40, 120, 200));
-TESSFX_PER_PIXEL(PowerCurve, float p = 0.4f; FxPowerCurve(s, p));
-TESSFX_PER_PIXEL(Negative, FxNegative(s));
-TESSFX_PER_PIXEL(InvertValue, FxInvertValue(s));
-TESSFX_PER_PIXEL(SwapChannels, FxSwapChannels(s));
-TESSFX_PER_PIXEL(MapToGradient, FxMapToGradient(s, 2));
-TESSFX_PER_PIXEL(LevelMix, LevelMix(s, 100));
+TESSFX_EFFECT(ColorAdjustment, "Color adjustment", 300, 200, 255);
+TESSFX_EFFECT(ColorAdd, "Color add", 30, -20, 0);
+TESSFX_EFFECT(ValueAdjustment, "Value adjustment", 110, 120, 90, 105);
+TESSFX_EFFECT(Saturation, "Saturation", 128);
+TESSFX_EFFECT(HueSatValue, "Hue / Sat / Value", 40, 120, 200);
+TESSFX_EFFECT(PowerCurve, "Power curve", 40);
+TESSFX_EFFECT(Negative, "Negative");
+TESSFX_EFFECT(InvertValue, "Invert value");
+TESSFX_EFFECT(SwapChannels, "Swap channels");
+TESSFX_EFFECT(MapToGradient, "Map to gradient", 2);
+
+void BM_LevelMix(benchmark::State& state) {
+  auto limit = ThreadLimit(state);
+  BenchFrame b;
+  for (auto _ : state) {
+    LevelMix(b.frame.work.rgb(), b.frame.host.rgb(), 100);
+    benchmark::ClobberMemory();
+  }
+  Label(state);
+}
+BENCHMARK(BM_LevelMix)->Arg(1)->Arg(0)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 // The other blurs at their catalogue defaults, for scale.
-TESSFX_PER_PIXEL(UnsharpMask, FxUnsharpMask(s, 255));
-TESSFX_PER_PIXEL(ZoomBlur, FxZoomBlur(s, 50, 50, 20, 50));
-TESSFX_PER_PIXEL(MotionBlur, FxMotionBlur(s, 0, 10));
-TESSFX_PER_PIXEL(LightDiffusion, FxLightDiffusion(s, 32, 255));
+TESSFX_EFFECT(UnsharpMask, "Unsharp mask", 255);
+TESSFX_EFFECT(ZoomBlur, "Zoom blur", 50, 50, 20, 50);
+TESSFX_EFFECT(MotionBlur, "Motion blur", 0, 10);
+TESSFX_EFFECT(LightDiffusion, "Light diffusion", 32, 255);
 
 }  // namespace
 }  // namespace tessfx

@@ -21,11 +21,10 @@
 #include <string>
 #include <vector>
 
-#include "effects/frame.h"
 #include "engine/catalogue.h"
 #include "engine/dispatch.h"
 #include "engine/panel.h"
-#include "filters/overlay.h"
+#include "filters/blend.h"
 #include "filters/parallel.h"
 #include "host/embedded/embedded_host.h"
 #include "host/image_state.h"
@@ -99,7 +98,7 @@ struct NoiseAlphaPlanes {
     DrawPattern(Pattern::Noise, 4, 0, 1, r, g, a);
   }
   void Run() {
-    Overlay_b(r.data(), g.data(), b.data(), hr.data(), hg.data(), hb.data(), a.data(), 0, kWidth, kHeight);
+    Overlay_b({r.view(), g.view(), b.view()}, {hr.view(), hg.view(), hb.view()}, a.view(), 0);
   }
   Plane r, g, b, hr, hg, hb, a;
 };
@@ -177,11 +176,19 @@ int main(int argc, char** argv) {
     add(kCopyFloor, [frame] { CopyFloor(frame->image()); });
     add(kDispatchOnly, [frame] { frame->Dispatch("(none)", {}); });
     // Building blocks that many effects share.
-    add("composite (Overlay_b)", [frame] { CompositeStep(frame->image()); });
+    add("composite (Overlay_b)", [frame] {
+      ImageState& s = frame->image();
+      Overlay_b({s.work_r.view(), s.work_g.view(), s.work_b.view()}, {s.host_r.view(), s.host_g.view(), s.host_b.view()},
+                s.host_a.view(), 0);
+    });
     add("composite, noise alpha", [mixed = std::make_shared<NoiseAlphaPlanes>()] { mixed->Run(); });
     add("swap fetch", [frame] { frame->image().FetchSwapPlanes(); });
-    add("level mix at 128", [frame] { LevelMix(frame->image(), 128); });
-    for (const EffectSpec& e : Effects()) {
+    add("level mix at 128", [frame] {
+      ImageState& s = frame->image();
+      LevelMix({s.work_r.view(), s.work_g.view(), s.work_b.view()}, {s.host_r.view(), s.host_g.view(), s.host_b.view()},
+               128);
+    });
+    for (const EffectDef& e : Effects()) {
       if (!e.implemented()) continue;
       const std::string name(e.name);
       add(name, [frame, name, values = PickedValues(name)] { frame->Dispatch(name, values); });

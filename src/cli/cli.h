@@ -79,5 +79,6 @@ struct ExitStatus {
 };
 void AddEffectsCommand(CLI::App& app);
 void AddApplyCommand(CLI::App& app);
+void AddGalleryCommand(CLI::App& app);
 
 }  // namespace tessfx::cli

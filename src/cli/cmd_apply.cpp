@@ -2,11 +2,11 @@
 // runs it (panel set-up, then the frame dispatch), written to an animation or an image.
 #include <OpenImageIO/imageio.h>
 
-#include <charconv>
 #include <optional>
 #include <vector>
 
 #include "cli/cli.h"
+#include "cli/slider_values.h"
 #include "media/file_util.h"
 #include "media/sequence.h"
 #include "core/error.h"
@@ -31,52 +31,6 @@ struct ApplyOptions {
   std::string sequence;
   DocumentOptions document;
 };
-
-std::string Trim(const std::string& s) {
-  const size_t b = s.find_first_not_of(" \t");
-  if (b == std::string::npos) return {};
-  return s.substr(b, s.find_last_not_of(" \t") - b + 1);
-}
-
-// "--values": comma-separated whole numbers, slider 1 first; an empty field keeps the
-// slider's default.
-std::vector<std::optional<int32_t>> ParseValues(const std::string& text) {
-  std::vector<std::optional<int32_t>> out;
-  if (Trim(text).empty()) return out;
-  size_t start = 0;
-  while (true) {
-    const size_t comma = text.find(',', start);
-    const std::string field = Trim(text.substr(start, comma == std::string::npos ? std::string::npos : comma - start));
-    if (field.empty()) {
-      out.emplace_back();
-    } else {
-      int32_t v = 0;
-      const auto [end, ec] = std::from_chars(field.data(), field.data() + field.size(), v);
-      if (ec != std::errc() || end != field.data() + field.size())
-        Fail(ErrorKind::Usage, "--values: \"" + field + "\" is not a whole number");
-      out.emplace_back(v);
-    }
-    if (comma == std::string::npos) break;
-    start = comma + 1;
-  }
-  if (out.size() > 6) Fail(ErrorKind::Usage, "--values takes at most six values");
-  return out;
-}
-
-// Sets the visible sliders from the given values; missing ones keep the catalogue default.
-void SetSliderValues(ParameterPanel& panel, const EffectSpec& effect, const std::vector<std::optional<int32_t>>& values) {
-  if (values.size() > effect.sliders.size())
-    Fail(ErrorKind::Usage, "effect \"" + std::string(effect.name) + "\" has " + std::to_string(effect.sliders.size()) +
-                               " slider(s), but " + std::to_string(values.size()) + " values were given");
-  for (size_t i = 0; i < values.size(); ++i) {
-    if (!values[i]) continue;
-    const SliderSpec& s = effect.sliders[i];
-    if (*values[i] < s.min || *values[i] > s.max)
-      Fail(ErrorKind::Usage, "value " + std::to_string(*values[i]) + " for slider \"" + std::string(s.caption) +
-                                 "\" is outside its range " + std::to_string(s.min) + ".." + std::to_string(s.max));
-    panel.HProp[i].SetValue(static_cast<int16_t>(*values[i]));  // inside a 16-bit range, checked above
-  }
-}
 
 // The result frame (working planes, extra row and column included, with the frame's alpha)
 // saved as a one-frame document: a .tsa keeps the whole planes, an image the visible picture.
@@ -114,11 +68,11 @@ void Apply(const ApplyOptions& o) {
     image.external_swap.set_active(true);
   }
 
+  const EffectDef& effect = EffectNamedByUser(o.effect);
+  if (!effect.implemented()) Fail(ErrorKind::Usage, "effect \"" + std::string(effect.name) + "\" is not implemented yet");
   ParameterPanel panel;
-  if (!panel.SelectEffect(o.effect)) Fail(ErrorKind::Usage, UnknownEffectMessage(o.effect));
-  const EffectSpec& effect = *panel.SelectedEffect();
-  if (!effect.implemented()) Fail(ErrorKind::Usage, "effect \"" + o.effect + "\" is not implemented yet");
-  SetSliderValues(panel, effect, ParseValues(o.values));
+  panel.SelectEffect(std::string(effect.name));
+  SetSliderValues(panel, ParseSliderValues(o.values, "--values"), "--values");
 
   DispatchHooks hooks;
   hooks.selected_entry = [&panel] { return panel.SelectedEntry(); };
@@ -138,7 +92,7 @@ void Apply(const ApplyOptions& o) {
   for (size_t i = 0; i < effect.sliders.size(); ++i)
     used += (i ? ", " : " (") + std::string(effect.sliders[i].caption) + " " + std::to_string(panel.HProp[i].Value());
   if (!used.empty()) used += ")";
-  Say("wrote " + o.output + ": \"" + o.effect + "\"" + used + " on frame " + std::to_string(o.frame) + " of " +
+  Say("wrote " + o.output + ": \"" + std::string(effect.name) + "\"" + used + " on frame " + std::to_string(o.frame) + " of " +
       o.input);
 }
 
@@ -151,7 +105,7 @@ void AddApplyCommand(CLI::App& app) {
   cmd->add_option("-o,--output", o->output, "Output: .tsa (whole planes, one frame) or an image file")->required();
   cmd->add_option("--effect", o->effect, "Effect name, as `tessfx effects` lists it")->required();
   cmd->add_option("--frame", o->frame, "Frame number, from 0")->capture_default_str();
-  cmd->add_option("--values", o->values, "Slider values V1,...,V6 (whole numbers; empty or missing: default)");
+  cmd->add_option("--values", o->values, "Slider values V1,...,V6 (whole numbers; an empty or missing value keeps the default)");
   cmd->add_option("--swap", o->swap, "Second image: a .tsa animation (its frame at --frame) or an image file");
   cmd->add_option("--sequence", o->sequence, "First BMP file of the sequence the sequence effects read");
   AddDocumentOptions(cmd, o->document);

@@ -16,11 +16,11 @@ std::string SliderText(const SliderSpec& s) {
 
 void PrintText(std::ostream& out) {
   size_t name_width = 0;
-  for (const EffectSpec& e : Effects()) name_width = std::max(name_width, e.name.size());
+  for (const EffectDef& e : Effects()) name_width = std::max(name_width, e.name.size());
   size_t implemented = 0;
   for (const CategorySpec& c : Categories()) {
     out << c.name << "\n";
-    for (const EffectSpec* e : c.effects) {
+    for (const EffectDef* e : c.effects) {
       std::string line = std::string(kListIndent) + std::string(e->name);
       line.append(name_width + 2 - e->name.size(), ' ');
       if (e->sliders.empty()) line += "(no sliders)";
@@ -38,14 +38,17 @@ nlohmann::ordered_json CatalogueJson() {
   nlohmann::ordered_json categories = nlohmann::ordered_json::array();
   for (const CategorySpec& c : Categories()) {
     nlohmann::ordered_json effects = nlohmann::ordered_json::array();
-    for (const EffectSpec* e : c.effects) {
+    for (const EffectDef* e : c.effects) {
       nlohmann::ordered_json sliders = nlohmann::ordered_json::array();
       for (const SliderSpec& s : e->sliders)
         sliders.push_back({{"caption", s.caption}, {"min", s.min}, {"max", s.max}, {"default", s.value}});
       effects.push_back({{"name", e->name},
                          {"category", e->category},
                          {"implemented", e->implemented()},
-                         {"sliders", std::move(sliders)}});
+                         {"description", e->description},
+                         {"sliders", std::move(sliders)},
+                         {"swap", e->Uses(kSwapImage)},
+                         {"sequence", e->Uses(kSequenceFrame)}});
     }
     categories.push_back({{"category", c.name}, {"effects", std::move(effects)}});
   }

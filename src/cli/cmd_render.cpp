@@ -10,6 +10,7 @@
 
 #include "cli/cli.h"
 #include "cli/session.h"
+#include "cli/slider_values.h"
 #include "media/file_util.h"
 #include "media/sequence.h"
 #include "core/error.h"
@@ -30,41 +31,6 @@ int32_t WholeNumber(std::string_view text, const std::string& what) {
   return v;
 }
 
-std::vector<int32_t> NumberList(std::string_view text, const std::string& what) {
-  std::vector<int32_t> out;
-  size_t start = 0;
-  while (true) {
-    const size_t comma = text.find(',', start);
-    out.push_back(WholeNumber(text.substr(start, comma == text.npos ? text.npos : comma - start), what));
-    if (comma == text.npos) break;
-    start = comma + 1;
-  }
-  return out;
-}
-
-const EffectSpec& FindEffectOrFail(const std::string& name) {
-  const EffectSpec* e = FindEffect(name);
-  if (!e) Fail(ErrorKind::Usage, UnknownEffectMessage(name));
-  return *e;
-}
-
-// Slider values for the effect's sliders, slider 1 first; fewer values leave the rest alone.
-void SetSliders(ParameterPanel& panel, const std::vector<int32_t>& values, const std::string& what) {
-  int visible = 0;
-  while (visible < 6 && panel.HProp[static_cast<size_t>(visible)].Visible()) ++visible;
-  if (static_cast<int>(values.size()) > visible)
-    Fail(ErrorKind::Usage, what + ": " + std::to_string(values.size()) + " values given, but \"" + panel.EffectName() +
-                               "\" has " + std::to_string(visible) + " slider" + (visible == 1 ? "" : "s"));
-  for (size_t n = 0; n < values.size(); ++n) {
-    HPropModel& h = panel.HProp[n];
-    if (values[n] < h.Min() || values[n] > h.Max())
-      Fail(ErrorKind::Usage, what + ": " + std::to_string(values[n]) + " for slider " + std::to_string(n + 1) + " (\"" +
-                                 panel.Label[n].caption + "\") is outside " + std::to_string(h.Min()) + ".." +
-                                 std::to_string(h.Max()));
-    h.SetValue(static_cast<int16_t>(values[n]));
-  }
-}
-
 // "F:V1,V2,...": go to frame F, set the sliders, set a key (replacing one at F).
 void SetKey(Editor& editor, const std::string& key_text) {
   const std::string what = "--key " + key_text;
@@ -76,7 +42,7 @@ void SetKey(Editor& editor, const std::string& key_text) {
     Fail(ErrorKind::Usage, what + ": frame " + std::to_string(frame) + " is outside the animation (frames 0.." +
                                std::to_string(total - 1) + ")");
   editor.host().Tes_GotoFrame(frame);
-  SetSliders(editor.panel(), NumberList(std::string_view(key_text).substr(colon + 1), what), what);
+  SetSliderValues(editor.panel(), ParseSliderValues(std::string_view(key_text).substr(colon + 1), what), what);
   editor.kv_button1_Click();
 }
 
@@ -107,20 +73,20 @@ void SetUpEffect(Editor& editor, const EffectOptions& o, bool need_routine) {
   if (!o.project.empty()) {
     const Project p = ReadProjectFile(o.project);
     // An unknown name is the file's fault (ApplyProject says so), as in every other command.
-    if (const EffectSpec* e = FindEffect(p.effect); need_routine && e && !e->implemented())
+    if (const EffectDef* e = FindEffectIgnoringCase(p.effect); need_routine && e && !e->implemented())
       Fail(ErrorKind::Usage, "effect \"" + p.effect + "\" is not available in this build yet");
     ApplyProject(editor, p);
     editor.panel().SuppressPreview = 255;
     return;
   }
   if (o.effect.empty()) Fail(ErrorKind::Usage, "give --effect NAME or --project FILE");
-  const EffectSpec& e = FindEffectOrFail(o.effect);
+  const EffectDef& e = EffectNamedByUser(o.effect);
   if (need_routine && !e.implemented())
-    Fail(ErrorKind::Usage, "effect \"" + o.effect + "\" is not available in this build yet");
+    Fail(ErrorKind::Usage, "effect \"" + std::string(e.name) + "\" is not available in this build yet");
   ParameterPanel& panel = editor.panel();
-  panel.SelectEffect(o.effect);
+  panel.SelectEffect(std::string(e.name));
   panel.SuppressPreview = 255;
-  if (!o.values.empty()) SetSliders(panel, NumberList(o.values, "--values"), "--values");
+  SetSliderValues(panel, ParseSliderValues(o.values, "--values"), "--values");
   editor.keys().SetSplineMode(o.spline);
   // Each key moves the sliders to its values, as setting keys in the window does.
   for (const std::string& k : o.keys) SetKey(editor, k);

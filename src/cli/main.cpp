@@ -19,6 +19,7 @@ int main(int argc, char** argv) {
   tessfx::cli::AddKeysCommand(app);
   tessfx::cli::AddEffectsCommand(app);
   tessfx::cli::AddApplyCommand(app);
+  tessfx::cli::AddGalleryCommand(app);
   try {
     app.parse(argc, argv);
   } catch (const CLI::CallForHelp& e) {

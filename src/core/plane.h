@@ -23,22 +23,67 @@ inline constexpr int64_t kMaxPlaneBytes = int64_t{1} << 29;  // 512 MiB, a 16K x
 // Checked before anything is allocated, without overflow.
 inline size_t PlaneBytes(int64_t width, int64_t height) {
   if (width < 0 || height < 0 || width > kMaxSide || height > kMaxSide)
-    Fail(ErrorKind::BadData, "frame size " + std::to_string(width) + "x" + std::to_string(height) +
-                                 " is outside 0.." + std::to_string(kMaxSide) + " per side");
+    Fail(ErrorKind::BadData, "frame size " + std::to_string(width) + "x" + std::to_string(height) + " is outside 0.." +
+                                 std::to_string(kMaxSide) + " per side");
   const int64_t bytes = (width + 1) * (height + 1);
   if (bytes > kMaxPlaneBytes)
-    Fail(ErrorKind::BadData, "frame size " + std::to_string(width) + "x" + std::to_string(height) +
-                                 " is too large to hold in memory");
+    Fail(ErrorKind::BadData,
+         "frame size " + std::to_string(width) + "x" + std::to_string(height) + " is too large to hold in memory");
   return static_cast<size_t>(bytes);
 }
+
+// A view of a plane's samples: the first sample, the frame size and the distance between
+// rows. Kernels take views, so they work on any plane storage without owning it; rows
+// 0..height and columns 0..width (the extra row and column included) are addressable.
+template <typename T>
+struct PlaneViewOf {
+  T* data = nullptr;
+  int32_t width = 0;
+  int32_t height = 0;
+  int64_t stride = 0;
+
+  T* row(int64_t y) const { return data + y * stride; }
+  T& at(int64_t y, int64_t x) const { return data[y * stride + x]; }
+  bool empty() const { return data == nullptr; }
+  // The samples of rows 0..height lie one after the other (no gap between rows).
+  bool contiguous() const { return stride == int64_t{width} + 1; }
+  int64_t samples() const { return (int64_t{height} + 1) * stride; }
+  bool SameSize(const PlaneViewOf<const uint8_t>& o) const { return width == o.width && height == o.height; }
+  operator PlaneViewOf<const uint8_t>() const { return {data, width, height, stride}; }
+};
+using PlaneView = PlaneViewOf<uint8_t>;
+using ConstPlaneView = PlaneViewOf<const uint8_t>;
+
+// The three colour planes of a frame, and the four with alpha.
+template <typename V>
+struct RgbOf {
+  V r, g, b;
+  operator RgbOf<ConstPlaneView>() const { return {r, g, b}; }
+  template <typename F>
+  void ForEach(F&& f) const {
+    f(r);
+    f(g);
+    f(b);
+  }
+};
+using RgbView = RgbOf<PlaneView>;
+using ConstRgbView = RgbOf<ConstPlaneView>;
+
+template <typename V>
+struct RgbaOf {
+  V r, g, b, a;
+  RgbOf<V> rgb() const { return {r, g, b}; }
+  operator RgbaOf<ConstPlaneView>() const { return {r, g, b, a}; }
+};
+using RgbaView = RgbaOf<PlaneView>;
+using ConstRgbaView = RgbaOf<ConstPlaneView>;
 
 class Plane {
  public:
   Plane() = default;
   // A zero-filled (or `fill`-filled) plane for a width x height frame.
   Plane(int32_t width, int32_t height, uint8_t fill = 0)
-      : width_(width), height_(height), bytes_(PlaneBytes(width, height)),
-        data_(std::make_unique<uint8_t[]>(bytes_)) {
+      : width_(width), height_(height), bytes_(PlaneBytes(width, height)), data_(std::make_unique<uint8_t[]>(bytes_)) {
     if (bytes_ > static_cast<size_t>(kMaxPlaneBytes)) __builtin_unreachable();  // PlaneBytes checked it
     if (fill != 0) std::memset(data_.get(), fill, bytes_);
   }
@@ -89,6 +134,8 @@ class Plane {
   uint8_t* operator[](int32_t row) { return data_.get() + static_cast<ptrdiff_t>(row) * stride(); }
   const uint8_t* operator[](int32_t row) const { return data_.get() + static_cast<ptrdiff_t>(row) * stride(); }
   uint8_t& at(int32_t row, int32_t col) { return (*this)[row][col]; }
+  PlaneView view() { return {data_.get(), width_, height_, stride()}; }
+  ConstPlaneView view() const { return {data_.get(), width_, height_, stride()}; }
   uint8_t at(int32_t row, int32_t col) const { return (*this)[row][col]; }
 
   bool operator==(const Plane& o) const {

@@ -1,3 +1,6 @@
+// Colour and tone adjustments and the per-pixel point filters. The routines with their own
+// pixel loops visit the planes' extra row and column too, except "Map to gradient", which
+// stops at the frame's edge; the point filters stop there as well.
 #include "effects/adjust.h"
 
 #include <algorithm>
@@ -7,10 +10,11 @@
 
 #include "core/convert.h"
 #include "core/error.h"
-#include "effects/frame.h"
-#include "effects/plane_check.h"
+#include "effects/families.h"
 #include "filters/channel.h"
+#include "filters/color.h"
 #include "filters/parallel.h"
+#include "filters/point.h"
 
 namespace tessfx {
 namespace {
@@ -19,9 +23,9 @@ namespace {
 // AVX2 where the processor has it.
 
 [[gnu::target_clones("avx2", "default")]] void SaturationRun(const uint8_t* __restrict hr, const uint8_t* __restrict hg,
-                                                               const uint8_t* __restrict hb, uint8_t* __restrict wr,
-                                                               uint8_t* __restrict wg, uint8_t* __restrict wb,
-                                                               int64_t n, float s) {
+                                                             const uint8_t* __restrict hb, uint8_t* __restrict wr,
+                                                             uint8_t* __restrict wg, uint8_t* __restrict wb, int64_t n,
+                                                             float s) {
   const float keep = 1.0f - s;
   for (int64_t i = 0; i < n; ++i) {
     const float r = hr[i], g = hg[i], b = hb[i];
@@ -33,7 +37,7 @@ namespace {
 }
 
 [[gnu::target_clones("avx2", "default")]] void PowerCurveRun(uint8_t* __restrict wr, uint8_t* __restrict wg,
-                                                               uint8_t* __restrict wb, int64_t n, float p) {
+                                                             uint8_t* __restrict wb, int64_t n, float p) {
   const float q = 1.0f / p - 2.0f;
   for (int64_t i = 0; i < n; ++i) {
     const float r = wr[i] / 255.0f, g = wg[i] / 255.0f, b = wb[i] / 255.0f;
@@ -47,10 +51,10 @@ namespace {
 }
 
 [[gnu::target_clones("avx2", "default")]] void InvertValueRun(const uint8_t* __restrict hr,
-                                                                const uint8_t* __restrict hg,
-                                                                const uint8_t* __restrict hb, uint8_t* __restrict wr,
-                                                                uint8_t* __restrict wg, uint8_t* __restrict wb,
-                                                                int64_t n) {
+                                                              const uint8_t* __restrict hg,
+                                                              const uint8_t* __restrict hb, uint8_t* __restrict wr,
+                                                              uint8_t* __restrict wg, uint8_t* __restrict wb,
+                                                              int64_t n) {
   for (int64_t i = 0; i < n; ++i) {
     float y, u, v, r, g, b;
     f_rgb2yuv(hr[i] / 255.0f, hg[i] / 255.0f, hb[i] / 255.0f, y, u, v);
@@ -61,23 +65,115 @@ namespace {
   }
 }
 
+void NegativeRun(const uint8_t* __restrict h, uint8_t* __restrict w, int64_t n) {
+  for (int64_t i = 0; i < n; ++i) w[i] = 255 - h[i];
+}
+
+// Gains 0..512, 255 leaving the frame unchanged.
+void FxColorAdjustment(EffectFrame& f, float red, float green, float blue) {
+  FastChannelMultiply(f.work.r, red / 255.0f);
+  FastChannelMultiply(f.work.g, green / 255.0f);
+  FastChannelMultiply(f.work.b, blue / 255.0f);
+}
+
+void FxColorAdd(EffectFrame& f, float red, float green, float blue) {
+  FastChannelAdd(f.work.r, RoundHalfEven(red));
+  FastChannelAdd(f.work.g, RoundHalfEven(green));
+  FastChannelAdd(f.work.b, RoundHalfEven(blue));
+}
+
+// The table applied by SetValueAlpha, which composites itself when the flag is 0.
+void FxValueAdjustment(EffectFrame& f, float value, float brightness, float contrast, float gamma) {
+  const ToneTable table = ValueAdjustmentTable(value, brightness, contrast, gamma);
+  if (f.alpha_bits > 0)
+    SetValue(f.work.rgb(), table);
+  else
+    SetValueAlpha(f.work.rgb(), f.host.rgb(), f.host.a, f.alpha_bits, table);
+}
+
+// Mixes each pixel with its three-sample mean: 255 keeps the colour, 0 greys.
+void FxSaturation(EffectFrame& f, float saturation) {
+  const float k = saturation / 255.0f;
+  ForEachSampleRun(f.work.r, 3, [&](int64_t o, int64_t n) {
+    SaturationRun(f.host.r.data + o, f.host.g.data + o, f.host.b.data + o, f.work.r.data + o, f.work.g.data + o,
+                  f.work.b.data + o, n, k);
+  });
+}
+
+void FxHueSatValue(EffectFrame& f, float hue, float saturation, float value) {
+  // The whole planes, extra row and column included, so that the run covers every row of
+  // the frame (a run of width x height samples would end before the last row does).
+  FastHSVandRGB(f.work.rgb(), hue, saturation / 100.0f, value / 255.0f, 1.0f, 1.0f, 1.0f);
+}
+
+// Scales each channel's distance from the pixel's luminance by a bias curve of the
+// luminance with parameter p (0.01..0.99).
+void FxPowerCurve(EffectFrame& f, float p) {
+  ForEachSampleRun(f.work.r, 3, [&](int64_t o, int64_t n) {
+    PowerCurveRun(f.work.r.data + o, f.work.g.data + o, f.work.b.data + o, n, p);
+  });
+}
+
+void FxNegative(EffectFrame& f) {
+  ForEachSampleRun(f.work.r, 3, [&](int64_t o, int64_t n) {
+    NegativeRun(f.host.r.data + o, f.work.r.data + o, n);
+    NegativeRun(f.host.g.data + o, f.work.g.data + o, n);
+    NegativeRun(f.host.b.data + o, f.work.b.data + o, n);
+  });
+}
+
+// Inverts luma, keeping the colour differences.
+void FxInvertValue(EffectFrame& f) {
+  ForEachSampleRun(f.work.r, 3, [&](int64_t o, int64_t n) {
+    InvertValueRun(f.host.r.data + o, f.host.g.data + o, f.host.b.data + o, f.work.r.data + o, f.work.g.data + o,
+                   f.work.b.data + o, n);
+  });
+}
+
+void CopyPlane(PlaneView to, ConstPlaneView from) {
+  ForEachSampleRun(to, 1, [&](int64_t o, int64_t n) { std::copy_n(from.data + o, n, to.data + o); });
+}
+
+// Red and blue exchanged (every sample of the planes is visited).
+void FxSwapChannels(EffectFrame& f) {
+  CopyPlane(f.work.r, f.host.b);
+  CopyPlane(f.work.g, f.host.g);
+  CopyPlane(f.work.b, f.host.r);
+}
+
+// Red from blue, green from red, blue from green.
+void FxRollChannels(EffectFrame& f) {
+  CopyPlane(f.work.r, f.host.b);
+  CopyPlane(f.work.g, f.host.r);
+  CopyPlane(f.work.b, f.host.g);
+}
+
+// Each pixel becomes the entry of the host's gradient `index` at its three-sample mean.
+void FxMapToGradient(EffectFrame& f, int16_t index) {
+  const std::vector<uint8_t> gradient = f.host_calls->Tes_GetGradient(index);
+  if (gradient.size() != 3 * 256)
+    Fail(ErrorKind::BadData,
+         "gradient " + std::to_string(index) + " has " + std::to_string(gradient.size()) + " bytes, not 3 x 256");
+  // The entry for every possible sum of three samples, so the loop does one lookup.
+  std::vector<uint8_t> by_sum(3 * 766);
+  for (int c = 0; c < 3; ++c)
+    for (int sum = 0; sum < 766; ++sum) by_sum[c * 766 + sum] = gradient[c * 256 + TruncDiv(sum, 3)];
+  const int64_t width = f.width;  // a local bound: byte stores cannot alias it
+  ForEachFrameRow(f.width, f.height, 3, [&, width](int32_t y0, int32_t y1) {
+    for (int32_t y = y0; y < y1; ++y) {
+      const uint8_t *hr = f.host.r.row(y), *hg = f.host.g.row(y), *hb = f.host.b.row(y);
+      uint8_t *wr = f.work.r.row(y), *wg = f.work.g.row(y), *wb = f.work.b.row(y);
+      for (int64_t x = 0; x < width; ++x) {
+        const int sum = hr[x] + hg[x] + hb[x];
+        wr[x] = by_sum[sum];
+        wg[x] = by_sum[766 + sum];
+        wb[x] = by_sum[2 * 766 + sum];
+      }
+    }
+  });
+}
+
 }  // namespace
-
-void FxColorAdjustment(ImageState& s, float red, float green, float blue) {
-  RequireFramePlanes(s);
-  FastChannelMultiply(s.work_r.data(), s.width, s.height, red / 255.0f);
-  FastChannelMultiply(s.work_g.data(), s.width, s.height, green / 255.0f);
-  FastChannelMultiply(s.work_b.data(), s.width, s.height, blue / 255.0f);
-  CompositeStep(s);
-}
-
-void FxColorAdd(ImageState& s, float red, float green, float blue) {
-  RequireFramePlanes(s);
-  FastChannelAdd(s.work_r.data(), s.width, s.height, RoundHalfEven(red));
-  FastChannelAdd(s.work_g.data(), s.width, s.height, RoundHalfEven(green));
-  FastChannelAdd(s.work_b.data(), s.width, s.height, RoundHalfEven(blue));
-  CompositeStep(s);
-}
 
 ToneTable ValueAdjustmentTable(float value, float brightness, float contrast, float gamma) {
   const double v = value / 100.0;
@@ -103,112 +199,97 @@ ToneTable ValueAdjustmentTable(float value, float brightness, float contrast, fl
   return table;
 }
 
-void FxValueAdjustment(ImageState& s, float value, float brightness, float contrast, float gamma) {
-  RequireFramePlanes(s);
-  const ToneTable table = ValueAdjustmentTable(value, brightness, contrast, gamma);
-  if (s.alpha_bits > 0) {
-    SetValue(table, s.work_r.data(), s.work_g.data(), s.work_b.data(), s.width, s.height);
-  } else {
-    SetValueAlpha(table, s.work_r.data(), s.work_g.data(), s.work_b.data(), s.host_r.data(), s.host_g.data(),
-                  s.host_b.data(), s.host_a.data(), s.alpha_bits, s.width, s.height);
-  }
-}
+std::span<const EffectDef> AdjustEffects() {
+  static const EffectDef effects[] = {
+      {.name = "Color adjustment",
+       .category = "Adjust",
+       .sliders = {Slider("Red", 0, 512, 255), Slider("Green", 0, 512, 255), Slider("Blue", 0, 512, 255)},
+       .pick = PickKind::WhiteBalanceGain,
+       .pointer = PointerKind::Custom,
+       .description = "Multiplies red, green and blue by a gain each (255 keeps the colour); click a grey to balance",
+       .run = [](EffectFrame& f, const EffectParams& p) { FxColorAdjustment(f, p[0], p[1], p[2]); }},
+      {.name = "Color add",
+       .category = "Adjust",
+       .sliders = {Slider("Red", -255, 255, 0), Slider("Green", -255, 255, 0), Slider("Blue", -255, 255, 0)},
+       .pick = PickKind::WhiteBalanceAdd,
+       .pointer = PointerKind::Custom,
+       .description = "Adds an offset to red, green and blue; click a grey to balance",
+       .run = [](EffectFrame& f, const EffectParams& p) { FxColorAdd(f, p[0], p[1], p[2]); }},
+      {.name = "Value adjustment",
+       .category = "Adjust",
+       .sliders = {Slider("Value", 0, 200, 100), Slider("Brightness", 0, 200, 100), Slider("Contrast", 0, 200, 100),
+                   Slider("Gamma", 50, 150, 100)},
+       .composite = kAlphaInKernel,
+       .description = "Value, brightness, contrast and gamma as one tone curve (100 each leaves the frame)",
+       .run = [](EffectFrame& f, const EffectParams& p) { FxValueAdjustment(f, p[0], p[1], p[2], p[3]); }},
+      {.name = "Threshold",
+       .category = "Adjust",
+       .sliders = {Slider("Threshold", 0, 255, 128)},
+       .pick = PickKind::Grey,
+       .pointer = PointerKind::Custom,
+       .description = "Black and white: white where the pixel's grey reaches the threshold",
+       // The last argument 0 asks for a black-and-white result by the pixel's grey.
+       .run = [](EffectFrame& f,
+                 const EffectParams& p) { FastThreshold(f.work.rgb(), f.host.rgb(), RoundHalfEven(p[0]), 0); }},
+      {.name = "Saturation",
+       .category = "Adjust",
+       .sliders = {Slider("Saturation", 0, 255, 255)},
+       .description = "Mixes each pixel with its grey: 255 keeps the colour, 0 gives a grey picture",
+       .run = [](EffectFrame& f, const EffectParams& p) { FxSaturation(f, p[0]); }},
+      {.name = "Hue / Sat / Value",
+       .category = "Adjust",
+       .sliders = {Slider("Hue", -179, 180, 0), Slider("Saturation", 1, 200, 100), Slider("Value", 0, 512, 255)},
+       .description = "Turns the hue by degrees and scales saturation (percent) and value (255 keeps it)",
+       .run = [](EffectFrame& f, const EffectParams& p) { FxHueSatValue(f, p[0], p[1], p[2]); }},
+      {.name = "Tint",
+       .category = "Adjust",
+       .sliders = {Slider("Red", 0, 255, 255), Slider("Green", 0, 255, 255), Slider("Blue", 0, 255, 255)},
+       .pick = PickKind::Colour,
+       .pointer = PointerKind::Custom,
+       .description = "Colours the picture's grey with the tint colour; click to pick it from the picture",
+       .run =
+           [](EffectFrame& f, const EffectParams& p) {
+             FastTint(f.work.rgb(), f.host.rgb(), RoundHalfEven(p[0]), RoundHalfEven(p[1]), RoundHalfEven(p[2]));
+           }},
+      {.name = "Map to gradient",
+       .category = "Color",
+       .sliders = {Slider("Index", 0, 7, 0)},
+       .inputs = kHostGradients,
+       .description = "Replaces each pixel by the host gradient's colour at the pixel's brightness",
+       .run = [](EffectFrame& f, const EffectParams& p) { FxMapToGradient(f, FloorToInt16(p[0])); }},
+      {.name = "Negative",
+       .category = "Color",
+       .description = "Inverts every channel",
+       .run = [](EffectFrame& f, const EffectParams&) { FxNegative(f); }},
+      {.name = "Invert value",
+       .category = "Color",
+       .description = "Inverts brightness, keeping the colours",
+       .run = [](EffectFrame& f, const EffectParams&) { FxInvertValue(f); }},
+      {.name = "Swap channels",
+       .category = "Color",
+       .description = "Exchanges red and blue",
+       .run = [](EffectFrame& f, const EffectParams&) { FxSwapChannels(f); }},
+      {.name = "Roll channels",
+       .category = "Color",
+       .description = "Moves blue to red, red to green and green to blue",
+       .run = [](EffectFrame& f, const EffectParams&) { FxRollChannels(f); }},
+      {.name = "Power curve",
+       .category = "Color",
+       .sliders = {Slider("Power curve", 1, 99, 99)},
+       .description = "Drains colour from dark pixels along a bias curve; lower values grey more of the picture",
+       .run = [](EffectFrame& f, const EffectParams& p) { FxPowerCurve(f, p[0] / 100.0f); }},
+      {.name = "Posterize",
+       .category = "Color",
+       .sliders = {Slider("Posterize", 0, 255, 64)},
+       .description = "Reduces each channel to levels this many samples apart (0 leaves the frame)",
+       .run =
+           [](EffectFrame& f, const EffectParams& p) {
+             if (p[0] == 0.0f) return;
+             FastPosterize(f.work.rgb(), f.host.rgb(), RoundHalfEven(p[0]));
+           }},
+  };
 
-void FxSaturation(ImageState& s, float saturation) {
-  RequireFramePlanes(s);
-  const float k = saturation / 255.0f;
-  ForEachSampleRun(s.width, s.height, [&](int64_t o, int64_t n) {
-    SaturationRun(s.host_r.data() + o, s.host_g.data() + o, s.host_b.data() + o, s.work_r.data() + o,
-                  s.work_g.data() + o, s.work_b.data() + o, n, k);
-  });
-  CompositeStep(s);
-}
-
-void FxHueSatValue(ImageState& s, float hue, float saturation, float value) {
-  RequireFramePlanes(s);
-  // The filter takes the planes as one run of samples; the run is the whole plane, extra
-  // row and column included, so that it covers every row of the frame (a run of
-  // width x height samples would end before the last row does).
-  const int32_t last = static_cast<int32_t>(s.work_r.size()) - 1;
-  FastHSVandRGB(hue, saturation / 100.0f, value / 255.0f, 1.0f, 1.0f, 1.0f, s.work_r.data(), s.work_g.data(),
-                s.work_b.data(), last);
-  CompositeStep(s);
-}
-
-void FxPowerCurve(ImageState& s, float& p) {
-  RequireFramePlanes(s);
-  const float curve = p;
-  ForEachSampleRun(s.width, s.height, [&](int64_t o, int64_t n) {
-    PowerCurveRun(s.work_r.data() + o, s.work_g.data() + o, s.work_b.data() + o, n, curve);
-  });
-  CompositeStep(s);
-}
-
-void FxNegative(ImageState& s) {
-  RequireFramePlanes(s);
-  ForEachSampleRun(s.width, s.height, [&](int64_t o, int64_t n) {
-    const Plane* src[3] = {&s.host_r, &s.host_g, &s.host_b};
-    Plane* dst[3] = {&s.work_r, &s.work_g, &s.work_b};
-    for (int c = 0; c < 3; ++c) {
-      const uint8_t* h = src[c]->data() + o;
-      uint8_t* w = dst[c]->data() + o;
-      for (int64_t i = 0; i < n; ++i) w[i] = 255 - h[i];
-    }
-  });
-  CompositeStep(s);
-}
-
-void FxInvertValue(ImageState& s) {
-  RequireFramePlanes(s);
-  ForEachSampleRun(s.width, s.height, [&](int64_t o, int64_t n) {
-    InvertValueRun(s.host_r.data() + o, s.host_g.data() + o, s.host_b.data() + o, s.work_r.data() + o,
-                   s.work_g.data() + o, s.work_b.data() + o, n);
-  });
-  CompositeStep(s);
-}
-
-void FxSwapChannels(ImageState& s) {
-  RequireFramePlanes(s);
-  // Every sample of the planes is visited, so whole-plane copies do the permutation.
-  s.work_r.CopyFrom(s.host_b);
-  s.work_g.CopyFrom(s.host_g);
-  s.work_b.CopyFrom(s.host_r);
-  CompositeStep(s);
-}
-
-void FxRollChannels(ImageState& s) {
-  RequireFramePlanes(s);
-  s.work_r.CopyFrom(s.host_b);
-  s.work_g.CopyFrom(s.host_r);
-  s.work_b.CopyFrom(s.host_g);
-  CompositeStep(s);
-}
-
-void FxMapToGradient(ImageState& s, int16_t index) {
-  RequireFramePlanes(s);
-  const std::vector<uint8_t> gradient = s.host.Tes_GetGradient(index);
-  if (gradient.size() != 3 * 256)
-    Fail(ErrorKind::BadData, "gradient " + std::to_string(index) + " has " + std::to_string(gradient.size()) +
-                                 " bytes, not 3 x 256");
-  // The entry for every possible sum of three samples, so the loop does one lookup.
-  std::vector<uint8_t> by_sum(3 * 766);
-  for (int c = 0; c < 3; ++c)
-    for (int sum = 0; sum < 766; ++sum) by_sum[c * 766 + sum] = gradient[c * 256 + TruncDiv(sum, 3)];
-  const int64_t width = s.width, stride = width + 1;  // a local bound: byte stores cannot alias it
-  ForEachRowBand(0, s.height, stride * 3, [&, width, stride](int32_t y0, int32_t y1) {
-    for (int64_t y = y0; y < y1; ++y) {
-      const int64_t o = y * stride;
-      const uint8_t *hr = s.host_r.data() + o, *hg = s.host_g.data() + o, *hb = s.host_b.data() + o;
-      uint8_t *wr = s.work_r.data() + o, *wg = s.work_g.data() + o, *wb = s.work_b.data() + o;
-      for (int64_t x = 0; x < width; ++x) {
-        const int sum = hr[x] + hg[x] + hb[x];
-        wr[x] = by_sum[sum];
-        wg[x] = by_sum[766 + sum];
-        wb[x] = by_sum[2 * 766 + sum];
-      }
-    }
-  });
-  CompositeStep(s);
+  return effects;
 }
 
 }  // namespace tessfx

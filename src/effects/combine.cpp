@@ -1,10 +1,12 @@
-#include "effects/combine.h"
-
+// Combine with swap: the frame mixed with the swap image, per channel by a lookup table or
+// a formula, per pixel by a choice of greys, or bitwise. Each routine visits rows 0..height
+// and columns 0..width (the planes' extra row and column included) and writes working R,
+// G, B. s is the swap sample, c the frame sample of the same channel; divisions truncate.
 #include <algorithm>
 
 #include "core/convert.h"
-#include "effects/frame.h"
-#include "filters/mix.h"
+#include "effects/families.h"
+#include "filters/blend.h"
 #include "filters/parallel.h"
 
 namespace tessfx {
@@ -16,30 +18,22 @@ struct Samples {
   uint8_t* out[3];          // working planes
 };
 
-// The common frame of the family: swap refresh, fn(samples, count) over row bands of the
-// whole planes (extra row and column included), composite.
+// The common frame of the family: fn(samples, count) over runs of whole rows of the planes
+// (extra row and column included).
 template <typename BandFn>
-void CombineFrame(ImageState& st, bool frame_from_host, BandFn&& fn) {
-  st.FetchSwapPlanes();
-  const int32_t w = st.width, h = st.height;
-  if (w >= 0 && h >= 0 && SwapFitsFrame(st)) {
-    const int64_t stride = int64_t{w} + 1;
-    const Plane* frame[3] = {frame_from_host ? &st.host_r : &st.work_r, frame_from_host ? &st.host_g : &st.work_g,
-                             frame_from_host ? &st.host_b : &st.work_b};
-    ForEachRowBand(0, h + 1, stride * 3, [&](int32_t y0, int32_t y1) {
-      const int64_t o = y0 * stride, n = (y1 - y0) * stride;
-      Samples p{{frame[0]->data() + o, frame[1]->data() + o, frame[2]->data() + o},
-                {st.swap_r.data() + o, st.swap_g.data() + o, st.swap_b.data() + o},
-                {st.work_r.data() + o, st.work_g.data() + o, st.work_b.data() + o}};
-      fn(p, n);
-    });
-  }
-  CompositeStep(st);
+void CombineFrame(EffectFrame& f, bool frame_from_host, BandFn&& fn) {
+  const ConstRgbView frame = frame_from_host ? f.host.rgb() : ConstRgbView(f.work.rgb());
+  ForEachSampleRun(f.work.r, 3, [&](int64_t o, int64_t n) {
+    Samples p{{frame.r.data + o, frame.g.data + o, frame.b.data + o},
+              {f.swap.r.data + o, f.swap.g.data + o, f.swap.b.data + o},
+              {f.work.r.data + o, f.work.g.data + o, f.work.b.data + o}};
+    fn(p, n);
+  });
 }
 
 // Per channel: out = op(s, c), on bytes so that the loops vectorise at 16 samples a step.
 template <typename Op>
-void PerChannel(ImageState& st, bool frame_from_host, Op op) {
+void PerChannel(EffectFrame& st, bool frame_from_host, Op op) {
   CombineFrame(st, frame_from_host, [&](const Samples& p, int64_t n) {
     for (int k = 0; k < 3; ++k) {
       const uint8_t* c = p.frame[k];
@@ -68,15 +62,15 @@ void InChunks(const Samples& p, int64_t n, PixelFn pixel, ChannelFn channel) {
   uint8_t value[kChunk];  // a grey, a flag or a sample: always a byte
   for (int64_t i0 = 0; i0 < n; i0 += kChunk) {
     const int64_t len = std::min(kChunk, n - i0);
-    pixel(p.swap[0] + i0, p.swap[1] + i0, p.swap[2] + i0, p.frame[0] + i0, p.frame[1] + i0, p.frame[2] + i0,
-          value, len);
+    pixel(p.swap[0] + i0, p.swap[1] + i0, p.swap[2] + i0, p.frame[0] + i0, p.frame[1] + i0, p.frame[2] + i0, value,
+          len);
     for (int k = 0; k < 3; ++k) channel(p.swap[k] + i0, p.frame[k] + i0, p.out[k] + i0, value, len);
   }
 }
 
 // Whole-pixel choice: out = swap pixel where take(gs, gc), else unchanged.
 template <typename Take>
-void ChooseSwap(ImageState& st, Take take) {
+void ChooseSwap(EffectFrame& st, Take take) {
   CombineFrame(st, false, [&](const Samples& p, int64_t n) {
     InChunks(
         p, n,
@@ -95,42 +89,41 @@ void ChooseSwap(ImageState& st, Take take) {
   });
 }
 
-}  // namespace
-
-void FxCombineByTable(ImageState& st, const LookupTable& table) {
+// table[s][c] with c from the host planes (the untouched frame).
+void FxCombineByTable(EffectFrame& st, const LookupTable& table) {
   const uint8_t* t = table[0].data();  // rows are contiguous: [s][c] at s * 256 + c
   PerChannel(st, true, [t](uint8_t s, uint8_t c) { return t[s * 256 + c]; });
 }
 
 // The numerators of luminance and complement stay within 255 * 255, so they are held in
 // 16 bits, where a division by 255 vectorises.
-void FxCombineLuminance(ImageState& st) {
+void FxCombineLuminance(EffectFrame& st) {
   PerChannel(st, false, [](uint8_t s, uint8_t c) -> uint8_t {
     const uint16_t n = s * (255 - c) + c * c;
     return n / 255;
   });
 }
 
-void FxCombineComplement(ImageState& st) {
+void FxCombineComplement(EffectFrame& st) {
   PerChannel(st, false, [](uint8_t s, uint8_t c) -> uint8_t {
     const uint16_t n = (255 - c) * s + (255 - s) * c;
     return n / 255;
   });
 }
 
-void FxCombineDifference(ImageState& st) {
+void FxCombineDifference(EffectFrame& st) {
   PerChannel(st, false, [](uint8_t s, uint8_t c) -> uint8_t { return std::max(c, s) - std::min(c, s); });
 }
 
-void FxCombineLessThan(ImageState& st) {
+void FxCombineLessThan(EffectFrame& st) {
   ChooseSwap(st, [](uint16_t gs, uint16_t gc) { return gs < gc; });
 }
 
-void FxCombineGreaterThan(ImageState& st) {
+void FxCombineGreaterThan(EffectFrame& st) {
   ChooseSwap(st, [](uint16_t gs, uint16_t gc) { return gs > gc; });
 }
 
-void FxCombineTexturize(ImageState& st) {
+void FxCombineTexturize(EffectFrame& st) {
   CombineFrame(st, false, [](const Samples& p, int64_t n) {
     InChunks(
         p, n,
@@ -147,7 +140,7 @@ void FxCombineTexturize(ImageState& st) {
   });
 }
 
-void FxCombineBinary(ImageState& st) {
+void FxCombineBinary(EffectFrame& st) {
   CombineFrame(st, false, [](const Samples& p, int64_t n) {
     InChunks(
         p, n,
@@ -164,7 +157,8 @@ void FxCombineBinary(ImageState& st) {
   });
 }
 
-void FxCombineLogic(ImageState& st, int32_t mode) {
+// c AND s (mode 0), c OR s (mode 1), c XOR s (mode 2).
+void FxCombineLogic(EffectFrame& st, int32_t mode) {
   switch (mode) {
     case 0:
       PerChannel(st, false, [](uint8_t s, uint8_t c) -> uint8_t { return c & s; });
@@ -183,10 +177,63 @@ void FxCombineLogic(ImageState& st, int32_t mode) {
   }
 }
 
-void FxMixBuffers(ImageState& st, float level) {
-  if (!SwapFitsFrame(st)) return;
-  MixPlanes(st.work_r.data(), st.work_g.data(), st.work_b.data(), st.swap_r.data(), st.swap_g.data(),
-            st.swap_b.data(), st.width, st.height, level);
+template <LookupTable LookupTables::*kTable>
+void CombineByTable(EffectFrame& f, const EffectParams&) {
+  FxCombineByTable(f, f.tables->*kTable);
+}
+
+template <void (*kRoutine)(EffectFrame&)>
+void NoValues(EffectFrame& f, const EffectParams&) {
+  kRoutine(f);
+}
+
+template <int32_t kMode>
+void CombineLogic(EffectFrame& f, const EffectParams&) {
+  FxCombineLogic(f, kMode);
+}
+
+constexpr std::string_view kCombine = "Combine with swap";
+
+EffectDef Combine(std::string_view name, EffectRoutine run, std::string_view description) {
+  return {.name = name, .category = kCombine, .inputs = kSwapImage, .description = description, .run = run};
+}
+
+}  // namespace
+
+std::span<const EffectDef> CombineEffects() {
+  static const EffectDef effects[] = {
+      {.name = "Mix buffers",
+       .category = kCombine,
+       .sliders = {SliderMaxFirst("Mix buffers", 0, 255, 0)},
+       .inputs = kSwapImage,
+       .description = "Cross-fades from the frame (0) to the swap image (255)",
+       .run = [](EffectFrame& f, const EffectParams& p) { MixPlanes(f.work.rgb(), f.swap, p[0]); }},
+      Combine("Combine add", CombineByTable<&LookupTables::add>, "Frame plus swap image, clipped at white"),
+      Combine("Combine subtract", CombineByTable<&LookupTables::subtract>, "Frame minus swap image, clipped at black"),
+      Combine("Combine multiply", CombineByTable<&LookupTables::multiply>,
+              "Frame times swap image: darkens, white in one leaves the other"),
+      Combine("Combine divide", CombineByTable<&LookupTables::divide>, "Frame divided by swap image: brightens"),
+      Combine("Combine screen", CombineByTable<&LookupTables::screen>,
+              "Inverse of multiplying the inverses: brightens, black in one leaves the other"),
+      Combine("Combine luminance", NoValues<FxCombineLuminance>,
+              "The frame's own curve, lifted by the swap image where the frame is dark"),
+      Combine("Combine complement", NoValues<FxCombineComplement>,
+              "Each image weighted by the other's inverse: black swap keeps the frame, white inverts it"),
+      Combine("Combine difference", NoValues<FxCombineDifference>, "The difference of frame and swap image"),
+      Combine("Combine around grey", CombineByTable<&LookupTables::around_grey>,
+              "Adds the swap image's departure from mid-grey to the frame"),
+      Combine("Combine greater than", NoValues<FxCombineGreaterThan>,
+              "The swap pixel where it is brighter than the frame's"),
+      Combine("Combine less than", NoValues<FxCombineLessThan>, "The swap pixel where it is darker than the frame's"),
+      Combine("Combine texturize", NoValues<FxCombineTexturize>,
+              "The frame shaded by the swap image's brightness, as a texture"),
+      Combine("Combine binary", NoValues<FxCombineBinary>,
+              "White where the swap image is no brighter than the frame, black elsewhere"),
+      Combine("Combine And", CombineLogic<0>, "Bitwise AND of frame and swap samples"),
+      Combine("Combine Or", CombineLogic<1>, "Bitwise OR of frame and swap samples"),
+      Combine("Combine Xor", CombineLogic<2>, "Bitwise XOR of frame and swap samples"),
+  };
+  return effects;
 }
 
 }  // namespace tessfx

@@ -1,5 +1,5 @@
-#include "effects/geometric.h"
-
+// Geometric effects that rebuild the frame from samples of the untouched frame (host
+// planes) into the working planes: "Mirage", "Mosaic" and "Displace".
 #include <algorithm>
 #include <array>
 #include <cstdlib>
@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "core/convert.h"
-#include "effects/frame.h"
+#include "effects/families.h"
 #include "filters/parallel.h"
 
 namespace tessfx {
@@ -46,56 +46,52 @@ void GatherRow(const uint8_t* src, const int32_t* columns, uint8_t* out, int32_t
   for (int32_t x = 0; x < width; ++x) out[x] = src[columns[x]];
 }
 
-}  // namespace
-
-void FxMirage(ImageState& s) {
-  const int32_t w = s.width, h = s.height;
-  if (w >= 2 && h >= 2) {
-    ForEachRowBand(1, h, int64_t{w} * 3, [&](int32_t y0, int32_t y1) {
-      MirageSteps steps;
-      for (int32_t y = y0; y < y1; ++y) {
-        BuildMirageSteps(steps, y, h);
-        for (auto [host, work] : {std::pair{&s.host_r, &s.work_r}, std::pair{&s.host_g, &s.work_g},
-                                  std::pair{&s.host_b, &s.work_b}})
-          MirageRow((*host)[h - y], (*host)[y], (*work)[y], w, steps);
-      }
-    });
-  }
-  CompositeStep(s);
+// Mixes row y with row height - y in the proportion y : (height - y), integer division
+// truncating, over rows 1..height-1 and columns 1..width-1.
+void FxMirage(EffectFrame& f) {
+  const int32_t w = f.width, h = f.height;
+  if (w < 2 || h < 2) return;
+  ForEachRowBand(1, h, int64_t{w} * 3, [&](int32_t y0, int32_t y1) {
+    MirageSteps steps;
+    for (int32_t y = y0; y < y1; ++y) {
+      BuildMirageSteps(steps, y, h);
+      for (auto [host, work] :
+           {std::pair{f.host.r, f.work.r}, std::pair{f.host.g, f.work.g}, std::pair{f.host.b, f.work.b}})
+        MirageRow(host.row(h - y), host.row(y), work.row(y), w, steps);
+    }
+  });
 }
 
-void FxMosaic(ImageState& s, float block_size) {
+// Blocks of n x n pixels (n = block_size rounded half to even) take the sample at the
+// block's upper-left corner plus n / 2, clamped to the frame; rows 0..height-1, columns
+// 0..width-1. A block size below 1 leaves the frame unchanged.
+void FxMosaic(EffectFrame& f, float block_size) {
   const int32_t n = RoundHalfEven(block_size);
   if (n < 1) return;
-  const int32_t w = s.width, h = s.height;
-  if (w > 0 && h > 0) {
-    const int64_t stride = int64_t{w} + 1;
-    std::vector<int32_t> source_column(static_cast<size_t>(w));
-    for (int32_t x = 0; x < w; ++x)
-      source_column[static_cast<size_t>(x)] = std::clamp(TruncDiv(x, n) * n + n / 2, 0, w - 1);
-    const int32_t* sx = source_column.data();
-    const size_t row_bytes = static_cast<size_t>(w);
-    // Rows of one block row are equal: the first row of each block row (or of the band)
-    // is sampled, the others are copies of it.
-    ForEachRowBand(0, h, int64_t{w} * 3, [&](int32_t y0, int32_t y1) {
-      for (int32_t y = y0; y < y1; ++y) {
-        const bool first = y == y0 || y % n == 0;
-        const int32_t sy = std::clamp(TruncDiv(y, n) * n + n / 2, 0, h - 1);
-        for (auto [host, work] : {std::pair{&s.host_r, &s.work_r}, std::pair{&s.host_g, &s.work_g},
-                                  std::pair{&s.host_b, &s.work_b}}) {
-          uint8_t* out = work->data() + y * stride;
-          if (first)
-            GatherRow(host->data() + sy * stride, sx, out, w);
-          else
-            std::memcpy(out, out - stride, row_bytes);
-        }
+  const int32_t w = f.width, h = f.height;
+  if (w <= 0 || h <= 0) return;
+  std::vector<int32_t> source_column(static_cast<size_t>(w));
+  for (int32_t x = 0; x < w; ++x)
+    source_column[static_cast<size_t>(x)] = std::clamp(TruncDiv(x, n) * n + n / 2, 0, w - 1);
+  const int32_t* sx = source_column.data();
+  const size_t row_bytes = static_cast<size_t>(w);
+  // Rows of one block row are equal: the first row of each block row (or of the band) is
+  // sampled, the others are copies of it.
+  ForEachFrameRow(w, h, 3, [&](int32_t y0, int32_t y1) {
+    for (int32_t y = y0; y < y1; ++y) {
+      const bool first = y == y0 || y % n == 0;
+      const int32_t sy = std::clamp(TruncDiv(y, n) * n + n / 2, 0, h - 1);
+      for (auto [host, work] :
+           {std::pair{f.host.r, f.work.r}, std::pair{f.host.g, f.work.g}, std::pair{f.host.b, f.work.b}}) {
+        uint8_t* out = work.row(y);
+        if (first)
+          GatherRow(host.row(sy), sx, out, w);
+        else
+          std::memcpy(out, work.row(y - 1), row_bytes);
       }
-    });
-  }
-  CompositeStep(s);
+    }
+  });
 }
-
-namespace {
 
 // |v| mod size for every v in -reach..size+reach, as a table indexed v + reach.
 std::vector<int32_t> WrapTable(int32_t size, int64_t reach) {
@@ -109,9 +105,9 @@ struct DisplaceSource {
   const uint8_t *r, *g, *b;  // host planes
   int64_t stride;
   int32_t width, height;
-  int64_t reach;            // largest |offset|
-  const int64_t* offset;    // offset of each swap sample value
-  const int32_t* wrap_x;    // WrapTable of the width, or nullptr: wrap arithmetically
+  int64_t reach;          // largest |offset|
+  const int64_t* offset;  // offset of each swap sample value
+  const int32_t* wrap_x;  // WrapTable of the width, or nullptr: wrap arithmetically
   const int32_t* wrap_y;
 };
 
@@ -134,15 +130,16 @@ void DisplaceRow(const DisplaceSource& src, int32_t y, const uint8_t* swap_r, co
   }
 }
 
-}  // namespace
-
-void FxDisplace(ImageState& s, float amount) {
-  const int32_t w = s.width, h = s.height;
+// Moves every pixel by an offset read from the swap image: with k = floor(amount),
+// dx = ((swap R - 128) k) / 255 and dy = ((swap G - 128) k) / 255 (truncating), the pixel
+// (x, y) takes host (|x + dx| mod width, |y + dy| mod height), over rows 0..height and
+// columns 0..width. Frames with both sides below 128 are left alone, and so is k = 0.
+void FxDisplace(EffectFrame& f, float amount) {
+  const int32_t w = f.width, h = f.height;
   if (w < 128 && h < 128) return;
-  s.FetchSwapPlanes();
   const int32_t k = FloorToInt(amount);
   if (k == 0) return;
-  if (w < 1 || h < 1 || !SwapFitsFrame(s)) return;  // nothing to wrap around, or no swap image
+  if (w < 1 || h < 1) return;  // nothing to wrap around
   // The offset of every swap sample value; the same for columns (red) and rows (green).
   std::array<int64_t, 256> offset{};
   int64_t reach = 0;
@@ -150,7 +147,7 @@ void FxDisplace(ImageState& s, float amount) {
     offset[static_cast<size_t>(v)] = (int64_t{v - 128} * k) / 255;
     reach = std::max<int64_t>(reach, std::llabs(offset[static_cast<size_t>(v)]));
   }
-  const int64_t stride = int64_t{w} + 1;
+  const int64_t stride = f.host.r.stride;
   // Positions wrap through tables for the amounts the slider gives; amounts far beyond
   // that wrap arithmetically instead of building tables larger than the frame many times.
   const bool tables = reach <= 4 * int64_t{std::max(w, h)} + 1024;
@@ -159,16 +156,43 @@ void FxDisplace(ImageState& s, float amount) {
     wrap_x = WrapTable(w, reach);
     wrap_y = WrapTable(h, reach);
   }
-  const DisplaceSource src{s.host_r.data(), s.host_g.data(), s.host_b.data(), stride, w, h, reach,
-                           offset.data(), tables ? wrap_x.data() : nullptr, tables ? wrap_y.data() : nullptr};
-  ForEachRowBand(0, h + 1, stride * 3, [&](int32_t y0, int32_t y1) {
-    for (int32_t y = y0; y < y1; ++y) {
-      const int64_t o = y * stride;
-      DisplaceRow(src, y, s.swap_r.data() + o, s.swap_g.data() + o, s.work_r.data() + o, s.work_g.data() + o,
-                  s.work_b.data() + o);
-    }
+  const DisplaceSource src{f.host.r.data,
+                           f.host.g.data,
+                           f.host.b.data,
+                           stride,
+                           w,
+                           h,
+                           reach,
+                           offset.data(),
+                           tables ? wrap_x.data() : nullptr,
+                           tables ? wrap_y.data() : nullptr};
+  ForEachPlaneRow(w, h, 3, [&](int32_t y0, int32_t y1) {
+    for (int32_t y = y0; y < y1; ++y)
+      DisplaceRow(src, y, f.swap.r.row(y), f.swap.g.row(y), f.work.r.row(y), f.work.g.row(y), f.work.b.row(y));
   });
-  CompositeStep(s);
+}
+
+}  // namespace
+
+std::span<const EffectDef> GeometricEffects() {
+  static const EffectDef effects[] = {
+      {.name = "Mosaic",
+       .category = "Transform",
+       .sliders = {SliderMaxFirst("Step size", 1, 100, 8)},
+       .description = "Square blocks of the step size, each one colour",
+       .run = [](EffectFrame& f, const EffectParams& p) { FxMosaic(f, p[0]); }},
+      {.name = "Mirage",
+       .category = "Transform",
+       .description = "Mixes each row with its mirror image, more towards the bottom, like a reflection on water",
+       .run = [](EffectFrame& f, const EffectParams&) { FxMirage(f); }},
+      {.name = "Displace",
+       .category = "Displace by swap",
+       .sliders = {SliderMaxFirst("Max displace", 0, 255, 0)},
+       .inputs = kSwapImage,
+       .description = "Moves each pixel by the swap image's red (across) and green (down), up to half the slider",
+       .run = [](EffectFrame& f, const EffectParams& p) { FxDisplace(f, p[0]); }},
+  };
+  return effects;
 }
 
 }  // namespace tessfx

@@ -1,10 +1,12 @@
-#include "effects/looks.h"
-
+// Colour looks: "Day for night", "Sunset filter" and "Fog filter". Each recolours the frame
+// (rows 0..height-1, columns 0..width-1) with a weight that changes from the first row to
+// the last. Per row t = y / height and u = 1 - t in single precision; pixel arithmetic in
+// double precision, results rounded half to even.
 #include <algorithm>
 #include <array>
 
 #include "core/convert.h"
-#include "effects/frame.h"
+#include "effects/families.h"
 #include "filters/parallel.h"
 
 namespace tessfx {
@@ -79,32 +81,49 @@ void FogRow(uint8_t* wr, uint8_t* wg, uint8_t* wb, int32_t n, double t, double u
   }
 }
 
-// Runs row(r, g, b, width, t, u) over the working planes' frame rows, then composites.
+// Runs row(r, g, b, width, t, u) over the working planes' frame rows.
 template <typename RowFn>
-void LookFrame(ImageState& s, RowFn row) {
-  const int32_t w = s.width, h = s.height;
-  if (w > 0 && h > 0) {
-    const int64_t stride = int64_t{w} + 1;
-    ForEachRowBand(0, h, int64_t{w} * 3, [&](int32_t y0, int32_t y1) {
-      for (int32_t y = y0; y < y1; ++y) {
-        const int64_t o = y * stride;
-        const RowWeights k = WeightsOfRow(y, h);
-        row(s.work_r.data() + o, s.work_g.data() + o, s.work_b.data() + o, w, k.t, k.u);
-      }
-    });
-  }
-  CompositeStep(s);
+void LookFrame(EffectFrame& f, RowFn row) {
+  const int32_t w = f.width, h = f.height;
+  ForEachFrameRow(w, h, 3, [&](int32_t y0, int32_t y1) {
+    for (int32_t y = y0; y < y1; ++y) {
+      const RowWeights k = WeightsOfRow(y, h);
+      row(f.work.r.row(y), f.work.g.row(y), f.work.b.row(y), w, k.t, k.u);
+    }
+  });
 }
+
+// Halves the saturation towards the grey 0.2 r + 0.3 g + 0.5 b, then darkens and blues
+// the frame, less so on rows of higher index.
+void FxDayForNight(EffectFrame& f) { LookFrame(f, DayForNightRow); }
+
+// A warm cast: green and blue scaled down, strongest on row 0, fading towards the last row.
+void FxSunsetFilter(EffectFrame& f) {
+  // Red is written back unchanged, so its plane is left alone.
+  LookFrame(f, [](uint8_t*, uint8_t* g, uint8_t* b, int32_t n, double t, double u) { SunsetRow(g, b, n, t, u); });
+}
+
+// Blends each pixel towards a pale fog value that grows with the row index.
+void FxFogFilter(EffectFrame& f) { LookFrame(f, FogRow); }
 
 }  // namespace
 
-void FxDayForNight(ImageState& s) { LookFrame(s, DayForNightRow); }
-
-void FxSunsetFilter(ImageState& s) {
-  // Red is written back unchanged, so its plane is left alone.
-  LookFrame(s, [](uint8_t*, uint8_t* g, uint8_t* b, int32_t n, double t, double u) { SunsetRow(g, b, n, t, u); });
+std::span<const EffectDef> LookEffects() {
+  static const EffectDef effects[] = {
+      {.name = "Fog filter",
+       .category = "Photographic",
+       .description = "A pale fog that thickens towards the bottom of the picture",
+       .run = [](EffectFrame& f, const EffectParams&) { FxFogFilter(f); }},
+      {.name = "Sunset filter",
+       .category = "Photographic",
+       .description = "A warm cast, strongest at the top, fading towards the bottom",
+       .run = [](EffectFrame& f, const EffectParams&) { FxSunsetFilter(f); }},
+      {.name = "Day for night",
+       .category = "Photographic",
+       .description = "Desaturates, darkens and blues the picture so that day footage reads as night",
+       .run = [](EffectFrame& f, const EffectParams&) { FxDayForNight(f); }},
+  };
+  return effects;
 }
-
-void FxFogFilter(ImageState& s) { LookFrame(s, FogRow); }
 
 }  // namespace tessfx

@@ -1,5 +1,7 @@
 #include "engine/dispatch.h"
 
+#include "core/error.h"
+#include "media/bmp.h"
 
 namespace tessfx {
 
@@ -10,6 +12,24 @@ std::string SignBlank(int32_t n) {
   if (n >= 0) s.insert(s.begin(), ' ');
   return s;
 }
+
+std::string SizeText(int32_t w, int32_t h) { return std::to_string(w) + "x" + std::to_string(h); }
+
+// Every plane must have the frame's size: routines index them by it.
+void RequireFrameSize(std::initializer_list<const Plane*> planes, int32_t width, int32_t height, const char* what) {
+  for (const Plane* p : planes)
+    if (p->empty() || p->width() != width || p->height() != height)
+      Fail(ErrorKind::BadData, std::string("the host's ") + what + " planes are " + SizeText(p->width(), p->height()) +
+                                   ", but it reports frames of " + SizeText(width, height));
+}
+
+struct CaptionHook final : CaptionSink {
+  const std::function<void(const std::string&)>& set;
+  explicit CaptionHook(const std::function<void(const std::string&)>& s) : set(s) {}
+  void SetCaption(const std::string& caption) override {
+    if (set) set(caption);
+  }
+};
 }  // namespace
 
 std::string FrameCaption(int32_t current_frame, int32_t total_frames) {
@@ -17,6 +37,19 @@ std::string FrameCaption(int32_t current_frame, int32_t total_frames) {
 }
 
 std::string EffectNameOfEntry(const std::string& entry) { return entry.size() > 4 ? entry.substr(4) : std::string(); }
+
+bool FrameDispatcher::LoadSequenceFrame() {
+  const std::optional<std::string> file = hooks_.sequence_file ? hooks_.sequence_file(current_frame_) : std::nullopt;
+  if (!file || file->empty()) return false;  // no sequence chosen: the effect does nothing
+  const ImageState& s = image_;
+  for (Plane* p : {&sequence_r_, &sequence_g_, &sequence_b_, &sequence_a_}) {
+    p->EnsureSize(s.width, s.height);
+    p->Fill(0);
+  }
+  CaptionHook caption(hooks_.set_caption);
+  BmpReader reader;
+  return reader.LoadBmpToPlanes(*file, sequence_r_, sequence_g_, sequence_b_, sequence_a_, caption) == kBmpLoaded;
+}
 
 void FrameDispatcher::ProccessFrame(float p1, float p2, float p3, float p4, float p5, float p6) {
   ImageState& s = image_;
@@ -33,17 +66,32 @@ void FrameDispatcher::ProccessFrame(float p1, float p2, float p3, float p4, floa
   if (hooks_.set_caption) hooks_.set_caption(FrameCaption(current_frame_, total_frames_));
   // 4./5. The routine by exact effect name; a name that matches nothing does nothing.
   const std::string name = EffectNameOfEntry(hooks_.selected_entry ? hooks_.selected_entry() : std::string());
-  const EffectSpec* effect = FindEffect(name);
-  if (!effect || !effect->action) return;
-  EffectCall call{s, {p1, p2, p3, p4, p5, p6}, {}, hooks_.set_caption, current_frame_};
-  if (effect->sequence) {
-    // The five sequence effects do nothing until a sequence is chosen.
-    std::optional<std::string> file = hooks_.sequence_file ? hooks_.sequence_file(current_frame_) : std::nullopt;
-    if (!file || file->empty()) return;
-    call.sequence_file = *file;
+  const EffectDef* effect = FindEffect(name);
+  if (!effect || !effect->implemented()) return;
+
+  RequireFrameSize({&s.host_r, &s.host_g, &s.host_b, &s.host_a}, s.width, s.height, "frame");
+  EffectFrame f;
+  f.width = s.width;
+  f.height = s.height;
+  f.alpha_bits = s.alpha_bits;
+  f.frame = current_frame_;
+  f.total_frames = total_frames_;
+  f.host = {s.host_r.view(), s.host_g.view(), s.host_b.view(), s.host_a.view()};
+  f.work = {s.work_r.view(), s.work_g.view(), s.work_b.view(), s.work_a.view()};
+  f.tables = &s.tables;
+  f.caption = hooks_.set_caption;
+  if (effect->Uses(kSwapImage)) {
+    s.FetchSwapPlanes();
+    RequireFrameSize({&s.swap_r, &s.swap_g, &s.swap_b}, s.width, s.height, "swap image");
+    f.swap = {s.swap_r.view(), s.swap_g.view(), s.swap_b.view()};
   }
-  // 6. The composite step, where the effect has one, is part of its action.
-  effect->action(call);
+  if (effect->Uses(kSequenceFrame)) {
+    if (!LoadSequenceFrame()) return;
+    f.sequence = {sequence_r_.view(), sequence_g_.view(), sequence_b_.view(), sequence_a_.view()};
+  }
+  if (effect->Uses(kHostCalls)) f.host_calls = &s.host;
+  // 6. The routine, then the composite step its definition declares.
+  RunEffect(*effect, f, {p1, p2, p3, p4, p5, p6});
 }
 
 }  // namespace tessfx

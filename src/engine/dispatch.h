@@ -1,31 +1,18 @@
 #pragma once
-// The frame dispatch: refetch the current frame from the host, pick the routine by effect
-// name and run it with arguments derived from the six parameter values, then composite
-// through the alpha plane where the effect is marked so. The result stays in the working
-// planes; sending it to the host is the caller's business.
+// The frame dispatch: refetch the current frame from the host, find the selected effect by
+// name, check that every plane has the frame's size, fetch what the effect's definition
+// declares (swap image, sequence picture, host operations), run its routine with the six
+// values and apply its declared composite once. The result stays in the working planes;
+// sending it to the host is the caller's business.
 #include <array>
 #include <functional>
 #include <optional>
 #include <string>
 
-#include "effects/frame.h"
 #include "engine/catalogue.h"
 #include "host/image_state.h"
 
 namespace tessfx {
-
-// What a routine receives: the shared image state, the six values (the dispatch's own
-// copies, which the inline convolutions reuse as kernel cells), for the sequence effects
-// the file of the current frame, and the host's current frame (the seed of the random
-// effects, so that any frame renders the same on its own).
-struct EffectCall {
-  ImageState& image;
-  std::array<float, 6> p{};
-  std::string sequence_file;  // empty when no sequence is chosen
-  // Shows a message in the main window's caption (the BMP reader's failures).
-  std::function<void(const std::string&)> set_caption;
-  int32_t frame = 0;
-};
 
 // The main window's side of the dispatch, behind small hooks.
 struct DispatchHooks {
@@ -41,6 +28,7 @@ class FrameDispatcher {
  public:
   FrameDispatcher(ImageState& image, DispatchHooks hooks) : image_(image), hooks_(std::move(hooks)) {}
 
+  // Throws an Error when the host hands over planes of another size than it reports.
   void ProccessFrame(float p1, float p2, float p3, float p4, float p5, float p6);
 
   int32_t total_frames() const { return total_frames_; }
@@ -49,10 +37,15 @@ class FrameDispatcher {
   DispatchHooks& hooks() { return hooks_; }
 
  private:
+  // This frame's picture of the chosen sequence into the sequence planes; false (nothing to
+  // do) when no sequence is chosen or the picture cannot be read, which the caption says.
+  bool LoadSequenceFrame();
+
   ImageState& image_;
   DispatchHooks hooks_;
   int32_t total_frames_ = 0;
   int32_t current_frame_ = 0;
+  Plane sequence_r_, sequence_g_, sequence_b_, sequence_a_;  // storage reused, contents read fresh
 };
 
 // "Timeline editor  (frame N of  T total)": both numbers keep their sign blank.

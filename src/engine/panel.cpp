@@ -100,13 +100,13 @@ void ParameterPanel::List1_Click() {
   SuppressPreview = 0;
   if (hooks.preview) hooks.preview();
   // 7. The preview picture's pointer: picked colours, or a dragged centre or placement.
-  const EffectSpec* e = SelectedEffect();
+  const EffectDef* e = SelectedEffect();
   Picture2_MousePointer = PointerKind::Default;
   if (e) Picture2_MousePointer = e->pointer;
 }
 
 void ParameterPanel::Setuptool() {
-  const EffectSpec* e = SelectedEffect();
+  const EffectDef* e = SelectedEffect();
   if (!e) return;
   for (size_t n = 0; n < e->sliders.size() && n < 6; ++n) {
     const SliderSpec& s = e->sliders[n];
@@ -126,10 +126,10 @@ void ParameterPanel::Setuptool() {
     // the assignments above came while the slider was hidden, and only a visible slider's
     // Change writes its value label. It shows a value once the slider is moved.
   }
-  if (e->name == "Lens flare" && hooks.flare_settings) hooks.flare_settings();
-  if (e->button != ButtonMode::None) {
-    kv_button13.top = e->button_top;
-    if (e->button == ButtonMode::Shown) {
+  if (e->on_select && hooks.effect_picked) hooks.effect_picked(*e);
+  if (e->button() != ButtonMode::None) {
+    kv_button13.top = e->button_top();
+    if (e->button() == ButtonMode::Shown) {
       kv_button13.left = 262;
       kv_button13.caption = "Select Sequence...";
       kv_button13.visible = true;

@@ -65,9 +65,10 @@ struct ButtonModel {
 
 // What the panel needs from the rest of the editor.
 struct PanelHooks {
-  std::function<void()> clear_keys;      // the clear-keys action of kv_button5
-  std::function<void()> preview;         // DoPreviewFrame
-  std::function<void()> flare_settings;  // the host's own flare settings (Tes_FlareSettings)
+  std::function<void()> clear_keys;  // the clear-keys action of kv_button5
+  std::function<void()> preview;     // DoPreviewFrame
+  // The effect's own step when it is picked (the host's flare settings for "Lens flare").
+  std::function<void(const EffectDef&)> effect_picked;
 };
 
 class ParameterPanel {
@@ -81,7 +82,7 @@ class ParameterPanel {
   void SetListIndex(int index);
   std::string SelectedEntry() const;
   std::string EffectName() const;  // the selected entry less its four-space indent
-  const EffectSpec* SelectedEffect() const { return FindEffect(EffectName()); }
+  const EffectDef* SelectedEffect() const { return FindEffect(EffectName()); }
   // Selects the row of an effect by name (raising List1_Click); false when unknown.
   bool SelectEffect(const std::string& name);
 

@@ -9,20 +9,9 @@
 namespace tessfx {
 namespace {
 
-enum class PickKind { None, WhiteBalanceGain, WhiteBalanceAdd, Colour, KeyColour, Grey, Position, Translate, Rotate };
-
-PickKind KindOf(const std::string& name) {
-  if (name == "Color adjustment") return PickKind::WhiteBalanceGain;
-  if (name == "Color add") return PickKind::WhiteBalanceAdd;
-  if (name == "Tint") return PickKind::Colour;
-  if (name == "Color key" || name == "Color key sequence") return PickKind::KeyColour;
-  if (name == "Threshold") return PickKind::Grey;
-  if (name == "Zoom blur" || name == "Mystic vision" || name == "Shadow vision" || name == "Lens flare" ||
-      name == "Wave brush in breeze")
-    return PickKind::Position;
-  if (name == "Transform") return PickKind::Translate;
-  if (name == "Wireframe designer") return PickKind::Rotate;
-  return PickKind::None;
+PickKind KindOf(const ParameterPanel& panel) {
+  const EffectDef* e = panel.SelectedEffect();
+  return e ? e->pick : PickKind::None;
 }
 
 }  // namespace
@@ -44,7 +33,7 @@ PreviewPoint PointAt(const ImageState& image, double fx, double fy) {
   return p;
 }
 
-bool PreviewPicker::Accepts(const ParameterPanel& panel) { return KindOf(panel.EffectName()) != PickKind::None; }
+bool PreviewPicker::Accepts(const ParameterPanel& panel) { return KindOf(panel) != PickKind::None; }
 
 void PreviewPicker::Press(ParameterPanel& panel, const PreviewPoint& p) {
   if (!Accepts(panel)) return;
@@ -62,7 +51,7 @@ void PreviewPicker::Apply(ParameterPanel& panel, const PreviewPoint& p) {
   std::array<std::optional<double>, 6> set{};
   const double grey = (p.r + p.g + p.b) / 3.0;
   const double rgb[3] = {static_cast<double>(p.r), static_cast<double>(p.g), static_cast<double>(p.b)};
-  switch (KindOf(panel.EffectName())) {
+  switch (KindOf(panel)) {
     case PickKind::None:
       return;
     case PickKind::WhiteBalanceGain:

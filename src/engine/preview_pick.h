@@ -1,17 +1,16 @@
 #pragma once
 // Picking on the preview picture: clicking or dragging on the preview sets sliders of the
-// selected effect from the picture.
+// selected effect from the picture, as its definition's pick kind says:
 //
-//  - "Color adjustment": gains that turn the picked colour into a neutral grey of the same
-//    brightness (a white balance); "Color add": offsets that do the same by addition.
-//  - "Tint", "Color key", "Color key sequence": the picked colour itself.
-//  - "Threshold": the picked pixel's grey level.
-//  - "Zoom blur", "Mystic vision", "Shadow vision", "Lens flare", "Wave brush in breeze":
-//    the centre or position, in percent of the frame, follows the pointer.
-//  - "Transform": dragging adds the drag distance (percent of the frame) to the translation.
-//  - "Wireframe designer": dragging turns the object: horizontal drag changes the heading,
-//    vertical drag the pitch, one degree per 0.5 percent of the frame, wrapping at 360.
-// Other effects ignore the preview's mouse.
+//  - white balance by gains: gains that turn the picked colour into a neutral grey of the
+//    same brightness; by offsets: offsets that do the same by addition;
+//  - colour, key colour: the picked colour itself (sliders 1..3, or 3..5);
+//  - grey: the picked pixel's grey level;
+//  - position: the centre or position, in percent of the frame, follows the pointer;
+//  - translate: dragging adds the drag distance (percent of the frame) to the translation;
+//  - rotate: dragging turns the object: horizontal drag changes the heading, vertical drag
+//    the pitch, one degree per 0.5 percent of the frame, wrapping at 360.
+// Effects without a pick kind ignore the preview's mouse.
 #include <array>
 #include <cstdint>
 #include <optional>
@@ -22,8 +21,8 @@
 namespace tessfx {
 
 struct PreviewPoint {
-  double fx = 0;  // 0..1 across the frame
-  double fy = 0;  // 0..1 down the frame
+  double fx = 0;                // 0..1 across the frame
+  double fy = 0;                // 0..1 down the frame
   uint8_t r = 0, g = 0, b = 0;  // the untouched frame's colour under the pointer
 };
 

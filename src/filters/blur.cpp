@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "core/convert.h"
-#include "filters/overlay.h"
+#include "filters/blend.h"
 #include "filters/parallel.h"
 #include "filters/vec8.h"
 
@@ -25,7 +25,7 @@ namespace {
 // samples side by side, which vectorises across the block: columns as they lie, rows
 // after a transposition into the block.
 
-constexpr int32_t kBlock = 32;  // columns filtered together (a multiple of any vector width)
+constexpr int32_t kBlock = 32;      // columns filtered together (a multiple of any vector width)
 constexpr int kLanes = kBlock / 8;  // vectors of eight floats per block row
 constexpr int kPasses = 3;
 
@@ -58,8 +58,7 @@ inline int64_t Mirror(int64_t j, int64_t n) {
 }
 
 // One extended-box pass down the n rows of a block (kBlock floats per row).
-[[gnu::target_clones("avx2", "default")]] void BoxPass(const float* in, float* out, int64_t n,
-                                                       const ExtendedBox& box) {
+[[gnu::target_clones("avx2", "default")]] void BoxPass(const float* in, float* out, int64_t n, const ExtendedBox& box) {
   using vec8::F;
   F sum[kLanes] = {};
   for (int64_t k = -box.r; k <= box.r; ++k) {
@@ -177,8 +176,7 @@ void GaussianPlane(uint8_t* plane, int64_t w, int64_t h, const ExtendedBox& box,
 
 // The mean of `count` samples (sums in acc) into bytes, half-way values to even; double
 // division is exact enough that a half-way quotient is exactly half-way.
-[[gnu::target_clones("avx2", "default")]] void MeanToBytes(const uint32_t* acc, int64_t n, double count,
-                                                           uint8_t* out) {
+[[gnu::target_clones("avx2", "default")]] void MeanToBytes(const uint32_t* acc, int64_t n, double count, uint8_t* out) {
   for (int64_t x = 0; x < n; ++x) out[x] = RoundToByte(acc[x] / count);
 }
 
@@ -223,17 +221,19 @@ void ZoomStepRow(const PxBytes* a, const PxBytes* b, float wy, int64_t columns, 
 
 double GaussianSigmaForRadius(int32_t radius) { return radius > 0 ? radius / 3.0 : 0.0; }
 
-void GaussianBlur(std::span<uint8_t* const> planes, int32_t width, int32_t height, double sigma) {
+void GaussianBlur(std::span<const PlaneView> planes, double sigma) {
+  if (planes.empty()) return;
+  const int32_t width = planes[0].width, height = planes[0].height;
   if (width <= 0 || height <= 0 || !(sigma > 0.0)) return;
   const ExtendedBox box = MakeExtendedBox(sigma * sigma / kPasses);
   // One float frame between the two directions serves every plane.
   auto frame = std::make_unique_for_overwrite<float[]>(static_cast<size_t>(int64_t{width} * height));
-  for (uint8_t* plane : planes) GaussianPlane(plane, width, height, box, frame.get());
+  for (const PlaneView& plane : planes) GaussianPlane(plane.data, width, height, box, frame.get());
 }
 
-void FastZoom(const uint8_t* host_r, const uint8_t* host_g, const uint8_t* host_b, const uint8_t* host_a,
-              uint8_t* work_r, uint8_t* work_g, uint8_t* work_b, int32_t flag, int32_t last_x, int32_t last_y,
+void FastZoom(RgbView work, ConstRgbView host, ConstPlaneView alpha, int32_t flag, int32_t last_x, int32_t last_y,
               int32_t cx, int32_t cy, int16_t steps, float amount) {
+  const uint8_t* host_a = alpha.data;
   if (last_x < 0 || last_y < 0) return;
   const int32_t n = std::max<int32_t>(steps, 2);
   const int64_t columns = int64_t{last_x} + 1;
@@ -257,8 +257,8 @@ void FastZoom(const uint8_t* host_r, const uint8_t* host_g, const uint8_t* host_
   const int64_t max_pos = int64_t{last_x} << 16;
   const float inv_n = 1.0f / static_cast<float>(n);
   const float max_y = static_cast<float>(last_y), centre_y = static_cast<float>(cy);
-  const uint8_t* src[3] = {host_r, host_g, host_b};
-  uint8_t* dst[3] = {work_r, work_g, work_b};
+  const uint8_t* src[3] = {host.r.data, host.g.data, host.b.data};
+  uint8_t* dst[3] = {work.r.data, work.g.data, work.b.data};
 
   // The frame with its three samples side by side per pixel.
   const int64_t rows = int64_t{last_y} + 1;
@@ -293,9 +293,9 @@ void FastZoom(const uint8_t* host_r, const uint8_t* host_g, const uint8_t* host_
   });
 }
 
-void FastMotionBlur(const uint8_t* host_r, const uint8_t* host_g, const uint8_t* host_b, const uint8_t* host_a,
-                    uint8_t* work_r, uint8_t* work_g, uint8_t* work_b, int32_t flag, int32_t width, int32_t height,
+void FastMotionBlur(RgbView work, ConstRgbView host, ConstPlaneView alpha, int32_t flag, int32_t width, int32_t height,
                     int32_t x0, int32_t y0, int16_t dx, int16_t dy, int32_t spacing) {
+  const uint8_t* host_a = alpha.data;
   if (width <= 0 || height <= 0) return;
   const int32_t length = std::max(std::abs(int32_t{dx}), std::abs(int32_t{dy}));
   const int32_t n = length / std::max(spacing, 1);
@@ -307,8 +307,8 @@ void FastMotionBlur(const uint8_t* host_r, const uint8_t* host_g, const uint8_t*
   }
   const double count = n + 1.0;
   const int64_t stride = int64_t{width} + 1;
-  const uint8_t* src[3] = {host_r, host_g, host_b};
-  uint8_t* dst[3] = {work_r, work_g, work_b};
+  const uint8_t* src[3] = {host.r.data, host.g.data, host.b.data};
+  uint8_t* dst[3] = {work.r.data, work.g.data, work.b.data};
 
   ForEachRowBand(0, height, int64_t{width} * (n + 1) * 3, [&](int32_t ya, int32_t yb) {
     const int64_t w = width, h = height;

@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <span>
 
+#include "core/plane.h"
+
 namespace tessfx {
 
 // The Gaussian's standard deviation for a blur radius: the radius is the reach of the
@@ -14,15 +16,14 @@ double GaussianSigmaForRadius(int32_t radius);
 // place; the extra row and column are left as they are. Beyond the frame the image is
 // mirrored, so a flat frame stays exactly flat and the total of the samples is kept
 // within rounding. Cost per sample does not depend on sigma.
-void GaussianBlur(std::span<uint8_t* const> planes, int32_t width, int32_t height, double sigma);
+void GaussianBlur(std::span<const PlaneView> planes, double sigma);
 
 // Radial blur towards the centre (cx, cy): each pixel p of columns 0..last_x and rows
 // 0..last_y becomes the mean of `steps` samples taken evenly along the segment from p to
 // p + (centre - p) x amount, read with bilinear interpolation from the host planes (the
 // untouched frame). The result goes to the working planes, through the host alpha plane
 // when `flag` is 0. Fewer than 2 steps count as 2.
-void FastZoom(const uint8_t* host_r, const uint8_t* host_g, const uint8_t* host_b, const uint8_t* host_a,
-              uint8_t* work_r, uint8_t* work_g, uint8_t* work_b, int32_t flag, int32_t last_x, int32_t last_y,
+void FastZoom(RgbView work, ConstRgbView host, ConstPlaneView alpha, int32_t flag, int32_t last_x, int32_t last_y,
               int32_t cx, int32_t cy, int16_t steps, float amount);
 
 // Linear blur along a vector: each pixel p of the width x height frame becomes the mean
@@ -30,8 +31,7 @@ void FastZoom(const uint8_t* host_r, const uint8_t* host_g, const uint8_t* host_
 // whole pixels and clamped to the frame, where n = max(|dx|, |dy|) / spacing (one sample
 // per `spacing` pixels along the longer axis). The result goes to the working planes,
 // through the host alpha plane when `flag` is 0.
-void FastMotionBlur(const uint8_t* host_r, const uint8_t* host_g, const uint8_t* host_b, const uint8_t* host_a,
-                    uint8_t* work_r, uint8_t* work_g, uint8_t* work_b, int32_t flag, int32_t width, int32_t height,
+void FastMotionBlur(RgbView work, ConstRgbView host, ConstPlaneView alpha, int32_t flag, int32_t width, int32_t height,
                     int32_t x0, int32_t y0, int16_t dx, int16_t dy, int32_t spacing);
 
 }  // namespace tessfx

@@ -25,29 +25,20 @@ namespace {
   for (int64_t i = 0; i < n; ++i) p[i] = std::max(p[i], take) - take;
 }
 
-// Runs body(first, count) over the whole plane, extra row and column included.
-template <typename Body>
-void ForEachRun(int32_t width, int32_t height, Body&& body) {
-  if (width < 0 || height < 0) return;
-  const int64_t stride = int64_t{width} + 1;
-  ForEachRowBand(0, height + 1, stride,
-                 [&](int32_t y0, int32_t y1) { body(int64_t{y0} * stride, int64_t{y1 - y0} * stride); });
-}
-
 }  // namespace
 
-void FastChannelMultiply(uint8_t* plane, int32_t width, int32_t height, float factor) {
-  ForEachRun(width, height, [&](int64_t o, int64_t n) { MultiplyRun(plane + o, n, factor); });
+void FastChannelMultiply(PlaneView plane, float factor) {
+  ForEachSampleRun(plane, 1, [&](int64_t o, int64_t n) { MultiplyRun(plane.data + o, n, factor); });
 }
 
-void FastChannelAdd(uint8_t* plane, int32_t width, int32_t height, int32_t offset) {
+void FastChannelAdd(PlaneView plane, int32_t offset) {
   // Beyond +-255 every sample clamps the same way.
   const int32_t clamped = std::clamp(offset, -255, 255);
   const uint8_t amount = ClampByte(clamped < 0 ? -clamped : clamped);
   if (clamped >= 0)
-    ForEachRun(width, height, [&](int64_t o, int64_t n) { AddRun(plane + o, n, amount); });
+    ForEachSampleRun(plane, 1, [&](int64_t o, int64_t n) { AddRun(plane.data + o, n, amount); });
   else
-    ForEachRun(width, height, [&](int64_t o, int64_t n) { SubtractRun(plane + o, n, amount); });
+    ForEachSampleRun(plane, 1, [&](int64_t o, int64_t n) { SubtractRun(plane.data + o, n, amount); });
 }
 
 }  // namespace tessfx

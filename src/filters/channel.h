@@ -3,9 +3,11 @@
 // column included), clamped to 0..255.
 #include <cstdint>
 
+#include "core/plane.h"
+
 namespace tessfx {
 
-void FastChannelMultiply(uint8_t* plane, int32_t width, int32_t height, float factor);
-void FastChannelAdd(uint8_t* plane, int32_t width, int32_t height, int32_t offset);
+void FastChannelMultiply(PlaneView plane, float factor);
+void FastChannelAdd(PlaneView plane, int32_t offset);
 
 }  // namespace tessfx

@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "core/convert.h"
-#include "filters/overlay.h"
+#include "filters/blend.h"
 #include "filters/parallel.h"
 #include "filters/vec8.h"
 
@@ -57,7 +57,7 @@ using vec8::Splat;
 }
 
 [[gnu::target_clones("avx2", "default")]] void HsvRun(const HsvParams& p, uint8_t* r, uint8_t* g, uint8_t* b,
-                                                        int64_t n) {
+                                                      int64_t n) {
   int64_t i = 0;
   for (; i + 8 <= n; i += 8) HsvLanes(p, r + i, g + i, b + i);
   if (i < n) {
@@ -78,10 +78,10 @@ inline constexpr int64_t kChunk = 1 << 14;
 
 }  // namespace
 
-void FastHSVandRGB(float hue, float saturation, float value, float red, float green, float blue, uint8_t* r,
-                   uint8_t* g, uint8_t* b, int32_t last_index) {
-  if (last_index < 0) return;
-  const int64_t n = int64_t{last_index} + 1;
+void FastHSVandRGB(RgbView planes, float hue, float saturation, float value, float red, float green, float blue) {
+  if (planes.r.empty()) return;
+  const int64_t n = planes.r.samples();
+  uint8_t *r = planes.r.data, *g = planes.g.data, *b = planes.b.data;
   // The rotation in sextants of the hexcone, brought into 0..6 once.
   const double sextants = static_cast<double>(hue) / 60.0;
   float shift = static_cast<float>(sextants - 6.0 * std::floor(sextants / 6.0));
@@ -95,33 +95,28 @@ void FastHSVandRGB(float hue, float saturation, float value, float red, float gr
   });
 }
 
-void SetValue(const ToneTable& table, uint8_t* r, uint8_t* g, uint8_t* b, int32_t width, int32_t height) {
-  if (width < 0 || height < 0) return;
-  const int64_t stride = int64_t{width} + 1;
-  ForEachRowBand(0, height + 1, stride * 3, [&](int32_t y0, int32_t y1) {
-    const int64_t o = y0 * stride, n = (y1 - y0) * stride;
-    for (uint8_t* p : {r + o, g + o, b + o})
+void SetValue(RgbView work, const ToneTable& table) {
+  ForEachSampleRun(work.r, 3, [&](int64_t o, int64_t n) {
+    for (uint8_t* p : {work.r.data + o, work.g.data + o, work.b.data + o})
       for (int64_t i = 0; i < n; ++i) p[i] = table[p[i]];
   });
 }
 
-void SetValueAlpha(const ToneTable& table, uint8_t* work_r, uint8_t* work_g, uint8_t* work_b, const uint8_t* host_r,
-                   const uint8_t* host_g, const uint8_t* host_b, const uint8_t* host_a, int32_t flag, int32_t width,
-                   int32_t height) {
-  if (width < 0 || height < 0) return;
+void SetValueAlpha(RgbView work_planes, ConstRgbView host_planes, ConstPlaneView alpha_plane, int32_t flag,
+                   const ToneTable& table) {
   if (flag != 0) {
-    SetValue(table, work_r, work_g, work_b, width, height);
+    SetValue(work_planes, table);
     return;
   }
-  const int64_t stride = int64_t{width} + 1;
-  ForEachRowBand(0, height + 1, stride * 3, [&](int32_t y0, int32_t y1) {
+  const int32_t width = work_planes.r.width, height = work_planes.r.height;
+  const int64_t stride = work_planes.r.stride;
+  ForEachPlaneRow(width, height, 3, [&](int32_t y0, int32_t y1) {
     for (int32_t y = y0; y < y1; ++y) {
-      const int64_t o = y * stride;
       // The extra row and column are outside the frame: plain table result there.
       const int32_t mixed = y < height ? width : 0;
-      uint8_t* work[3] = {work_r + o, work_g + o, work_b + o};
-      const uint8_t* host[3] = {host_r + o, host_g + o, host_b + o};
-      const uint8_t* alpha = host_a + o;
+      uint8_t* work[3] = {work_planes.r.row(y), work_planes.g.row(y), work_planes.b.row(y)};
+      const uint8_t* host[3] = {host_planes.r.row(y), host_planes.g.row(y), host_planes.b.row(y)};
+      const uint8_t* alpha = alpha_plane.row(y);
       for (int c = 0; c < 3; ++c) {
         uint8_t* w = work[c];
         const uint8_t* h = host[c];

@@ -4,15 +4,16 @@
 #include <array>
 #include <cstdint>
 
+#include "core/plane.h"
+
 namespace tessfx {
 
-// Converts samples 0..last_index of the three planes (taken as one run of samples) to
-// hue, saturation and value, rotates the hue by `hue` degrees, multiplies saturation by
+// Converts every sample of the three planes (extra row and column included) to hue,
+// saturation and value, rotates the hue by `hue` degrees, multiplies saturation by
 // `saturation` and value by `value` (each limited to full scale), converts back and
 // multiplies the red, green and blue results by `red`, `green`, `blue`. At (0, 1, 1, 1, 1,
 // 1) every sample comes back unchanged.
-void FastHSVandRGB(float hue, float saturation, float value, float red, float green, float blue, uint8_t* r,
-                   uint8_t* g, uint8_t* b, int32_t last_index);
+void FastHSVandRGB(RgbView planes, float hue, float saturation, float value, float red, float green, float blue);
 
 // Luma and colour differences (Y in 0..1, U in about +-0.436, V in about +-0.615) from
 // r, g, b in 0..1 with the 0.299 / 0.587 / 0.114 luma weights. The inverse is written
@@ -42,13 +43,11 @@ inline void f_yuv2rgb(float y, float u, float v, float& r, float& g, float& b) {
 using ToneTable = std::array<uint8_t, 256>;
 
 // Replaces every sample s of the three planes (extra row and column included) by table[s].
-void SetValue(const ToneTable& table, uint8_t* r, uint8_t* g, uint8_t* b, int32_t width, int32_t height);
+void SetValue(RgbView work, const ToneTable& table);
 
 // As SetValue on the working planes, then, when `flag` is 0, mixes the frame's samples
 // with the untouched host samples through the host alpha plane exactly as Overlay_b
 // does; the extra row and column keep the plain table result, as after Overlay_b.
-void SetValueAlpha(const ToneTable& table, uint8_t* work_r, uint8_t* work_g, uint8_t* work_b, const uint8_t* host_r,
-                   const uint8_t* host_g, const uint8_t* host_b, const uint8_t* host_a, int32_t flag, int32_t width,
-                   int32_t height);
+void SetValueAlpha(RgbView work, ConstRgbView host, ConstPlaneView alpha, int32_t flag, const ToneTable& table);
 
 }  // namespace tessfx

@@ -4,7 +4,7 @@
 #include <optional>
 
 #include "core/convert.h"
-#include "filters/overlay.h"
+#include "filters/blend.h"
 #include "filters/parallel.h"
 #include "filters/point.h"
 #include "filters/window3.h"
@@ -14,8 +14,8 @@ namespace {
 
 // One output row of one channel from the three padded source rows.
 template <bool kComposite>
-void ConvolveRow(const uint8_t* a, const uint8_t* m, const uint8_t* b, const Kernel3x3& k, float divisor,
-                 float offset, int32_t width, uint8_t* out, const uint8_t* host, const uint8_t* alpha) {
+void ConvolveRow(const uint8_t* a, const uint8_t* m, const uint8_t* b, const Kernel3x3& k, float divisor, float offset,
+                 int32_t width, uint8_t* out, const uint8_t* host, const uint8_t* alpha) {
   for (int32_t x = 0; x < width; ++x) {
     const float acc = k[0] * a[x] + k[1] * a[x + 1] + k[2] * a[x + 2] + k[3] * m[x] + k[4] * m[x + 1] +
                       k[5] * m[x + 2] + k[6] * b[x] + k[7] * b[x + 1] + k[8] * b[x + 2];
@@ -93,35 +93,47 @@ void LumaRow(const uint8_t* r, const uint8_t* g, const uint8_t* b, uint8_t* out,
 
 }  // namespace
 
-int32_t ConvolveAlpha(uint8_t* work_r, uint8_t* work_g, uint8_t* work_b, const uint8_t* host_r,
-                      const uint8_t* host_g, const uint8_t* host_b, const uint8_t* host_a, uint8_t flag,
-                      int32_t width, int32_t height, const Kernel3x3& kernel, float divisor, int32_t mode) {
+int32_t ConvolveAlpha(RgbView work_planes, ConstRgbView host_planes, ConstPlaneView alpha, uint8_t flag,
+                      const Kernel3x3& kernel, float divisor, int32_t mode) {
+  const int32_t width = work_planes.r.width, height = work_planes.r.height;
+  uint8_t *work_r = work_planes.r.data, *work_g = work_planes.g.data, *work_b = work_planes.b.data;
+  const uint8_t* host_a = alpha.data;
   if (divisor == 0.0f) return -1;
   if (width <= 0 || height <= 0) return 0;
   const int64_t stride = int64_t{width} + 1;
   const float offset = (mode & kConvolveOffset) ? 128.0f : 0.0f;
   const bool composite = flag == 0;
   uint8_t* work[3] = {work_r, work_g, work_b};
-  const uint8_t* host[3] = {host_r, host_g, host_b};
+  const uint8_t* host[3] = {host_planes.r.data, host_planes.g.data, host_planes.b.data};
 
   const std::optional<WholeKernel> whole = AsWholeKernel(kernel, divisor);
   const int32_t offset_whole = (mode & kConvolveOffset) ? 128 : 0;
   // One instantiation per integer divisor and composite choice.
-  auto whole_row = [&]<bool kComposite>(const uint8_t* const (&rows)[3], uint8_t* out, const uint8_t* h,
-                                         const uint8_t* al) {
+  auto whole_row = [&]<bool kComposite>(const uint8_t* const(&rows)[3], uint8_t* out, const uint8_t* h,
+                                        const uint8_t* al) {
     auto run = [&]<int32_t kDivisor>() {
       ConvolveRowWhole<kComposite, kDivisor>(rows[0], rows[1], rows[2], whole->weights, divisor, offset_whole, width,
                                              out, h, al);
     };
     switch (whole->divisor) {
-      case 1: run.template operator()<1>(); break;
-      case 2: run.template operator()<2>(); break;
-      case 3: run.template operator()<3>(); break;
-      case 9: run.template operator()<9>(); break;
-      default: run.template operator()<0>(); break;
+      case 1:
+        run.template operator()<1>();
+        break;
+      case 2:
+        run.template operator()<2>();
+        break;
+      case 3:
+        run.template operator()<3>();
+        break;
+      case 9:
+        run.template operator()<9>();
+        break;
+      default:
+        run.template operator()<0>();
+        break;
     }
   };
-  auto emit = [&](int c, int32_t y, const uint8_t* const (&rows)[3]) {
+  auto emit = [&](int c, int32_t y, const uint8_t* const(&rows)[3]) {
     const int64_t o = y * stride;
     if (whole && composite)
       whole_row.template operator()<true>(rows, work[c] + o, host[c] + o, host_a + o);
@@ -131,8 +143,7 @@ int32_t ConvolveAlpha(uint8_t* work_r, uint8_t* work_g, uint8_t* work_b, const u
       ConvolveRow<true>(rows[0], rows[1], rows[2], kernel, divisor, offset, width, work[c] + o, host[c] + o,
                         host_a + o);
     else
-      ConvolveRow<false>(rows[0], rows[1], rows[2], kernel, divisor, offset, width, work[c] + o, nullptr,
-                         nullptr);
+      ConvolveRow<false>(rows[0], rows[1], rows[2], kernel, divisor, offset, width, work[c] + o, nullptr, nullptr);
   };
 
   if (mode & kConvolveGrey) {
@@ -143,16 +154,15 @@ int32_t ConvolveAlpha(uint8_t* work_r, uint8_t* work_g, uint8_t* work_b, const u
       out[0] = out[1];
       out[width + 1] = out[width];
     };
-    ForEachRowWindow3<1>(width, height, load_grey, [&](int32_t y, const uint8_t* const (&rows)[1][3]) {
+    ForEachRowWindow3<1>(width, height, load_grey, [&](int32_t y, const uint8_t* const(&rows)[1][3]) {
       for (int c = 0; c < 3; ++c) emit(c, y, rows[0]);
     });
     return 0;
   }
   const uint8_t* src[3] = {work_r, work_g, work_b};
-  ForEachRowWindow3<3>(width, height, PaddedRows<3>{src, width},
-                       [&](int32_t y, const uint8_t* const (&rows)[3][3]) {
-                         for (int c = 0; c < 3; ++c) emit(c, y, rows[c]);
-                       });
+  ForEachRowWindow3<3>(width, height, PaddedRows<3>{src, width}, [&](int32_t y, const uint8_t* const(&rows)[3][3]) {
+    for (int c = 0; c < 3; ++c) emit(c, y, rows[c]);
+  });
   return 0;
 }
 

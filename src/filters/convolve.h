@@ -3,6 +3,8 @@
 #include <array>
 #include <cstdint>
 
+#include "core/plane.h"
+
 namespace tessfx {
 
 // The nine weights row by row: [0..2] the row above (columns x-1, x, x+1), [3..5] the
@@ -23,8 +25,7 @@ enum ConvolveMode : int32_t {
 // 0 the result is mixed with the host sample through the host alpha (AlphaMix), otherwise
 // it is stored as it is. The input is always the working planes as they were on entry.
 // Returns 0, or -1 (nothing changed) for a zero divisor.
-int32_t ConvolveAlpha(uint8_t* work_r, uint8_t* work_g, uint8_t* work_b, const uint8_t* host_r,
-                      const uint8_t* host_g, const uint8_t* host_b, const uint8_t* host_a, uint8_t flag,
-                      int32_t width, int32_t height, const Kernel3x3& kernel, float divisor, int32_t mode);
+int32_t ConvolveAlpha(RgbView work, ConstRgbView host, ConstPlaneView alpha, uint8_t flag, const Kernel3x3& kernel,
+                      float divisor, int32_t mode);
 
 }  // namespace tessfx

@@ -63,30 +63,30 @@ void TwoPasses(const uint8_t* const (&host)[3], uint8_t* const (&work)[3], int32
     first_row(y0);
     for (int32_t y = y0; y < y1; ++y) {
       first_row(y + 1);
-      for (int c = 0; c < 3; ++c) PassRow(slot(y - 1, c), slot(y, c), slot(y + 1, c), work[c] + y * stride, width, second);
+      for (int c = 0; c < 3; ++c)
+        PassRow(slot(y - 1, c), slot(y, c), slot(y + 1, c), work[c] + y * stride, width, second);
     }
   });
 }
 
 }  // namespace
 
-void CrossRankPass(const uint8_t* src_r, const uint8_t* src_g, const uint8_t* src_b, uint8_t* dst_r,
-                   uint8_t* dst_g, uint8_t* dst_b, int32_t width, int32_t height, RankOp op) {
+void CrossRankPass(RgbView dst_planes, ConstRgbView src_planes, RankOp op) {
+  const int32_t width = dst_planes.r.width, height = dst_planes.r.height;
   if (width < 2 || height < 2) return;
-  const uint8_t* src[3] = {src_r, src_g, src_b};
-  uint8_t* dst[3] = {dst_r, dst_g, dst_b};
+  const uint8_t* src[3] = {src_planes.r.data, src_planes.g.data, src_planes.b.data};
+  uint8_t* dst[3] = {dst_planes.r.data, dst_planes.g.data, dst_planes.b.data};
   if (op == RankOp::Maximum)
     Pass(src, dst, width, height, Max{});
   else
     Pass(src, dst, width, height, Min{});
 }
 
-void CrossRankTwoPasses(const uint8_t* host_r, const uint8_t* host_g, const uint8_t* host_b, uint8_t* work_r,
-                        uint8_t* work_g, uint8_t* work_b, int32_t width, int32_t height, RankOp first,
-                        RankOp second) {
+void CrossRankTwoPasses(RgbView work_planes, ConstRgbView host_planes, RankOp first, RankOp second) {
+  const int32_t width = work_planes.r.width, height = work_planes.r.height;
   if (width < 2 || height < 2) return;
-  const uint8_t* host[3] = {host_r, host_g, host_b};
-  uint8_t* work[3] = {work_r, work_g, work_b};
+  const uint8_t* host[3] = {host_planes.r.data, host_planes.g.data, host_planes.b.data};
+  uint8_t* work[3] = {work_planes.r.data, work_planes.g.data, work_planes.b.data};
   const bool max_first = first == RankOp::Maximum, max_second = second == RankOp::Maximum;
   if (max_first && !max_second) TwoPasses(host, work, width, height, Max{}, Min{});
   if (!max_first && max_second) TwoPasses(host, work, width, height, Min{}, Max{});

@@ -6,12 +6,13 @@
 // and the extra row and column of dst are not written. src and dst must not overlap.
 #include <cstdint>
 
+#include "core/plane.h"
+
 namespace tessfx {
 
 enum class RankOp { Maximum, Minimum };
 
-void CrossRankPass(const uint8_t* src_r, const uint8_t* src_g, const uint8_t* src_b, uint8_t* dst_r,
-                   uint8_t* dst_g, uint8_t* dst_b, int32_t width, int32_t height, RankOp op);
+void CrossRankPass(RgbView dst, ConstRgbView src, RankOp op);
 
 // Two passes: the first from the host planes into the working planes, the second from a
 // copy of that result into the working planes again, so the second never reads its own
@@ -19,8 +20,6 @@ void CrossRankPass(const uint8_t* src_r, const uint8_t* src_g, const uint8_t* sr
 // planes; it is computed band by band, each band rebuilding the three first-pass rows it
 // needs in a small buffer, which saves the memory traffic (and, for large frames, the page
 // faults) of three full temporary planes.
-void CrossRankTwoPasses(const uint8_t* host_r, const uint8_t* host_g, const uint8_t* host_b, uint8_t* work_r,
-                        uint8_t* work_g, uint8_t* work_b, int32_t width, int32_t height, RankOp first,
-                        RankOp second);
+void CrossRankTwoPasses(RgbView work, ConstRgbView host, RankOp first, RankOp second);
 
 }  // namespace tessfx

@@ -4,8 +4,10 @@
 // the working planes as they were on entry.
 #include <cstdint>
 
+#include "core/plane.h"
+
 namespace tessfx {
 
-void FastMedian(uint8_t* work_r, uint8_t* work_g, uint8_t* work_b, int32_t width, int32_t height);
+void FastMedian(RgbView work);
 
 }  // namespace tessfx

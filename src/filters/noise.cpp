@@ -29,19 +29,15 @@ void NoiseRow(uint8_t* r, uint8_t* g, uint8_t* b, const uint8_t* a, int32_t widt
 }
 
 template <bool kPerChannel>
-void ApplyNoise(uint8_t* work_r, uint8_t* work_g, uint8_t* work_b, const uint8_t* alpha, uint8_t flag,
-                int32_t width, int32_t height, int32_t amount, int32_t frame, RandomStream stream) {
-  if (width <= 0 || height <= 0) return;
+void ApplyNoise(RgbView work, ConstPlaneView alpha, uint8_t flag, int32_t amount, int32_t frame, RandomStream stream) {
   const int32_t half = std::clamp(amount, 0, 255) / 2;
   if (half == 0) return;
   const bool guard_alpha = flag == 0;
-  const int64_t stride = int64_t{width} + 1;
-  ForEachRowBand(0, height, int64_t{width} * 3, [&](int32_t y0, int32_t y1) {
-    for (int32_t y = y0; y < y1; ++y) {
-      const int64_t o = y * stride;
-      NoiseRow<kPerChannel>(work_r + o, work_g + o, work_b + o, alpha + o, width, guard_alpha,
+  const int32_t width = work.r.width;
+  ForEachFrameRow(width, work.r.height, 3, [&](int32_t y0, int32_t y1) {
+    for (int32_t y = y0; y < y1; ++y)
+      NoiseRow<kPerChannel>(work.r.row(y), work.g.row(y), work.b.row(y), alpha.row(y), width, guard_alpha,
                             RowKey(stream, frame, y), half);
-    }
   });
 }
 
@@ -70,28 +66,22 @@ void JitterRow(const JitterSource& src, int32_t y, uint32_t key, uint8_t* wr, ui
 
 }  // namespace
 
-void ApplyValueNoise(uint8_t* work_r, uint8_t* work_g, uint8_t* work_b, const uint8_t* work_a, uint8_t flag,
-                     int32_t width, int32_t height, int32_t amount, int32_t frame) {
-  ApplyNoise<false>(work_r, work_g, work_b, work_a, flag, width, height, amount, frame, RandomStream::ValueNoise);
+void ApplyValueNoise(RgbView work, ConstPlaneView alpha, uint8_t flag, int32_t amount, int32_t frame) {
+  ApplyNoise<false>(work, alpha, flag, amount, frame, RandomStream::ValueNoise);
 }
 
-void ApplyColorNoise(uint8_t* work_r, uint8_t* work_g, uint8_t* work_b, const uint8_t* work_a, uint8_t flag,
-                     int32_t width, int32_t height, int32_t amount, int32_t frame) {
-  ApplyNoise<true>(work_r, work_g, work_b, work_a, flag, width, height, amount, frame, RandomStream::ColorNoise);
+void ApplyColorNoise(RgbView work, ConstPlaneView alpha, uint8_t flag, int32_t amount, int32_t frame) {
+  ApplyNoise<true>(work, alpha, flag, amount, frame, RandomStream::ColorNoise);
 }
 
-void FastJitter(uint8_t* work_r, uint8_t* work_g, uint8_t* work_b, const uint8_t* host_a, int32_t width,
-                int32_t height, const uint8_t* host_r, const uint8_t* host_g, const uint8_t* host_b, int32_t amount,
-                int32_t flag, int32_t frame) {
-  if (width <= 0 || height <= 0) return;
-  const int64_t stride = int64_t{width} + 1;
-  const JitterSource src{host_r, host_g, host_b, host_a, stride, width, height,
-                         (std::clamp(amount, 0, 100) + 9) / 10, flag == 0};
-  ForEachRowBand(0, height, int64_t{width} * 3, [&](int32_t y0, int32_t y1) {
-    for (int32_t y = y0; y < y1; ++y) {
-      const int64_t o = y * stride;
-      JitterRow(src, y, RowKey(RandomStream::Jitter, frame, y), work_r + o, work_g + o, work_b + o);
-    }
+void FastJitter(RgbView work, ConstRgbView host, ConstPlaneView alpha, int32_t amount, int32_t flag, int32_t frame) {
+  const int32_t width = work.r.width, height = work.r.height;
+  const JitterSource src{host.r.data,   host.g.data, host.b.data, alpha.data,
+                         host.r.stride, width,       height,      (std::clamp(amount, 0, 100) + 9) / 10,
+                         flag == 0};
+  ForEachFrameRow(width, height, 3, [&](int32_t y0, int32_t y1) {
+    for (int32_t y = y0; y < y1; ++y)
+      JitterRow(src, y, RowKey(RandomStream::Jitter, frame, y), work.r.row(y), work.g.row(y), work.b.row(y));
   });
 }
 

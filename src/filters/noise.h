@@ -9,22 +9,20 @@
 // thrown away); with any other flag every pixel is changed.
 #include <cstdint>
 
+#include "core/plane.h"
+
 namespace tessfx {
 
 // Adds one offset to R, G and B of each pixel, uniform in -a..a with a = amount / 2
 // (amount clamped to 0..255), clamped to 0..255. Amount 0 changes nothing.
-void ApplyValueNoise(uint8_t* work_r, uint8_t* work_g, uint8_t* work_b, const uint8_t* work_a, uint8_t flag,
-                     int32_t width, int32_t height, int32_t amount, int32_t frame);
+void ApplyValueNoise(RgbView work, ConstPlaneView alpha, uint8_t flag, int32_t amount, int32_t frame);
 
 // As ApplyValueNoise with an independent offset per channel.
-void ApplyColorNoise(uint8_t* work_r, uint8_t* work_g, uint8_t* work_b, const uint8_t* work_a, uint8_t flag,
-                     int32_t width, int32_t height, int32_t amount, int32_t frame);
+void ApplyColorNoise(RgbView work, ConstPlaneView alpha, uint8_t flag, int32_t amount, int32_t frame);
 
 // Each pixel takes the colour of a random pixel of the untouched frame at most
 // r = ceil(amount / 10) pixels away in each direction (amount clamped to 0..100; offsets
 // uniform in -r..r), positions clamped to the frame. Amount 0 copies the frame.
-void FastJitter(uint8_t* work_r, uint8_t* work_g, uint8_t* work_b, const uint8_t* host_a, int32_t width,
-                int32_t height, const uint8_t* host_r, const uint8_t* host_g, const uint8_t* host_b, int32_t amount,
-                int32_t flag, int32_t frame);
+void FastJitter(RgbView work, ConstRgbView host, ConstPlaneView alpha, int32_t amount, int32_t flag, int32_t frame);
 
 }  // namespace tessfx

@@ -12,6 +12,7 @@
 #include <string_view>
 #include <vector>
 
+#include "core/effect_host.h"
 #include "core/plane.h"
 #include "host/automation.h"
 
@@ -32,22 +33,15 @@ class HostObserver {
   virtual void OnFlareSettings() {}
 };
 
-class TessalineHost {
+class TessalineHost : public EffectHost {
  public:
-  virtual ~TessalineHost() = default;
+  ~TessalineHost() override = default;
 
   // Frame geometry and planes
   virtual int32_t Tes_BufferHeight() = 0;
   virtual int32_t Tes_BufferWidth() = 0;
   virtual int32_t Tes_GetAlphabits() = 0;
-  virtual Plane Tes_GetRBuffer() = 0;
-  virtual Plane Tes_GetGBuffer() = 0;
-  virtual Plane Tes_GetBBuffer() = 0;
   virtual Plane Tes_GetaBuffer() = 0;
-  virtual void tes_setrbuffer(const Plane& plane) = 0;
-  virtual void tes_setgbuffer(const Plane& plane) = 0;
-  virtual void tes_setbbuffer(const Plane& plane) = 0;
-  virtual void tes_clearbuffer(int16_t red, int16_t green, int16_t blue) = 0;
 
   // Animation and frames
   virtual int32_t tes_GetTotalFrames() = 0;
@@ -57,27 +51,11 @@ class TessalineHost {
   virtual void Tes_CreateAnim(int32_t frames) = 0;
   virtual void tes_PlayAnimation() = 0;
   virtual void tes_StopAnimation() = 0;
-  virtual Plane Tes_GetRFrame(int32_t frame) = 0;
-  virtual Plane Tes_GetGFrame(int32_t frame) = 0;
-  virtual Plane Tes_GetBFrame(int32_t frame) = 0;
 
   // Other host images and settings
   virtual Plane tes_GetSwapRBuffer() = 0;
   virtual Plane tes_GetSwapGBuffer() = 0;
   virtual Plane tes_GetSwapBBuffer() = 0;
-  virtual int32_t Tes_GetPaperWidth() = 0;
-  virtual int32_t Tes_GetPaperHeight() = 0;
-  virtual Plane tes_GetBump() = 0;
-  virtual int32_t Tes_GetBrushWidth() = 0;
-  virtual int32_t Tes_GetBrushHeight() = 0;
-  virtual Plane Tes_GetBrushrBuffer() = 0;
-  virtual Plane Tes_GetBrushgBuffer() = 0;
-  virtual Plane Tes_GetBrushbBuffer() = 0;
-  virtual Plane Tes_GetBrushaBuffer() = 0;
-  // 3 x 256 bytes, component (0 red, 1 green, 2 blue) major: [component * 256 + entry].
-  virtual std::vector<uint8_t> Tes_GetGradient(int16_t index) = 0;
-  virtual void Tes_RenderLensFlare(float scale, float x, float y, float angle, int16_t a, int16_t b, int16_t c) = 0;
-  virtual void Tes_FlareSettings() = 0;
   virtual std::string Tes_GetTempDir() = 0;
   virtual std::string Tes_WallpaperFilename() = 0;
   virtual void Tes_SendFormObject(ObjectRef form, int16_t flags) = 0;

@@ -6,7 +6,7 @@
 
 #include "core/plane.h"
 #include "host/host.h"
-#include "host/lookup_tables.h"
+#include "core/lookup_tables.h"
 #include "host/registry.h"
 #include "media/tsa.h"
 

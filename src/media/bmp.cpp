@@ -348,4 +348,33 @@ int BmpReader::LoadBmpToPlanes(const std::string& fileName, Plane& red, Plane& g
   return kBmpLoaded;
 }
 
+void WriteBmp32(const std::string& path, const Plane& red, const Plane& green, const Plane& blue, const Plane& alpha) {
+  const int32_t w = red.width(), h = red.height();
+  const uint32_t row_bytes = static_cast<uint32_t>(w) * 4, pixel_bytes = row_bytes * static_cast<uint32_t>(h);
+  uint8_t header[54] = {'B', 'M'};
+  const auto put32 = [&header](size_t at, uint32_t v) {
+    for (int i = 0; i < 4; ++i) header[at + i] = static_cast<uint8_t>(v >> (8 * i));
+  };
+  put32(2, 54 + pixel_bytes);
+  put32(10, 54);
+  put32(14, 40);
+  put32(18, static_cast<uint32_t>(w));
+  put32(22, static_cast<uint32_t>(h));
+  put32(26, 1u | 32u << 16);  // one plane, 32 bits per pixel
+  put32(34, pixel_bytes);
+  AtomicOutputFile out(path);
+  out.Append(header, sizeof header);
+  std::vector<uint8_t> row(row_bytes);
+  for (int32_t y = h - 1; y >= 0; --y) {
+    for (int32_t x = 0; x < w; ++x) {
+      row[4 * x] = blue[y][x];
+      row[4 * x + 1] = green[y][x];
+      row[4 * x + 2] = red[y][x];
+      row[4 * x + 3] = alpha[y][x];
+    }
+    out.Append(row.data(), row.size());
+  }
+  out.Commit();
+}
+
 }  // namespace tessfx

@@ -80,6 +80,11 @@ int64_t BmpRowSize(int64_t width, int bit_count);
 // why a file is refused, or "" when it may be read.
 std::string BmpRefusalForImageLibrary(const InputFile& file, const InputLimits& limits);
 
+// Writes a frame as a 32-bit BMP (blue, green, red and alpha per pixel, bottom row first),
+// which the reader takes with its alpha. Written under a temporary name and renamed into
+// place; throws an Error naming the file.
+void WriteBmp32(const std::string& path, const Plane& red, const Plane& green, const Plane& blue, const Plane& alpha);
+
 class BmpReader {
  public:
   // Reads the headers, the colour table and the pixel rows. Returns kBmpLoaded or one of

@@ -8,6 +8,64 @@
 namespace tessfx {
 namespace {
 
+// Coverage of a pixel by a shape whose signed distance (negative inside, in pixels) is d.
+double Cover(double d) { return std::clamp(0.5 - d, 0.0, 1.0); }
+
+// Paints colour (r, g, b) over the pixel with coverage a.
+void Over(double& cr, double& cg, double& cb, double r, double g, double b, double a) {
+  cr += (r - cr) * a;
+  cg += (g - cg) * a;
+  cb += (b - cb) * a;
+}
+
+// One pixel of the scene at (x, y) of a w x h frame, at time t (0..1).
+void ScenePixel(double x, double y, double w, double h, double t, double& cr, double& cg, double& cb) {
+  const double s = std::min(w, h);
+  const double v = y / h, u = x / w;
+  // Sky: deep blue at the top to a warm horizon.
+  const double horizon = 0.58;
+  const double k = std::clamp(v / horizon, 0.0, 1.0);
+  cr = 40 + (250 - 40) * k * k;
+  cg = 80 + (185 - 80) * k * k;
+  cb = 170 + (130 - 170) * k;
+  // Sun with a glow, setting slowly.
+  const double sx = w * (0.78 - 0.08 * t), sy = h * (0.22 + 0.06 * t), sr = 0.07 * s;
+  const double sd = std::hypot(x - sx, y - sy);
+  const double glow = std::exp(-std::max(0.0, sd - sr) / (0.08 * s));
+  Over(cr, cg, cb, 255, 230, 170, 0.6 * glow);
+  Over(cr, cg, cb, 255, 246, 214, Cover(sd - sr));
+  // Rolling hills with darker folds.
+  const double ground = h * (horizon + 0.04 * std::sin(7 * u + 1) + 0.02 * std::sin(17 * u));
+  if (y + 0.5 > ground) {
+    const double depth = (y - ground) / (h - ground + 1);
+    const double fold = 0.5 + 0.5 * std::sin(23 * u + 9 * depth);
+    Over(cr, cg, cb, 50 + 40 * fold, 120 + 50 * fold - 40 * depth, 40 + 20 * fold, Cover(ground - y));
+  }
+  // A green backdrop on the left, as in a studio, with a figure standing before it.
+  const double bx0 = 0.05 * w, bx1 = 0.37 * w, by0 = 0.18 * h, by1 = 0.9 * h;
+  const double box = std::max({bx0 - x, x - bx1, by0 - y, y - by1});
+  Over(cr, cg, cb, 24, 190 + 20 * v, 46, Cover(box));
+  const double fx = w * (0.21 + 0.03 * std::sin(2 * M_PI * t)), head = 0.06 * s;
+  const double hy = h * 0.36;
+  Over(cr, cg, cb, 225, 175, 140, Cover(std::hypot(x - fx, y - hy) - head));  // face
+  const double body = std::hypot((x - fx) / (0.09 * s), (y - h * 0.62) / (0.2 * s)) - 1;
+  Over(cr, cg, cb, 200 - 60 * v, 40, 60, Cover(body * 0.09 * s));  // red coat
+  // A striped ball rolling across the hills, lit from the upper right.
+  const double bx = w * (0.5 + 0.35 * t), by = h * 0.8, br = 0.09 * s;
+  const double dx = x - bx, dy = y - by, bd = std::hypot(dx, dy);
+  const double light = std::clamp(0.55 + 0.45 * (dx * 0.6 - dy * 0.8) / br, 0.2, 1.0);
+  const double angle = std::atan2(dy, dx) + 6 * t;
+  const bool stripe = std::fmod(angle + 8 * M_PI, M_PI / 3) < M_PI / 6;
+  Over(cr, cg, cb, (stripe ? 240 : 250) * light, (stripe ? 60 : 220) * light, (stripe ? 50 : 60) * light,
+       Cover(bd - br));
+  // A sign with fine lines, for sharpening and edge effects.
+  const double gx0 = 0.56 * w, gx1 = 0.7 * w, gy0 = 0.35 * h, gy1 = 0.5 * h;
+  const double sign = std::max({gx0 - x, x - gx1, gy0 - y, y - gy1});
+  Over(cr, cg, cb, 235, 230, 215, Cover(sign));
+  if (sign < -2 && static_cast<int>((y - gy0) / std::max(1.0, 0.012 * h)) % 2 == 0 && x < gx0 + (gx1 - gx0) * 0.8)
+    Over(cr, cg, cb, 30, 30, 40, 1.0);
+}
+
 uint32_t Mix(uint32_t a, uint32_t b, uint32_t c, uint32_t d) {
   uint64_t h = (uint64_t{a} * 0x9E3779B97F4A7C15ull) ^ (uint64_t{b} * 0xC2B2AE3D27D4EB4Full) ^
                (uint64_t{c} * 0x165667B19E3779F9ull) ^ (uint64_t{d} * 0x27D4EB2F165667C5ull);
@@ -25,6 +83,7 @@ std::optional<Pattern> ParsePattern(const std::string& name) {
   if (name == "checker") return Pattern::Checker;
   if (name == "noise") return Pattern::Noise;
   if (name == "circles") return Pattern::Circles;
+  if (name == "scene") return Pattern::Scene;
   return std::nullopt;
 }
 
@@ -35,6 +94,7 @@ const char* PatternName(Pattern p) {
     case Pattern::Checker: return "checker";
     case Pattern::Noise: return "noise";
     case Pattern::Circles: return "circles";
+    case Pattern::Scene: return "scene";
   }
   return "?";
 }
@@ -86,6 +146,9 @@ void DrawPattern(Pattern p, uint32_t seed, int32_t frame, int32_t frames, Plane&
           cb = (n >> 16) & 0xFF;
           break;
         }
+        case Pattern::Scene:
+          ScenePixel(x, y, w, h, t, cr, cg, cb);
+          break;
         case Pattern::Circles: {
           cr = 20 + 30 * v;
           cg = 24 + 30 * v;
@@ -112,6 +175,26 @@ void DrawPattern(Pattern p, uint32_t seed, int32_t frame, int32_t frames, Plane&
   ReplicateEdges(r);
   ReplicateEdges(g);
   ReplicateEdges(b);
+}
+
+void DrawCutout(Plane& r, Plane& g, Plane& b, Plane& a) {
+  const int32_t w = r.width(), h = r.height();
+  const double cx = 0.5 * w, cy = 0.52 * h, outer = 0.42 * std::min(w, h), inner = 0.45 * outer;
+  for (int32_t y = 0; y < h; ++y)
+    for (int32_t x = 0; x < w; ++x) {
+      // A five-pointed star: the radius of its outline at the pixel's angle, linear between
+      // the points and the notches.
+      const double dx = x - cx, dy = y - cy, d = std::hypot(dx, dy);
+      const double angle = std::atan2(dx, -dy) + M_PI;  // 0 at the top
+      const double sector = std::fmod(angle * 5 / (2 * M_PI), 1.0);
+      const double edge = inner + (outer - inner) * std::abs(1 - 2 * sector);
+      const double v = h > 1 ? static_cast<double>(y) / (h - 1) : 0;
+      r[y][x] = RoundToByte(250 - 20 * v);
+      g[y][x] = RoundToByte(210 - 170 * v);
+      b[y][x] = RoundToByte(60 - 30 * v);
+      a[y][x] = RoundToByte(255 * Cover(d - edge));
+    }
+  for (Plane* p : {&r, &g, &b, &a}) ReplicateEdges(*p);
 }
 
 }  // namespace tessfx

@@ -7,7 +7,7 @@ namespace tessfx {
 
 void KeyDemoSession(Editor& editor, const std::string& effect) {
   ParameterPanel& panel = editor.panel();
-  if (!panel.SelectEffect(effect)) Fail(ErrorKind::Usage, UnknownEffectMessage(effect));
+  panel.SelectEffect(std::string(EffectNamedByUser(effect).name));
   TessalineHost& host = editor.host();
   const int32_t last = host.tes_GetTotalFrames() - 1;
   host.Tes_GotoFrame(0);

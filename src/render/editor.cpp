@@ -20,7 +20,7 @@ Editor::Editor(SharedState& state, EditorWindow& window)
       renderer_(panel_, keys_, dispatcher_, undo_, window) {
   panel_.hooks.clear_keys = [this] { keys_.kv_button5_Click(); };
   panel_.hooks.preview = [this] { renderer_.DoPreviewFrame(); };
-  panel_.hooks.flare_settings = [this] { host().Tes_FlareSettings(); };
+  panel_.hooks.effect_picked = [this](const EffectDef& e) { e.on_select(host()); };
   keys_.draw_timeline = [this] { window_.DrawTimeline(); };
   // The box holds "0" or "1"; recording is on when the setting is missing.
   const std::string saved = host().GetSetting(kSettingsApp, kTimelineSection, kSaveUndosKey, "1");
@@ -30,8 +30,8 @@ Editor::Editor(SharedState& state, EditorWindow& window)
 void Editor::kv_button1_Click() { keys_.kv_button1_Click(); }
 
 void Editor::kv_button13_Click(FileDialog& dialog) {
-  const EffectSpec* e = panel_.SelectedEffect();
-  if (!e || !e->sequence) return;
+  const EffectDef* e = panel_.SelectedEffect();
+  if (!e || !e->Uses(kSequenceFrame)) return;
   sequence = SelectSequence(dialog);
 }
 

@@ -211,14 +211,14 @@ Project CaptureProject(Editor& editor) {
 
 void ApplyProject(Editor& editor, const Project& p) {
   ParameterPanel& panel = editor.panel();
-  const EffectSpec* effect = FindEffect(p.effect);
+  const EffectDef* effect = FindEffectIgnoringCase(p.effect);
   if (!effect) Fail(ErrorKind::BadData, UnknownEffectMessage(p.effect));
   // Check every value before anything changes.
   for (size_t n = 0; n < effect->sliders.size() && n < 6; ++n) {
     const SliderSpec& s = effect->sliders[n];
     if (p.sliders[n] < s.min || p.sliders[n] > s.max)
       Fail(ErrorKind::BadData, "slider " + std::to_string(n + 1) + " (\"" + std::string(s.caption) + "\") of \"" +
-                                   p.effect + "\" is " + std::to_string(p.sliders[n]) + ", outside " +
+                                   std::string(effect->name) + "\" is " + std::to_string(p.sliders[n]) + ", outside " +
                                    std::to_string(s.min) + ".." + std::to_string(s.max));
   }
   // The swap file is the one thing that can still fail: opened before the rest changes.
@@ -230,7 +230,7 @@ void ApplyProject(Editor& editor, const Project& p) {
   } else {
     swap.set_active(false);
   }
-  panel.SelectEffect(p.effect);
+  panel.SelectEffect(std::string(effect->name));
   // Sliders the effect does not use stay as the set-up left them; one preview at the end.
   panel.SuppressPreview = 255;
   for (size_t n = 0; n < effect->sliders.size() && n < 6; ++n) panel.HProp[n].SetValue(p.sliders[n]);

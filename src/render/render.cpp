@@ -32,7 +32,8 @@ RenderSummary Renderer::DoRender(RenderProgress& progress, const FrameSelection*
   r.first = 0;
   r.last = total - 1;
   r.step = 1;
-  if (EffectNameOfEntry(panel_.SelectedEntry()) == "Ghost") {
+  const EffectDef* effect = FindEffect(EffectNameOfEntry(panel_.SelectedEntry()));
+  if (effect && effect->order == RenderOrder::Backward) {
     r.first = total - 1;
     r.last = 0;
     r.step = -1;

@@ -1,7 +1,8 @@
 #pragma once
 // Preview of the current frame and render over the animation.
 //
-// The render walks the frames first..last by step (backwards for "Ghost"); for each frame
+// The render walks the frames first..last by step (backwards for effects that read earlier
+// frames, whose definitions say so); for each frame
 // it shows the progress text, yields once, stops when the user has cancelled, moves the
 // host there, records the frame for undo, takes the frame's six values from the key
 // channels (clamped to each slider's range), runs the effect, shows the preview and sends

@@ -2,7 +2,7 @@
 // planes as the table modes' source and the swap refresh.
 #include <gtest/gtest.h>
 
-#include "effects/combine.h"
+#include "effects/effect_rig.h"
 #include "effects/test_frame.h"
 
 namespace tessfx {
@@ -77,16 +77,19 @@ TEST(CombineWithSwap, WholePixelChoices) {
   EXPECT_EQ(f.Run("Combine binary").work_b[1][2], 0);
 }
 
-TEST(CombineWithSwap, TableModesReadTheHostPlanesAndEveryModeRefreshesTheSwap) {
+TEST(CombineWithSwap, TableModesReadTheHostPlanesTheOthersTheWorkingOnes) {
+  testing::EffectRig rig({Flat(5, 4, 50), Flat(5, 4, 50), Flat(5, 4, 50), Flat(5, 4, 255)});
+  rig.SetSwap(Flat(5, 4, 10), Flat(5, 4, 10), Flat(5, 4, 10));
+  rig.work().r.Fill(0);
+  EXPECT_EQ(rig.Apply("Combine add").work().r[2][2], 60);
+  rig.work().r.Fill(0);
+  EXPECT_EQ(rig.Apply("Combine difference").work().r[2][2], 10);
+}
+
+TEST(CombineWithSwap, EveryDispatchFetchesTheSwapImageAgain) {
   Pair p(50, 10);
-  ImageState& s = p.f.image();
-  s.work_r.Fill(0);
-  FxCombineByTable(s, p.f.tables().add);
-  EXPECT_EQ(s.work_r[2][2], 60);
-  s.work_r.Fill(0);
-  s.swap_r.Fill(99);       // stale: the routine must fetch the host's swap image again
-  FxCombineDifference(s);  // the formula modes read the working planes
-  EXPECT_EQ(s.work_r[2][2], 10);
+  p.f.image().swap_r.Fill(99);  // stale planes of an earlier dispatch
+  EXPECT_EQ(p.Run("Combine difference"), 40);
 }
 
 }  // namespace

@@ -18,27 +18,9 @@
 #include "host/embedded/embedded_host.h"
 #include "host/image_state.h"
 #include "host/registry.h"
+#include "planes.h"
 
 namespace tessfx::testing {
-
-// A plane whose every sample (extra row and column included) is `v`.
-inline Plane Flat(int32_t w, int32_t h, uint8_t v) { return Plane(w, h, v); }
-
-// A plane of random samples over all (w + 1) x (h + 1) positions.
-inline Plane Noise(int32_t w, int32_t h, uint32_t seed) {
-  Plane p(w, h);
-  std::mt19937 rng(seed);
-  for (size_t i = 0; i < p.size(); ++i) p.data()[i] = static_cast<uint8_t>(rng() & 0xff);
-  return p;
-}
-
-// A plane from a function of (row, column), over all positions.
-inline Plane Make(int32_t w, int32_t h, const std::function<uint8_t(int32_t y, int32_t x)>& f) {
-  Plane p(w, h);
-  for (int32_t y = 0; y <= h; ++y)
-    for (int32_t x = 0; x <= w; ++x) p[y][x] = f(y, x);
-  return p;
-}
 
 // A whole frame's four planes.
 struct Frame {
@@ -62,9 +44,15 @@ inline Frame FlatFrame(int32_t w, int32_t h, uint8_t r, uint8_t g, uint8_t b) {
 // One frame (or a few) in an embedded host, with the shared state started on it.
 class TestFrame {
  public:
-  TestFrame(int32_t w, int32_t h, int32_t frames = 1) : host_(std::make_shared<EmbeddedHost>()) {
+  // How the editor reaches the embedded host: directly, or through another host object
+  // (one reached by name, say) that `attach` puts in front of it.
+  using Attach = std::function<std::shared_ptr<TessalineHost>(std::shared_ptr<EmbeddedHost>)>;
+
+  TestFrame(int32_t w, int32_t h, int32_t frames = 1, Attach attach = nullptr)
+      : host_(std::make_shared<EmbeddedHost>()) {
     host_->NewAnimation(w, h, frames);
-    registry_.Register(kHostProgId, [h = host_] { return std::static_pointer_cast<TessalineHost>(h); });
+    if (!attach) attach = [](std::shared_ptr<EmbeddedHost> h) { return std::static_pointer_cast<TessalineHost>(h); };
+    registry_.Register(kHostProgId, [h = host_, attach] { return attach(h); });
     state_ = SharedState::Startup(registry_);
   }
   // One frame holding `f`, with the given alpha-bits flag.
@@ -114,7 +102,7 @@ class TestFrame {
   }
   ImageState& RunDefaults(const std::string& name, std::initializer_list<std::pair<int, float>> changes = {}) {
     std::array<float, 6> p{};
-    const EffectSpec* e = FindEffect(name);
+    const EffectDef* e = FindEffect(name);
     for (size_t i = 0; e && i < e->sliders.size(); ++i) p[i] = e->sliders[i].value;
     for (auto [i, v] : changes) p[static_cast<size_t>(i)] = v;
     return Run(name, p);
@@ -127,19 +115,8 @@ class TestFrame {
 };
 
 // The three working planes, for comparing whole results.
-struct Rgb {
-  Plane r, g, b;
-  bool operator==(const Rgb& o) const { return r == o.r && g == o.g && b == o.b; }
-};
 inline Rgb Working(const ImageState& s) { return {s.work_r.Clone(), s.work_g.Clone(), s.work_b.Clone()}; }
 inline Rgb Host(const ImageState& s) { return {s.host_r.Clone(), s.host_g.Clone(), s.host_b.Clone()}; }
-
-// Runs f with at most `threads` worker threads.
-template <typename F>
-auto WithThreads(size_t threads, F&& f) {
-  tbb::global_control limit(tbb::global_control::max_allowed_parallelism, threads);
-  return f();
-}
 
 inline bool WorkingEqualsHost(const ImageState& s) { return Working(s) == Host(s); }
 

@@ -1,8 +1,8 @@
 // Video looks: field exchange by row pairs, the bars and the scan-line pattern.
 #include <gtest/gtest.h>
 
+#include "effects/effect_rig.h"
 #include "effects/test_frame.h"
-#include "effects/video.h"
 
 namespace tessfx {
 namespace {
@@ -17,13 +17,14 @@ testing::Frame RowNumbers(int32_t w, int32_t h) {
 
 TEST(VideoLooks, ReverseFieldsSwapsRowPairsFromTheHostPlanes) {
   // Height 4: plane rows 0..4 (odd count): pairs (0,1), (2,3); row 4 keeps the working value.
-  TestFrame f(RowNumbers(3, 4));
-  ImageState& s = f.Fetch();
-  s.work_g[4][1] = 77;
-  FxReverseFields(s);
+  const testing::Frame rows = RowNumbers(3, 4);
+  testing::EffectRig rig({rows.r.Clone(), rows.g.Clone(), rows.b.Clone(), rows.a.Clone()});
+  const auto& s = rig.work();
+  rig.work().g[4][1] = 77;
+  rig.Apply("Reverse fields");
   for (int32_t x = 0; x <= 3; ++x)
-    EXPECT_TRUE(s.work_r[0][x] == 10 && s.work_r[1][x] == 0 && s.work_b[2][x] == 30 && s.work_b[3][x] == 20) << x;
-  EXPECT_TRUE(s.work_g[4][1] == 77 && s.work_r[4][0] == 40);
+    EXPECT_TRUE(s.r[0][x] == 10 && s.r[1][x] == 0 && s.b[2][x] == 30 && s.b[3][x] == 20) << x;
+  EXPECT_TRUE(s.g[4][1] == 77 && s.r[4][0] == 40);
   // Height 5: plane rows 0..5 (even count): every row moves, the extra row included.
   TestFrame e(RowNumbers(2, 5));
   const ImageState& t = e.Run("Reverse fields");

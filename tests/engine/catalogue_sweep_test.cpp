@@ -15,17 +15,18 @@ using testing::TestFrame;
 
 // The values the preview would pass after picking the effect: the defaults of its
 // sliders and the design-time values of the hidden ones.
-std::array<float, 6> DefaultValues(const EffectSpec& e) {
+std::array<float, 6> DefaultValues(const EffectDef& e) {
   ParameterPanel panel;
   panel.SelectEffect(std::string(e.name));
   return panel.SliderValues();
 }
 
-// Values that make the effects without a visible default do something.
-std::array<float, 6> WorkingValues(const EffectSpec& e) {
+// The defaults, with every slider that starts at its minimum (where several effects do
+// nothing: the displacements, the swap mix) moved three quarters up its range.
+std::array<float, 6> WorkingValues(const EffectDef& e) {
   std::array<float, 6> v = DefaultValues(e);
-  if (e.name == "Displace" || e.name == "Mix buffers" || e.name == "Cloaking displace" || e.name == "Pool displace")
-    v[0] = 200;
+  for (size_t i = 0; i < e.sliders.size(); ++i)
+    if (e.sliders[i].value == e.sliders[i].min) v[i] = e.sliders[i].min + (e.sliders[i].max - e.sliders[i].min) * 3 / 4;
   return v;
 }
 
@@ -38,27 +39,13 @@ void Prepare(TestFrame& f, int32_t w, int32_t h, int32_t flag, int32_t frame = 0
   f.host().set_alpha_bits(flag);
 }
 
-TEST(CatalogueSweep, TheCatalogueHasAllItsEffects) {
-  EXPECT_EQ(Categories().size(), 16u);
-  EXPECT_EQ(Effects().size(), 96u);
-  for (const char* e : {"Tint", "Posterize", "Threshold", "Value noise", "Color noise", "Jitter", "Median",
-                        "Simple blur", "Sharpen", "Grey emboss", "Color emboss", "Edge detect", "Deinterlace",
-                        "Reduce flicker", "Day for night", "Sunset filter", "Fog filter", "Mix buffers",
-                        "Combine add", "Combine subtract", "Combine multiply", "Combine divide", "Combine screen",
-                        "Combine luminance", "Combine complement", "Combine difference", "Combine around grey",
-                        "Combine greater than", "Combine less than", "Combine texturize", "Combine binary",
-                        "Combine And", "Combine Or", "Combine Xor", "Reverse fields", "Slate", "Video lines",
-                        "Maximize", "Minimize", "MaxMin", "MinMax", "Mirage", "Mosaic", "Displace"})
-    EXPECT_TRUE(FindEffect(e) && FindEffect(e)->implemented()) << e;
-}
-
 TEST(CatalogueSweep, EveryEffectRunsOnTinyAndOddFramesAndLeavesTheHostPlanes) {
   for (auto [w, h] : {std::pair{1, 1}, std::pair{2, 3}, std::pair{7, 5}, std::pair{33, 17}, std::pair{130, 3}}) {
     const testing::Rgb host{Noise(w, h, 1), Noise(w, h, 2), Noise(w, h, 3)};
     for (int32_t flag : {0, 1}) {
       TestFrame f(w, h, 2);
       Prepare(f, w, h, flag, 1);
-      for (const EffectSpec& e : Effects()) {
+      for (const EffectDef& e : Effects()) {
         if (!e.implemented()) continue;
         for (const auto& values : {DefaultValues(e), WorkingValues(e)}) {
           ASSERT_NO_THROW(f.Dispatch(std::string(e.name), values)) << e.name << " on " << w << "x" << h;
@@ -73,7 +60,7 @@ TEST(CatalogueSweep, EveryEffectRunsOnTinyAndOddFramesAndLeavesTheHostPlanes) {
 TEST(CatalogueSweep, SameResultOnOneThreadAndOnSeveral) {
   // Large enough for several row bands (the serial limit is 64K samples).
   const int32_t w = 300, h = 250;
-  for (const EffectSpec& e : Effects()) {
+  for (const EffectDef& e : Effects()) {
     if (!e.implemented()) continue;
     auto render = [&](size_t threads) {
       return testing::WithThreads(threads, [&] {

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
+#include "core/convert.h"
 #include "effects/test_frame.h"
 #include "host/scratch_folder.h"
 #include "media/tsa.h"
@@ -99,6 +100,23 @@ TEST_F(EffectCommands, ApplyWritesImagesAndTakesAnImageAsSwap) {
   EXPECT_EQ(out.g.at(4, 39), Noise(40, 10, 2).at(4, 39));  // black bar: the frame
 }
 
+// One reading of slider values for every command: spaces around values are ignored, an
+// empty field keeps the slider's default, and names match whatever their case.
+TEST_F(EffectCommands, ApplyAndRenderReadNamesAndValuesAlike) {
+  const std::string input = WriteNoiseAnimation("in.tsa", 9, 5, 1);
+  const auto apply = RunTessfx("apply " + input + " -o " + (dir_ / "a.tsa") + " --effect 'color ADD' --values ' 40 , ,-20'");
+  ASSERT_EQ(apply.code, 0) << apply.output;
+  const auto render = RunTessfx("render " + input + " -o " + (dir_ / "r.tsa") +
+                                " --effect 'COLOR add' --values '40,  ,  -20  '");
+  ASSERT_EQ(render.code, 0) << render.output;
+  const testing::Rgb applied = ReadTsa(dir_ / "a.tsa");
+  EXPECT_TRUE(applied == ReadTsa(dir_ / "r.tsa"));
+  const Plane r = Noise(9, 5, 1), g = Noise(9, 5, 2), b = Noise(9, 5, 3);
+  EXPECT_EQ(applied.r.at(2, 3), ClampByte(r.at(2, 3) + 40));
+  EXPECT_EQ(applied.g.at(2, 3), g.at(2, 3));
+  EXPECT_EQ(applied.b.at(2, 3), ClampByte(b.at(2, 3) - 20));
+}
+
 TEST_F(EffectCommands, ApplyReportsBadNamesValuesAndFramesAsUsageErrors) {
   const std::string input = WriteNoiseAnimation("in.tsa", 8, 8, 1);
   struct Case {
@@ -107,8 +125,9 @@ TEST_F(EffectCommands, ApplyReportsBadNamesValuesAndFramesAsUsageErrors) {
   };
   for (const Case& c :
        {Case{"--effect 'Mosiac'", "\"Mosaic\""},  // the nearest name
-        Case{"--effect Tint --values 10,300", "\"Green\""}, Case{"--effect Mosaic --values 3,4", "1 slider(s)"},
-        Case{"--effect Mosaic --frame 3", "0..0"}}) {
+        Case{"--effect Tint --values 10,300", "\"Green\""}, Case{"--effect Mosaic --values 3,4", "has 1 slider"},
+        Case{"--effect Mosaic --frame 3", "0..0"}, Case{"--effect Tint --values 1,2,3,4,5,6,7", "at most six"},
+        Case{"--effect Tint --values '1,x'", "\"x\" is not a whole number"}}) {
     const auto run = RunTessfx("apply " + input + " -o " + (dir_ / "o.tsa") + " " + c.args);
     EXPECT_EQ(run.code, 64) << c.args;
     EXPECT_NE(run.output.find(c.message), std::string::npos) << run.output;

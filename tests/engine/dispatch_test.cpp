@@ -13,7 +13,6 @@ using testing::Make;
 using testing::Noise;
 using testing::TestFrame;
 
-bool Unchanged(TestFrame& f) { return testing::Working(f.image()) == testing::Host(f.image()); }
 
 TEST(FrameDispatch, CaptionKeepsTheSignBlanks) {
   EXPECT_EQ(FrameCaption(0, 30), "Timeline editor  (frame 1 of  30 total)");
@@ -36,20 +35,6 @@ TEST(FrameDispatch, RandomEffectsAreSeededByTheHostFrame) {
     const testing::Rgb f1 = render(e, 1);
     EXPECT_FALSE(render(e, 2) == f1) << e;
     EXPECT_TRUE(render(e, 1) == f1) << e;  // any order of frames
-  }
-}
-
-TEST(FrameDispatch, InlineEffectsCompositeOnlyWithFlagZero) {
-  for (const char* e : {"Tint", "Posterize", "Threshold", "Value noise", "Color noise", "Jitter", "Median",
-                        "Simple blur", "Sharpen", "Grey emboss", "Color emboss", "Edge detect"}) {
-    for (int32_t flag : {0, 1}) {
-      TestFrame f(12, 9);
-      f.SetFrame(Noise(12, 9, 1), Noise(12, 9, 2), Noise(12, 9, 3));
-      f.SetAlpha(Flat(12, 9, 0));
-      f.host().set_alpha_bits(flag);
-      f.Dispatch(e, {255, 0, 60, 0, 0, 0});
-      EXPECT_EQ(Unchanged(f), flag == 0) << e << " flag " << flag;
-    }
   }
 }
 

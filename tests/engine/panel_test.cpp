@@ -16,7 +16,7 @@ struct Panel {
       ++previews;
       suppressed_during_preview += p.SuppressPreview ? 1 : 0;
     };
-    p.hooks.flare_settings = [this] { ++flares; };
+    p.hooks.effect_picked = [this](const EffectDef&) { ++picked_steps; };
   }
   int Row(const std::string& text) const {
     const auto& rows = p.List1();
@@ -24,7 +24,7 @@ struct Panel {
   }
   void Pick(const std::string& name) { ASSERT_TRUE(p.SelectEffect(name)) << name; }
   ParameterPanel p;
-  int clears = 0, previews = 0, flares = 0, suppressed_during_preview = 0;
+  int clears = 0, previews = 0, picked_steps = 0, suppressed_during_preview = 0;
 };
 
 TEST(ParameterPanel, PickingAHeadingSelectsItsFirstEffect) {
@@ -43,16 +43,16 @@ TEST(ParameterPanel, PickingAHeadingSelectsItsFirstEffect) {
 TEST(ParameterPanel, EverySliderTakesItsDefaultWhateverCameBefore) {
   // Forwards and backwards through the list, so that every effect follows different ranges,
   // each time after a drag of the first slider has written its value label.
-  std::vector<const EffectSpec*> order;
-  for (const EffectSpec& e : Effects()) order.push_back(&e);
+  std::vector<const EffectDef*> order;
+  for (const EffectDef& e : Effects()) order.push_back(&e);
   for (int pass = 0; pass < 2; ++pass) {
     Panel t;
-    for (const EffectSpec* e : order) {
+    for (const EffectDef* e : order) {
       HPropModel& first = t.p.HProp[0];
       first.Drag(first.Value() == first.Min() ? first.Max() : first.Min());
       first.Release();
       t.Pick(std::string(e->name));
-      EXPECT_EQ(t.p.kv_button13.visible, e->button == ButtonMode::Shown) << e->name;
+      EXPECT_EQ(t.p.kv_button13.visible, e->button() == ButtonMode::Shown) << e->name;
       EXPECT_EQ(t.p.Picture2_MousePointer, e->pointer) << e->name;
       for (size_t n = 0; n < 6; ++n) {
         const HPropModel& h = t.p.HProp[n];
@@ -65,7 +65,7 @@ TEST(ParameterPanel, EverySliderTakesItsDefaultWhateverCameBefore) {
         EXPECT_EQ(t.p.Label[n].caption, s.caption);
       }
     }
-    EXPECT_EQ(t.flares, 1);  // only the lens flare asks for the host's flare settings
+    EXPECT_EQ(t.picked_steps, 1);  // only the lens flare asks for the host's flare settings
     std::reverse(order.begin(), order.end());
   }
 }

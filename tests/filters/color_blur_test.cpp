@@ -6,10 +6,10 @@
 #include <vector>
 
 #include "core/plane.h"
-#include "effects/test_frame.h"
+#include "planes.h"
 #include "filters/blur.h"
 #include "filters/color.h"
-#include "filters/overlay.h"
+#include "filters/blend.h"
 
 namespace tessfx {
 namespace {
@@ -17,11 +17,12 @@ namespace {
 using testing::Noise;
 
 TEST(HsvFilter, NeutralFactorsReturnEveryColourExactly) {
-  std::vector<uint8_t> r(1 << 24), g(1 << 24), b(1 << 24);
-  for (uint32_t i = 0; i < (1u << 24); ++i) r[i] = i & 0xFF, g[i] = (i >> 8) & 0xFF, b[i] = i >> 16;
-  FastHSVandRGB(0, 1, 1, 1, 1, 1, r.data(), g.data(), b.data(), (1 << 24) - 1);
+  // Every colour once: a 4095 x 4095 frame's planes hold 4096 x 4096 samples.
+  Plane r(4095, 4095), g(4095, 4095), b(4095, 4095);
+  for (uint32_t i = 0; i < (1u << 24); ++i) r.data()[i] = i & 0xFF, g.data()[i] = (i >> 8) & 0xFF, b.data()[i] = i >> 16;
+  FastHSVandRGB({r.view(), g.view(), b.view()}, 0, 1, 1, 1, 1, 1);
   for (uint32_t i = 0; i < (1u << 24); ++i)
-    ASSERT_TRUE(r[i] == (i & 0xFF) && g[i] == ((i >> 8) & 0xFF) && b[i] == i >> 16) << i;
+    ASSERT_TRUE(r.data()[i] == (i & 0xFF) && g.data()[i] == ((i >> 8) & 0xFF) && b.data()[i] == i >> 16) << i;
 }
 
 TEST(HsvFilter, HueTurnsSaturationAndValueScales) {
@@ -35,7 +36,8 @@ TEST(HsvFilter, HueTurnsSaturationAndValueScales) {
   for (const Case& c : {Case{{255, 0, 0}, -660, 1, 1, {255, 255, 0}}, Case{{90, 90, 90}, 77, 2, 1, {90, 90, 90}},
                         Case{{200, 120, 50}, 0, 1, 2, {255, 153, 64}}}) {
     std::array<uint8_t, 3> p = c.in;
-    FastHSVandRGB(c.hue, c.sat, c.val, 1, 1, 1, &p[0], &p[1], &p[2], 0);
+    // One pixel: a 0 x 0 frame's planes hold one sample.
+    FastHSVandRGB({{&p[0], 0, 0, 1}, {&p[1], 0, 0, 1}, {&p[2], 0, 0, 1}}, c.hue, c.sat, c.val, 1, 1, 1);
     EXPECT_EQ(p, c.out) << c.hue << " " << c.sat << " " << c.val;
   }
 }
@@ -48,9 +50,10 @@ TEST(ToneTables, SetValueAlphaMixesLikeTheOverlayWithFlagZero) {
   for (int i = 0; i < 256; ++i) t[i] = static_cast<uint8_t>((i * 7 + 3) & 0xFF);
   for (uint8_t flag : {0, 1}) {
     Plane r = Noise(w, h, 1), g = Noise(w, h, 2), b = Noise(w, h, 3), er = r.Clone(), eg = g.Clone(), eb = b.Clone();
-    SetValueAlpha(t, r.data(), g.data(), b.data(), host.data(), host.data(), host.data(), a.data(), flag, w, h);
-    SetValue(t, er.data(), eg.data(), eb.data(), w, h);
-    if (flag == 0) Overlay_b(er.data(), eg.data(), eb.data(), host.data(), host.data(), host.data(), a.data(), 0, w, h);
+    const ConstRgbView original{host.view(), host.view(), host.view()};
+    SetValueAlpha({r.view(), g.view(), b.view()}, original, a.view(), flag, t);
+    SetValue({er.view(), eg.view(), eb.view()}, t);
+    if (flag == 0) Overlay_b({er.view(), eg.view(), eb.view()}, original, a.view(), 0);
     EXPECT_TRUE(r == er && g == eg && b == eb) << int{flag};
   }
 }
@@ -84,8 +87,8 @@ TEST(GaussianFilter, FollowsASampledGaussianOverTheMirroredFrame) {
         for (int32_t x = 0; x < w; ++x) columns[x][y] = row[x];
       }
       Plane p = in.Clone();
-      uint8_t* planes[1] = {p.data()};
-      GaussianBlur(planes, w, h, sigma);
+      const PlaneView planes[1] = {p.view()};
+      GaussianBlur(planes, sigma);
       for (int32_t x = 0; x < w; ++x) {
         const std::vector<double> expected = GaussianLine(columns[x], sigma);
         for (int32_t y = 0; y < h; ++y) ASSERT_NEAR(p[y][x], expected[y], 2.5) << w << "x" << h << " radius " << radius;
@@ -100,8 +103,8 @@ TEST(MotionBlurFilter, AveragesAlongTheVectorWithClampedEdges) {
   const Plane a(w, h, 255), ramp = testing::Make(w, h, [](int32_t, int32_t x) -> uint8_t { return x * 5; });
   Plane out(w, h);
   auto at = [&](int16_t dx, int16_t dy, int32_t y, int32_t x) {
-    FastMotionBlur(ramp.data(), ramp.data(), ramp.data(), a.data(), out.data(), out.data(), out.data(), 1, w, h, 0, 0,
-                   dx, dy, 1);
+    FastMotionBlur({out.view(), out.view(), out.view()}, {ramp.view(), ramp.view(), ramp.view()}, a.view(), 1, w, h, 0,
+                   0, dx, dy, 1);
     EXPECT_EQ(out[0][6], 0);  // the extra column is not written
     return out[y][x];
   };
@@ -116,8 +119,8 @@ TEST(ZoomFilter, SamplesOnTheWayToTheCentre) {
   const int32_t w = 9, h = 7;
   const Plane a(w, h, 255), ramp = testing::Make(w, h, [](int32_t, int32_t x) -> uint8_t { return x * 20; });
   Plane out(w, h);
-  FastZoom(ramp.data(), ramp.data(), ramp.data(), a.data(), out.data(), out.data(), out.data(), 1, w - 1, h - 1, 4, 3,
-           0, 0.25f);
+  FastZoom({out.view(), out.view(), out.view()}, {ramp.view(), ramp.view(), ramp.view()}, a.view(), 1, w - 1, h - 1, 4,
+           3, 0, 0.25f);
   EXPECT_EQ(out[3][8], 150);  // (160 + 140) / 2: column 8 samples 8 and 7
   EXPECT_EQ(out[3][0], 10);   // (0 + 20) / 2
 }

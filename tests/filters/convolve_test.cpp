@@ -5,9 +5,9 @@
 #include <algorithm>
 
 #include "core/convert.h"
-#include "effects/test_frame.h"
+#include "planes.h"
 #include "filters/convolve.h"
-#include "filters/overlay.h"
+#include "filters/blend.h"
 #include "filters/point.h"
 
 namespace tessfx {
@@ -20,8 +20,8 @@ struct Planes {
       : r(Noise(w, h, seed)), g(Noise(w, h, seed + 1)), b(Noise(w, h, seed + 2)), hr(Noise(w, h, seed + 3)),
         hg(Noise(w, h, seed + 4)), hb(Noise(w, h, seed + 5)), ha(Noise(w, h, seed + 6)) {}
   int32_t Run(const Kernel3x3& k, float divisor, int32_t mode, uint8_t flag) {
-    return ConvolveAlpha(r.data(), g.data(), b.data(), hr.data(), hg.data(), hb.data(), ha.data(), flag, r.width(),
-                         r.height(), k, divisor, mode);
+    return ConvolveAlpha({r.view(), g.view(), b.view()}, {hr.view(), hg.view(), hb.view()}, ha.view(), flag, k,
+                         divisor, mode);
   }
   Plane r, g, b, hr, hg, hb, ha;
 };

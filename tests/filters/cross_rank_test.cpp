@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "effects/test_frame.h"
+#include "planes.h"
 #include "filters/cross_rank.h"
 
 namespace tessfx {
@@ -31,11 +31,10 @@ TEST(CrossRank, OnePassAndTwoBandedPassesMatchTheDefinition) {
       // of them the borders come from.
       Plane once[3] = {Noise(w, h, 4), Noise(w, h, 5), Noise(w, h, 6)};
       Plane twice[3] = {once[0].Clone(), once[1].Clone(), once[2].Clone()};
-      CrossRankPass(host[0].data(), host[1].data(), host[2].data(), once[0].data(), once[1].data(), once[2].data(),
-                    w, h, first);
+      const ConstRgbView source{host[0].view(), host[1].view(), host[2].view()};
+      CrossRankPass({once[0].view(), once[1].view(), once[2].view()}, source, first);
       testing::WithThreads(3, [&] {
-        CrossRankTwoPasses(host[0].data(), host[1].data(), host[2].data(), twice[0].data(), twice[1].data(),
-                           twice[2].data(), w, h, first, second);
+        CrossRankTwoPasses({twice[0].view(), twice[1].view(), twice[2].view()}, source, first, second);
         return 0;
       });
       for (uint32_t c = 0; c < 3; ++c) {

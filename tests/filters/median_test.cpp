@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "effects/test_frame.h"
+#include "planes.h"
 #include "filters/median.h"
 
 namespace tessfx {
@@ -29,7 +29,7 @@ TEST(FastMedian, EqualsTheSortedMiddleOfNineWithEdgesRepeated) {
   for (auto [w, h] : {std::pair{1, 1}, std::pair{3, 2}, std::pair{17, 65}, std::pair{400, 200}})
     for (size_t threads : {1, 3}) {
       Plane r = Noise(w, h, 1), g = Noise(w, h, 2), b = Noise(w, h, 3);
-      testing::WithThreads(threads, [&] { FastMedian(r.data(), g.data(), b.data(), w, h); return 0; });
+      testing::WithThreads(threads, [&] { FastMedian({r.view(), g.view(), b.view()}); return 0; });
       EXPECT_TRUE(r == SortedMedians(Noise(w, h, 1)) && g == SortedMedians(Noise(w, h, 2)) &&
                   b == SortedMedians(Noise(w, h, 3)))
           << w << "x" << h << " on " << threads << " threads";

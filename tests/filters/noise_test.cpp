@@ -4,7 +4,7 @@
 
 #include <set>
 
-#include "effects/test_frame.h"
+#include "planes.h"
 #include "filters/noise.h"
 
 namespace tessfx {
@@ -13,14 +13,14 @@ namespace {
 using testing::Flat;
 using testing::Make;
 
-using NoiseFilter = void (*)(uint8_t*, uint8_t*, uint8_t*, const uint8_t*, uint8_t, int32_t, int32_t, int32_t, int32_t);
+using NoiseFilter = void (*)(RgbView, ConstPlaneView, uint8_t, int32_t, int32_t);
 
 // A flat frame and its alpha plane, for the noise filters.
 struct Rgba {
   Rgba(int32_t w, int32_t h, uint8_t v, uint8_t alpha = 255)
       : r(Flat(w, h, v)), g(Flat(w, h, v)), b(Flat(w, h, v)), a(Flat(w, h, alpha)) {}
   Rgba& Apply(NoiseFilter filter, uint8_t flag, int32_t amount, int32_t frame) {
-    filter(r.data(), g.data(), b.data(), a.data(), flag, r.width(), r.height(), amount, frame);
+    filter({r.view(), g.view(), b.view()}, a.view(), flag, amount, frame);
     return *this;
   }
   Plane r, g, b, a;
@@ -68,7 +68,7 @@ TEST(Jitter, TakesWholePixelsFromWithinReach) {
   const Plane alpha = Flat(w, h, 255);
   for (auto [amount, reach] : {std::pair{0, 0}, std::pair{1, 1}, std::pair{35, 4}, std::pair{100, 10}}) {
     Plane r(w, h), g(w, h), b(w, h);
-    FastJitter(r.data(), g.data(), b.data(), alpha.data(), w, h, col.data(), row.data(), row.data(), amount, 0, 2);
+    FastJitter({r.view(), g.view(), b.view()}, {col.view(), row.view(), row.view()}, alpha.view(), amount, 0, 2);
     int moved = 0;
     for (int32_t y = 0; y < h; ++y)
       for (int32_t x = 0; x < w; ++x) {

@@ -2,8 +2,8 @@
 // or unselected taking their short cut to the same bytes.
 #include <gtest/gtest.h>
 
-#include "effects/test_frame.h"
-#include "filters/overlay.h"
+#include "planes.h"
+#include "filters/blend.h"
 
 namespace tessfx {
 namespace {
@@ -34,7 +34,7 @@ TEST(Overlay, UniformRowsGiveTheSameBytesAsMixedOnes) {
   });
   const Plane host = Noise(w, h, 1), effect = Noise(w, h, 2);
   Plane r = effect.Clone(), g = effect.Clone(), b = effect.Clone();
-  Overlay_b(r.data(), g.data(), b.data(), host.data(), host.data(), host.data(), alpha.data(), 0, w, h);
+  Overlay_b({r.view(), g.view(), b.view()}, {host.view(), host.view(), host.view()}, alpha.view(), 0);
   const Plane expected = Make(w, h, [&](int32_t y, int32_t x) -> uint8_t {
     return (y < h && x < w) ? AlphaMix(effect[y][x], host[y][x], alpha[y][x]) : effect[y][x];
   });

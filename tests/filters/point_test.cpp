@@ -3,7 +3,7 @@
 
 #include <set>
 
-#include "effects/test_frame.h"
+#include "planes.h"
 #include "filters/point.h"
 
 namespace tessfx {
@@ -19,6 +19,8 @@ struct Pixels {
         b = Flat(2, 1, 7);
   Pixels() { hr[0][0] = 200, hg[0][0] = 100, hb[0][0] = 0; }
   std::array<uint8_t, 3> At(int32_t x) const { return {r[0][x], g[0][x], b[0][x]}; }
+  RgbView work() { return {r.view(), g.view(), b.view()}; }
+  ConstRgbView host() const { return {hr.view(), hg.view(), hb.view()}; }
 };
 
 TEST(PointFilters, TintColoursTheGreyAndClampsTheTint) {
@@ -29,7 +31,7 @@ TEST(PointFilters, TintColoursTheGreyAndClampsTheTint) {
   for (const Case& c : {Case{255, 128, 0, {119, 60, 0}, {255, 128, 0}},  // 119 x 128 / 255 = 59.7
                         Case{999, -4, 255, {119, 0, 119}, {255, 0, 255}}}) {
     Pixels p;
-    FastTint(p.hr.data(), p.hg.data(), p.hb.data(), p.r.data(), p.g.data(), p.b.data(), c.red, c.green, c.blue, 2, 1);
+    FastTint(p.work(), p.host(), c.red, c.green, c.blue);
     const std::array<uint8_t, 3> left{7, 7, 7};  // the extra column is left
     EXPECT_EQ((std::array{p.At(0), p.At(1), p.At(2)}), (std::array{c.grey, c.white, left})) << c.red << " " << c.green;
   }
@@ -40,7 +42,7 @@ TEST(PointFilters, PosterizeSpreadsTheLevels) {
   const Plane ramp = Make(w, h, [](int32_t, int32_t x) -> uint8_t { return x & 0xff; });
   auto levels = [&](int32_t step) {
     Plane r = Flat(w, h, 0), g = Flat(w, h, 0), b = Flat(w, h, 0);
-    FastPosterize(r.data(), g.data(), b.data(), w, h, ramp.data(), ramp.data(), ramp.data(), step);
+    FastPosterize({r.view(), g.view(), b.view()}, {ramp.view(), ramp.view(), ramp.view()}, step);
     std::set<int> seen;
     for (int32_t x = 0; x < w; ++x) seen.insert(r[0][x]);
     EXPECT_TRUE(step != 128 || (r[0][127] == 0 && r[0][128] == 255));  // 128: a threshold at 128
@@ -60,8 +62,7 @@ TEST(PointFilters, ThresholdByGreyOrPerChannel) {
   };
   for (const Case& c : {Case{119, 0, {255, 255, 255}}, Case{120, 0, {0, 0, 0}}, Case{150, 1, {255, 0, 0}}}) {
     Pixels p;
-    FastThreshold(p.hr.data(), p.hg.data(), p.hb.data(), p.r.data(), p.g.data(), p.b.data(), 2, 1, c.level,
-                  c.per_channel);
+    FastThreshold(p.work(), p.host(), c.level, c.per_channel);
     EXPECT_EQ(p.At(0), c.out) << c.level << " " << c.per_channel;
   }
 }

@@ -83,6 +83,24 @@ TEST_F(BmpTest, ThirtyTwoBitChannelOrderFollowsTheMasks) {
   }
 }
 
+TEST_F(BmpTest, ThirtyTwoBitFilesWrittenHereReadBackWithTheirAlpha) {
+  // Odd sizes: no row padding hides a wrong row length at 32 bits, the bottom-up order does.
+  for (auto [w, h] : {std::pair{1, 1}, std::pair{7, 3}, std::pair{3, 8}}) {
+    Plane pr(w, h), pg(w, h), pb(w, h), pa(w, h);
+    for (int32_t y = 0; y < h; ++y)
+      for (int32_t x = 0; x < w; ++x) {
+        pr[y][x] = static_cast<uint8_t>(10 * x + y);
+        pg[y][x] = static_cast<uint8_t>(100 + y);
+        pb[y][x] = static_cast<uint8_t>(200 - x);
+        pa[y][x] = static_cast<uint8_t>(x * y * 9);
+      }
+    WriteBmp32(dir_ / "w.bmp", pr, pg, pb, pa);
+    ASSERT_EQ(Load(dir_ / "w.bmp", w, h), kBmpLoaded);
+    for (int32_t y = 0; y < h; ++y)
+      for (int32_t x = 0; x < w; ++x) ASSERT_EQ(At(x, y), (Px{pr[y][x], pg[y][x], pb[y][x], pa[y][x]})) << x << "," << y;
+  }
+}
+
 TEST_F(BmpTest, EightBitLooksUpThePaletteByItsColourCount) {
   // Index 9 lies past the two-entry table.
   BmpSample s{.width = 3, .bit_count = 8, .palette = {0x102030, 0xA0B0C0}, .pixels = {1, 0, 9, 0xEE}};

@@ -1,4 +1,4 @@
-#include "host/lookup_tables.h"
+#include "core/lookup_tables.h"
 
 #include <algorithm>
 

@@ -1,0 +1,89 @@
+#include "filters/blend.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "filters/parallel.h"
+
+namespace tessfx {
+namespace {
+
+void AlphaRow(uint8_t* work, const uint8_t* other, const uint8_t* alpha, int32_t width) {
+  for (int32_t x = 0; x < width; ++x) work[x] = AlphaMix(work[x], other[x], alpha[x]);
+}
+
+// The smallest and largest alpha of a row: rows that are wholly selected (255: the effect
+// stays) or wholly unselected (0: the other image comes back) need no arithmetic.
+void AlphaRange(const uint8_t* alpha, int32_t width, uint8_t& lo, uint8_t& hi) {
+  uint8_t mn = 255, mx = 0;
+  for (int32_t x = 0; x < width; ++x) {
+    mn = std::min(mn, alpha[x]);
+    mx = std::max(mx, alpha[x]);
+  }
+  lo = mn;
+  hi = mx;
+}
+
+// Vectorises as written; cloned for AVX2 where available.
+[[gnu::target_clones("avx2", "default")]] void ConstantRun(uint8_t* work, const uint8_t* other, int64_t n, float keep,
+                                                           float take) {
+  for (int64_t i = 0; i < n; ++i)
+    work[i] = RoundToByteF(static_cast<float>(work[i]) * keep + static_cast<float>(other[i]) * take);
+}
+
+void BlendByAlpha(RgbView work, ConstRgbView other, ConstPlaneView alpha) {
+  const int32_t width = work.r.width;
+  ForEachFrameRow(width, work.r.height, 3, [&](int32_t y0, int32_t y1) {
+    for (int32_t y = y0; y < y1; ++y) {
+      const uint8_t* a = alpha.row(y);
+      uint8_t lo, hi;
+      AlphaRange(a, width, lo, hi);
+      if (lo == 255) continue;
+      if (hi == 0) {
+        std::memcpy(work.r.row(y), other.r.row(y), static_cast<size_t>(width));
+        std::memcpy(work.g.row(y), other.g.row(y), static_cast<size_t>(width));
+        std::memcpy(work.b.row(y), other.b.row(y), static_cast<size_t>(width));
+        continue;
+      }
+      // One plane at a time: few pointers per loop, so the loop vectorises.
+      AlphaRow(work.r.row(y), other.r.row(y), a, width);
+      AlphaRow(work.g.row(y), other.g.row(y), a, width);
+      AlphaRow(work.b.row(y), other.b.row(y), a, width);
+    }
+  });
+}
+
+void BlendConstant(RgbView work, ConstRgbView other, float keep, float take) {
+  if (keep == 1.0f && take == 0.0f) return;  // work * 1 + other * 0 is the working sample itself
+  const int64_t row = int64_t{work.r.width} + 1;
+  ForEachPlaneRow(work.r.width, work.r.height, 3, [&](int32_t y0, int32_t y1) {
+    for (int32_t y = y0; y < y1; ++y) {
+      ConstantRun(work.r.row(y), other.r.row(y), row, keep, take);
+      ConstantRun(work.g.row(y), other.g.row(y), row, keep, take);
+      ConstantRun(work.b.row(y), other.b.row(y), row, keep, take);
+    }
+  });
+}
+
+}  // namespace
+
+void Blend(RgbView work, ConstRgbView other, const BlendWeights& weights) {
+  if (!weights.alpha.empty())
+    BlendByAlpha(work, other, weights.alpha);
+  else
+    BlendConstant(work, other, weights.keep, weights.take);
+}
+
+void Overlay_b(RgbView work, ConstRgbView host, ConstPlaneView alpha, uint8_t /*flag*/) { Blend(work, host, {alpha}); }
+
+void LevelMix(RgbView work, ConstRgbView host, float level) {
+  const float w = level / 255.0f;
+  Blend(work, host, {{}, w, 1.0f - w});
+}
+
+void MixPlanes(RgbView work, ConstRgbView other, float level) {
+  const float m = level / 255.0f;
+  Blend(work, other, {{}, 1.0f - m, m});
+}
+
+}  // namespace tessfx
