@@ -25,46 +25,31 @@ std::string NotAFile(mode_t mode) {
 }
 }  // namespace
 
+void Descriptor::Reset() {
+  if (fd_ >= 0) ::close(fd_);
+  fd_ = -1;
+}
+
 InputFile::InputFile(const std::string& path) : path_(path) {
   // Non-blocking: opening a named pipe waits for a writer, a device may wait for anything.
-  fd_ = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-  if (fd_ < 0) Fail(ErrorKind::NoInput, "cannot open " + path + ": " + OpenFailure(errno));
+  fd_ = Descriptor(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  if (fd() < 0) Fail(ErrorKind::NoInput, "cannot open " + path + ": " + OpenFailure(errno));
   struct stat st {};
-  if (::fstat(fd_, &st) != 0 || !S_ISREG(st.st_mode)) {
-    const std::string why = S_ISREG(st.st_mode) ? SysError() : NotAFile(st.st_mode);
-    ::close(fd_);
-    fd_ = -1;
-    Fail(ErrorKind::NoInput, "cannot open " + path + ": " + why);
-  }
-  ::fcntl(fd_, F_SETFL, ::fcntl(fd_, F_GETFL) & ~O_NONBLOCK);
+  if (::fstat(fd(), &st) != 0 || !S_ISREG(st.st_mode))
+    Fail(ErrorKind::NoInput, "cannot open " + path + ": " + (S_ISREG(st.st_mode) ? SysError() : NotAFile(st.st_mode)));
+  ::fcntl(fd(), F_SETFL, ::fcntl(fd(), F_GETFL) & ~O_NONBLOCK);
 }
 
 InputFile InputFile::Adopt(int fd, const std::string& path) {
   InputFile f;
-  f.fd_ = fd;
+  f.fd_ = Descriptor(fd);
   f.path_ = path;
   return f;
 }
 
-InputFile::~InputFile() {
-  if (fd_ >= 0) ::close(fd_);
-}
-
-InputFile::InputFile(InputFile&& o) noexcept : path_(std::move(o.path_)), fd_(o.fd_) { o.fd_ = -1; }
-
-InputFile& InputFile::operator=(InputFile&& o) noexcept {
-  if (this != &o) {
-    if (fd_ >= 0) ::close(fd_);
-    path_ = std::move(o.path_);
-    fd_ = o.fd_;
-    o.fd_ = -1;
-  }
-  return *this;
-}
-
 int64_t InputFile::Size() const {
   struct stat st {};
-  if (::fstat(fd_, &st) != 0) Fail(ErrorKind::IoError, "cannot read " + path_ + ": " + SysError());
+  if (::fstat(fd(), &st) != 0) Fail(ErrorKind::IoError, "cannot read " + path_ + ": " + SysError());
   return st.st_size;
 }
 
@@ -72,7 +57,7 @@ size_t InputFile::ReadAt(int64_t offset, void* dest, size_t bytes) const {
   size_t done = 0;
   auto* out = static_cast<char*>(dest);
   while (done < bytes) {
-    ssize_t n = ::pread(fd_, out + done, bytes - done, offset + static_cast<int64_t>(done));
+    ssize_t n = ::pread(fd(), out + done, bytes - done, offset + static_cast<int64_t>(done));
     if (n < 0) {
       if (errno == EINTR) continue;
       Fail(ErrorKind::IoError, "cannot read " + path_ + ": " + SysError());

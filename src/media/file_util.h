@@ -11,6 +11,32 @@
 
 namespace tessfx {
 
+// An open file descriptor, closed when it goes.
+class Descriptor {
+ public:
+  Descriptor() = default;
+  explicit Descriptor(int fd) : fd_(fd) {}
+  ~Descriptor() { Reset(); }
+  Descriptor(Descriptor&& o) noexcept : fd_(std::exchange(o.fd_, -1)) {}
+  Descriptor& operator=(Descriptor&& o) noexcept {
+    if (this != &o) {
+      Reset();
+      fd_ = std::exchange(o.fd_, -1);
+    }
+    return *this;
+  }
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+
+  int get() const { return fd_; }
+  // Hands the descriptor over to the caller, who closes it.
+  int Release() { return std::exchange(fd_, -1); }
+  void Reset();
+
+ private:
+  int fd_ = -1;
+};
+
 // An input file: only regular files are inputs. The file is opened without blocking, so a
 // named pipe or a device named as an input is refused at once instead of stalling the open.
 class InputFile {
@@ -18,11 +44,6 @@ class InputFile {
   explicit InputFile(const std::string& path);  // throws NoInput naming the path and why
   // Takes over `fd` (already open, checked to be a regular file) under the name `path`.
   static InputFile Adopt(int fd, const std::string& path);
-  ~InputFile();
-  InputFile(InputFile&& o) noexcept;
-  InputFile& operator=(InputFile&& o) noexcept;
-  InputFile(const InputFile&) = delete;
-  InputFile& operator=(const InputFile&) = delete;
 
   int64_t Size() const;
   // Reads up to `bytes` at `offset`; returns how many were read (short at end of file).
@@ -30,14 +51,14 @@ class InputFile {
   // Reads exactly `bytes` or throws BadData ("... is truncated").
   void ReadExactly(int64_t offset, void* dest, size_t bytes) const;
   const std::string& path() const { return path_; }
-  int fd() const { return fd_; }
+  int fd() const { return fd_.get(); }
   // Hands the descriptor over to the caller, who closes it.
-  int Release() { return std::exchange(fd_, -1); }
+  int Release() { return fd_.Release(); }
 
  private:
   InputFile() = default;
   std::string path_;
-  int fd_ = -1;
+  Descriptor fd_;
 };
 
 class AtomicOutputFile {

@@ -71,26 +71,10 @@ PrivateFolder PrivateFolder::Open(const std::string& path) {
   return folder;
 }
 
-PrivateFolder::~PrivateFolder() {
-  if (fd_ >= 0) ::close(fd_);
-}
-
-PrivateFolder::PrivateFolder(PrivateFolder&& o) noexcept : path_(std::move(o.path_)), fd_(o.fd_) { o.fd_ = -1; }
-
-PrivateFolder& PrivateFolder::operator=(PrivateFolder&& o) noexcept {
-  if (this != &o) {
-    if (fd_ >= 0) ::close(fd_);
-    path_ = std::move(o.path_);
-    fd_ = o.fd_;
-    o.fd_ = -1;
-  }
-  return *this;
-}
-
 std::string PrivateFolder::PathOf(const std::string& name) const { return JoinPath(path_, name); }
 
 int PrivateFolder::CreateFile(const std::string& name) const {
-  const int fd = ::openat(fd_, name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+  const int fd = ::openat(fd_.get(), name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
   if (fd < 0) Fail(ErrorKind::CantCreate, "cannot create " + PathOf(name) + ": " + std::strerror(errno));
   return fd;
 }
@@ -102,7 +86,7 @@ int PrivateFolder::CreateUniqueFile(const std::string& prefix, const std::string
     std::string tag;
     for (int i = 0; i < 10; ++i) tag += kDigits[rd() % 36];
     name = prefix + tag + suffix;
-    const int fd = ::openat(fd_, name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+    const int fd = ::openat(fd_.get(), name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
     if (fd >= 0) return fd;
     if (errno != EEXIST) break;
   }
@@ -110,7 +94,7 @@ int PrivateFolder::CreateUniqueFile(const std::string& prefix, const std::string
 }
 
 int PrivateFolder::OpenFile(const std::string& name, bool write) const {
-  const int fd = ::openat(fd_, name.c_str(), (write ? O_RDWR : O_RDONLY) | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+  const int fd = ::openat(fd_.get(), name.c_str(), (write ? O_RDWR : O_RDONLY) | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
   if (fd < 0) {
     if (errno == ENOENT) return -1;
     const std::string why = errno == ELOOP ? "it is a link, which is never followed here" : std::strerror(errno);
@@ -143,23 +127,23 @@ void PrivateFolder::ReplaceFile(const std::string& name, const std::string& text
 }
 
 void PrivateFolder::Rename(const std::string& from, const std::string& to) const {
-  if (::renameat(fd_, from.c_str(), fd_, to.c_str()) != 0)
+  if (::renameat(fd_.get(), from.c_str(), fd_.get(), to.c_str()) != 0)
     Fail(ErrorKind::CantCreate, "cannot replace " + PathOf(to) + ": " + std::strerror(errno));
 }
 
 bool PrivateFolder::Remove(const std::string& name) const {
-  return ::unlinkat(fd_, name.c_str(), 0) == 0 || errno == ENOENT;
+  return ::unlinkat(fd_.get(), name.c_str(), 0) == 0 || errno == ENOENT;
 }
 
 bool PrivateFolder::HoldsFile(const std::string& name) const {
   struct stat st {};
-  return ::fstatat(fd_, name.c_str(), &st, AT_SYMLINK_NOFOLLOW) == 0 && S_ISREG(st.st_mode);
+  return ::fstatat(fd_.get(), name.c_str(), &st, AT_SYMLINK_NOFOLLOW) == 0 && S_ISREG(st.st_mode);
 }
 
 std::vector<std::string> PrivateFolder::List() const {
   std::vector<std::string> names;
   // The listing needs a descriptor of its own: closedir closes it, and reading moves its offset.
-  const int fd = ::openat(fd_, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  const int fd = ::openat(fd_.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (fd < 0) return names;
   DIR* dir = ::fdopendir(fd);
   if (!dir) {

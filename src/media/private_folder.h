@@ -11,6 +11,8 @@
 #include <string>
 #include <vector>
 
+#include "media/file_util.h"
+
 namespace tessfx {
 
 class PrivateFolder {
@@ -19,11 +21,6 @@ class PrivateFolder {
   // Throws CantCreate naming the folder when it cannot be made, or is a link, not a folder,
   // another user's, or open to others.
   static PrivateFolder Open(const std::string& path);
-  ~PrivateFolder();
-  PrivateFolder(PrivateFolder&& o) noexcept;
-  PrivateFolder& operator=(PrivateFolder&& o) noexcept;
-  PrivateFolder(const PrivateFolder&) = delete;
-  PrivateFolder& operator=(const PrivateFolder&) = delete;
 
   const std::string& path() const { return path_; }
   // `name` inside the folder, for messages and listings.
@@ -53,7 +50,7 @@ class PrivateFolder {
  private:
   PrivateFolder(std::string path, int fd) : path_(std::move(path)), fd_(fd) {}
   std::string path_;
-  int fd_ = -1;
+  Descriptor fd_;
 };
 
 }  // namespace tessfx
