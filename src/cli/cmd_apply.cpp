@@ -100,10 +100,7 @@ void Apply(const ApplyOptions& o) {
     if (text.rfind("Timeline editor", 0) != 0) caption_message = text;  // the reader's messages
   };
   SequenceSettings sequence;
-  if (!o.sequence.empty()) {
-    if (!FileExists(o.sequence)) Fail(ErrorKind::NoInput, "--sequence " + o.sequence + ": no such file");
-    sequence = SequenceFromFirstFile(o.sequence);
-  }
+  if (!o.sequence.empty()) sequence = SequenceOption(o.sequence);
   hooks.sequence_file = [&sequence](int32_t frame) { return SequenceFrameFileName(sequence, frame); };
   FrameDispatcher dispatcher(image, std::move(hooks));
   const std::array<float, 6> v = panel.SliderValues();

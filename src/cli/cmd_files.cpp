@@ -108,9 +108,9 @@ void AddInfoCommand(CLI::App& app) {
               "numbers --frames and --frame take. Missing files of a sequence are listed, not refused.");
   cmd->callback([=] {
     // Headers only: describing a document never reads its frames.
-    const DocumentInfo info = ProbeDocument(*in);
+    const DocumentInfo info = ProbeDocumentWithOptions(*in, *options);
     if (!options->alpha_mask.empty()) {
-      const ImageInfo mask = ProbeImage(options->alpha_mask);
+      const ImageInfo mask = ProbeImage(options->alpha_mask, options->limits);
       if (mask.width != info.width || mask.height != info.height)
         Fail(ErrorKind::BadData, options->alpha_mask + ": mask size " + SizeText(mask.width, mask.height) +
                                      " differs from the frame size " + SizeText(info.width, info.height));

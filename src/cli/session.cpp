@@ -1,5 +1,7 @@
 #include "cli/session.h"
 
+#include "core/error.h"
+
 #include <unistd.h>
 
 #include <atomic>
@@ -38,7 +40,7 @@ InterruptGuard::~InterruptGuard() { ::sigaction(SIGINT, &previous_, nullptr); }
 
 bool InterruptGuard::interrupted() const { return g_interrupted.load(); }
 
-void ConsoleWindow::MessageBox(const std::string& text) { std::cerr << "tessfx: " << text << "\n"; }
+void ConsoleWindow::MessageBox(const std::string& text) { std::cerr << "tessfx: " << OneLineMessage(text) << "\n"; }
 
 Session::Session(std::shared_ptr<EmbeddedHost> h, int32_t alpha_bits) : host(std::move(h)) {
   host->set_alpha_bits(alpha_bits);

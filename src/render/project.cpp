@@ -148,12 +148,32 @@ Project ProjectFromJson(const json& j, const std::string& source) {
 Project ReadProjectFile(const std::string& path) {
   InputFile in(path);
   const int64_t size = in.Size();
-  if (size > (int64_t{64} << 20)) Fail(ErrorKind::BadData, "project " + path + " is too large to be a project file");
+  if (size > kMaxProjectBytes)
+    Fail(ErrorKind::BadData, "project " + path + " is " + std::to_string(size) + " bytes, more than a project file holds (" +
+                                 std::to_string(kMaxProjectBytes) + ")");
   std::string text(static_cast<size_t>(size), '\0');
   in.ReadExactly(0, text.data(), text.size());
   json j;
   try {
-    j = json::parse(text);
+    // Checked while parsing, so that what cannot be a project never grows into a document:
+    // how deep it nests, how many values and how long its strings are.
+    size_t values = 0;
+    const json::parser_callback_t check = [&](int depth, json::parse_event_t event, json& parsed) {
+      if ((event == json::parse_event_t::object_start || event == json::parse_event_t::array_start) &&
+          depth >= kMaxProjectDepth)
+        Fail(ErrorKind::BadData, "project " + path + " nests deeper than " + std::to_string(kMaxProjectDepth) +
+                                     " levels: not a project file");
+      if (event == json::parse_event_t::value && ++values > kMaxProjectValues)
+        Fail(ErrorKind::BadData, "project " + path + " holds more than " + std::to_string(kMaxProjectValues) +
+                                     " values: not a project file");
+      if ((event == json::parse_event_t::value || event == json::parse_event_t::key) && parsed.is_string() &&
+          parsed.get_ref<const std::string&>().size() > kMaxProjectText)
+        Fail(ErrorKind::BadData, "project " + path + " holds a text of " +
+                                     std::to_string(parsed.get_ref<const std::string&>().size()) +
+                                     " bytes, longer than any name or path (" + std::to_string(kMaxProjectText) + ")");
+      return true;
+    };
+    j = json::parse(text, check);
   } catch (const json::exception& e) {
     // Syntax errors, and numbers too large for any JSON number type ("7E777"). The library's
     // text starts with its own error id; keep the part that says what and where.

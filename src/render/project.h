@@ -14,8 +14,8 @@
 //   }
 //
 // "format", "version" and "effect" are required; the other members default to the values
-// shown. Files of another version, malformed JSON and members of the wrong type or range
-// are refused with an Error naming the file and the member.
+// shown. Files of another version, malformed JSON, members of the wrong type or range and
+// files beyond the limits below are refused with an Error naming the file and the member.
 #include <array>
 #include <cstdint>
 #include <string>
@@ -29,6 +29,13 @@ namespace tessfx {
 
 inline constexpr const char* kProjectFormat = "tessfx-project";
 inline constexpr int kProjectVersion = 1;
+// What a project file may hold at most: its size (10001 keys take about 2 MB), how deep it
+// nests (four levels are used), how many values it has, and the length of one text (an
+// effect name, a path). Anything beyond is refused before it is built into a document.
+inline constexpr int64_t kMaxProjectBytes = int64_t{8} << 20;
+inline constexpr int kMaxProjectDepth = 8;
+inline constexpr size_t kMaxProjectValues = 200000;
+inline constexpr size_t kMaxProjectText = 4096;
 
 struct ProjectKey {
   int32_t frame = 0;

@@ -19,6 +19,7 @@
 #include <algorithm>
 #include <functional>
 
+#include "core/error.h"
 #include "media/image_io.h"
 
 #include "ui/frame_view.h"
@@ -155,7 +156,7 @@ void HostWindow::BuildMenus() {
 }
 
 void HostWindow::ShowError(const QString& what, const std::exception& e) {
-  QMessageBox::warning(this, what, QString::fromStdString(e.what()));
+  QMessageBox::warning(this, what, QString::fromStdString(OneLineMessage(e.what())));
 }
 
 QString HostWindow::LastFolder() const {

@@ -17,6 +17,7 @@
 #include <QTimer>
 #include <QVBoxLayout>
 
+#include "core/error.h"
 #include "render/project.h"
 #include "ui/frame_view.h"
 #include "ui/progress_window.h"
@@ -269,7 +270,7 @@ void ToolWindow::Run(Fn&& fn) {
   try {
     fn();
   } catch (const std::exception& e) {
-    MessageBox(e.what());
+    MessageBox(OneLineMessage(e.what()));
   }
   RefreshPanel();
 }

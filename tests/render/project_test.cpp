@@ -60,6 +60,13 @@ TEST(Project, BadFilesAreRefusedNamingTheProblem) {
       {"{" + base + R"(, "keys": [{"frame": 2, "values": [0,0,0,0,0,0]}, {"frame": 2, "values": [1,0,0,0,0,0]}]})",
        "repeats frame 2"},
       {"{" + base + R"(, "keys": [{"frame": 2, "values": [0,0,"a",0,0,0]}]})", "\"keys[0].values[2]\" must be a number"},
+      // What cannot be a project is refused while it is parsed, before it grows.
+      {std::string(9, '[') + std::string(9, ']'), "nests deeper than 8 levels"},
+      {"[0" + [] { std::string t; for (int i = 0; i < 200000; ++i) t += ",0"; return t; }() + "]", "more than 200000 values"},
+      {R"({"format": "tessfx-project", "version": 1, "effect": ")" + std::string(5000, 'e') + "\"}",
+       "holds a text of 5000 bytes"},
+      {"{\"" + std::string(5000, 'k') + "\": 1}", "holds a text of 5000 bytes"},
+      {std::string(kMaxProjectBytes + 1, ' '), "more than a project file holds"},
   };
   const std::string path = dir + "/bad.json";
   for (const auto& [text, expected] : cases) {

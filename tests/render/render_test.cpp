@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <filesystem>
+#include <fstream>
 
 #include "render/rig.h"
 
@@ -145,6 +147,29 @@ TEST(Undo, RefusesAnotherSizeAndSurvivesAShrunkAnimationOrACutFile) {
   EXPECT_EQ(e.kv_button12_Click().result, UndoResult::SizeMismatch);
   EXPECT_EQ(rig.window.messages, (std::vector<std::string>{"can't undo"}));
   EXPECT_EQ(rig.Frames(), other);
+}
+
+TEST(Undo, APlantedLinkInTheTemporaryFolderRedirectsNoWrite) {
+  PaintedRig rig(3, 2, 4, "Color add");
+  Editor& e = *rig.editor;
+  const std::string undo = e.undo().Path();
+  const std::string victim = testing::TestFolder("elsewhere") + "/victim";
+  const std::vector<uint8_t> precious = {'k', 'e', 'e', 'p'};
+  std::ofstream(victim) << "keep";
+  std::filesystem::create_symlink(victim, undo);
+  e.panel().HProp[0].SetValue(60);
+  RecordingProgress progress;
+  e.kv_button3_Click(progress);
+  EXPECT_EQ(FileBytes(victim), precious);
+  EXPECT_FALSE(std::filesystem::is_symlink(undo));
+  EXPECT_EQ(FileBytes(undo), UndoFile(3, 2, 0, 3, 1, rig.before, {0, 1, 2, 3}));
+  // Planted again after the render: undo does not read through it, deleting removes the link.
+  std::filesystem::remove(undo);
+  std::filesystem::create_symlink(victim, undo);
+  EXPECT_THROW(e.kv_button12_Click(), Error);
+  e.DeleteUndos_Click();
+  EXPECT_FALSE(std::filesystem::exists(std::filesystem::symlink_status(undo)));
+  EXPECT_EQ(FileBytes(victim), precious);
 }
 
 }  // namespace

@@ -141,9 +141,9 @@ std::vector<uint8_t> ReadGradientFile(const std::string& path) {
   return GradientFromStops(stops);
 }
 
-std::array<Plane, 4> ReadBrushImage(const std::string& path) {
+std::array<Plane, 4> ReadBrushImage(const std::string& path, const InputLimits& limits) {
   RgbaPlanes planes;
-  const ImageInfo info = ReadImage(path, planes);
+  const ImageInfo info = ReadImage(path, planes, nullptr, limits);
   if (info.has_alpha) return planes;
   // Without alpha the picture is the brush's shape: white paint, as opaque as it is bright.
   std::array<Plane, 4> brush{Plane(info.width, info.height, 255), Plane(info.width, info.height, 255),

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "core/plane.h"
+#include "media/input_limits.h"
 
 namespace tessfx {
 
@@ -31,7 +32,7 @@ Plane DefaultPaper();
 std::array<Plane, 4> DefaultBrush();
 // A brush from an image: R, G, B, A from a file with alpha; otherwise white paint whose
 // alpha is the picture's brightness.
-std::array<Plane, 4> ReadBrushImage(const std::string& path);
+std::array<Plane, 4> ReadBrushImage(const std::string& path, const InputLimits& limits = {});
 
 inline constexpr float kMaxFlareStrength = 4.0f;
 inline constexpr int32_t kMaxFlareRays = 64;
