@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "host/embedded/embedded_host.h"
@@ -39,6 +40,10 @@ void AddDocumentOptions(CLI::App* cmd, DocumentOptions& options);
 // Opens `path` in the host (.bmp pictures and sequences through the BMP reader), then applies
 // the options (mask size checked against the frames).
 void OpenDocumentWithOptions(EmbeddedHost& host, const std::string& path, const DocumentOptions& options);
+
+// Refuses an effect that takes the swap image when no swap source was given, before any
+// work is done: "no swap image: give --swap FILE" (usage).
+void RequireSwapSource(std::string_view effect_name, bool swap_given);
 
 // Refuses an output that would keep one frame of a longer animation (a plain image name),
 // before any work is done: the message suggests a sequence pattern or a .tsa instead.

@@ -48,6 +48,9 @@ void WriteResult(const std::string& path, const ImageState& s) {
 }
 
 void Apply(const ApplyOptions& o) {
+  const EffectDef& effect = EffectNamedByUser(o.effect);
+  if (!effect.implemented()) Fail(ErrorKind::Usage, "effect \"" + std::string(effect.name) + "\" is not implemented yet");
+  RequireSwapSource(effect.name, !o.swap.empty());
   std::shared_ptr<EmbeddedHost> host = MakeHost();
   OpenDocumentWithOptions(*host, o.input, o.document);
   if (o.frame < 0 || o.frame >= host->tes_GetTotalFrames())
@@ -68,8 +71,6 @@ void Apply(const ApplyOptions& o) {
     image.external_swap.set_active(true);
   }
 
-  const EffectDef& effect = EffectNamedByUser(o.effect);
-  if (!effect.implemented()) Fail(ErrorKind::Usage, "effect \"" + std::string(effect.name) + "\" is not implemented yet");
   ParameterPanel panel;
   panel.SelectEffect(std::string(effect.name));
   SetSliderValues(panel, ParseSliderValues(o.values, "--values"), "--values");

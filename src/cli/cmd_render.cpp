@@ -150,6 +150,7 @@ void AddRenderCommand(CLI::App& app) {
         s.host->LoadSwapImage(o->swap);
       }
     }
+    RequireSwapSource(editor.panel().EffectName(), !o->swap.empty() || editor.image().external_swap.active());
     if (!o->sequence.empty()) {
       if (!FileExists(o->sequence)) Fail(ErrorKind::NoInput, "--sequence " + o->sequence + ": no such file");
       editor.sequence = SequenceFromFirstFile(o->sequence);

@@ -4,6 +4,7 @@
 #include "cli/cli.h"
 #include "media/file_util.h"
 #include "core/error.h"
+#include "engine/catalogue.h"
 #include "host/embedded/document_io.h"
 #include "media/image_io.h"
 
@@ -40,6 +41,11 @@ void OpenDocumentWithOptions(EmbeddedHost& host, const std::string& path, const 
     host.OpenDocument(path);
   if (!options.alpha_mask.empty()) host.LoadAlphaMask(options.alpha_mask);
   host.set_alpha_bits(options.alpha_bits);
+}
+
+void RequireSwapSource(std::string_view effect_name, bool swap_given) {
+  const EffectDef* effect = FindEffect(effect_name);
+  if (effect && effect->Uses(kSwapImage) && !swap_given) Fail(ErrorKind::Usage, "no swap image: give --swap FILE");
 }
 
 void CheckWholeAnimationOutput(const std::string& output, int32_t frames) {

@@ -119,6 +119,9 @@ TEST_F(Cli, MistakesEndWithOneLineAndTheirCode) {
       {{"render", in, "-o", out, "--effect", "Color add", "--key", "1:300"}, 64, "outside -255..255"},
       {{"render", in, "-o", out, "--effect", "Color add", "--values=1,2,3,4"}, 64, "has 3 sliders"},
       {{"undo", in, "-o", out}, 66, "nothing to undo"},
+      // Effects of the swap image need one, before any work is done.
+      {{"render", in, "-o", out, "--effect", "Mix buffers"}, 64, "no swap image: give --swap FILE"},
+      {{"apply", in, "-o", out, "--effect", "combine ADD"}, 64, "no swap image: give --swap FILE"},
       // One picture would keep one of five rendered frames.
       {{"render", in, "-o", dir + "/x.png", "--effect", "Negative"}, 64, "such as " + dir + "/x.####.png"},
   };

@@ -70,7 +70,9 @@ class EmbeddedHost final : public TessalineHost {
   void AdoptStore(std::unique_ptr<FrameStore> store, const std::string& path);
 
   // ---- other host images ----
-  void SetSwapImage(const Plane& r, const Plane& g, const Plane& b);  // resized planes of the frame size
+  // The swap image: none until one is set, loaded or copied (the swap planes then come back
+  // empty), and none again once the frame size changes.
+  void SetSwapImage(const Plane& r, const Plane& g, const Plane& b);  // planes of the frame size
   // Loads any image file as the swap image, resampled (bilinear) to the frame size.
   void LoadSwapImage(const std::string& path);
   void CopyFrameToSwap();
