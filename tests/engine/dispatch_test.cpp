@@ -34,7 +34,7 @@ TEST(FrameDispatch, WithoutASwapImageItsEffectsSaySoAndLeaveTheFrame) {
     EXPECT_EQ(f.Dispatch(std::string(e.name), top), kNoSwapImageCaption) << e.name;
     EXPECT_TRUE(testing::WorkingEqualsHost(f.image())) << e.name;
   }
-  EXPECT_GE(swap_effects, 18);
+  EXPECT_GE(swap_effects, 24);
   f.SetSwap(Noise(9, 5, 1), Noise(9, 5, 2), Noise(9, 5, 3));
   EXPECT_NE(f.Dispatch("Combine add"), kNoSwapImageCaption);
   EXPECT_FALSE(testing::WorkingEqualsHost(f.image()));
