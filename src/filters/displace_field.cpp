@@ -71,13 +71,14 @@ void BoxDown(const float* in, float* out, int64_t stride, int64_t n, int64_t cou
     const float* row = in + Reflect(k, n) * stride;
     for (int64_t j = 0; j < count; ++j) sum[j] += row[j];
   }
+  const float end = p.end, scale = p.scale;
   for (int64_t y = 0; y < n; ++y) {
     const float* __restrict behind = in + Reflect(y - p.r - 1, n) * stride;
     const float* __restrict ahead = in + Reflect(y + p.r + 1, n) * stride;
     const float* __restrict leaving = in + Reflect(y - p.r, n) * stride;
     float* __restrict o = out + y * stride;
     for (int64_t j = 0; j < count; ++j) {
-      o[j] = (sum[j] + p.end * (behind[j] + ahead[j])) * p.scale;
+      o[j] = (sum[j] + end * (behind[j] + ahead[j])) * scale;
       sum[j] += ahead[j] - leaving[j];
     }
   }
@@ -96,15 +97,24 @@ void SmoothColumns(float* a, float* b, int64_t cols, int64_t rows, const BoxPass
   });
 }
 
-// out (cols x rows) = in (rows x cols) transposed, in tiles that stay in the cache.
-void Transpose(const float* in, float* out, int64_t rows, int64_t cols) {
-  constexpr int64_t kTile = 32;
-  const int32_t tile_rows = static_cast<int32_t>((rows + kTile - 1) / kTile);
-  ForEachRowBand(0, tile_rows, kTile * cols, [&](int32_t t0, int32_t t1) {
-    for (int64_t y0 = t0 * kTile; y0 < std::min<int64_t>(t1 * kTile, rows); y0 += kTile)
-      for (int64_t x0 = 0; x0 < cols; x0 += kTile)
-        for (int64_t y = y0; y < std::min(y0 + kTile, rows); ++y)
-          for (int64_t x = x0; x < std::min(x0 + kTile, cols); ++x) out[x * rows + y] = in[y * cols + x];
+// Three passes along every row of `in` (rows x cols) into `out`. A block of kBlockRows rows
+// is laid side by side (sample x of each row next to each other), so that the passes run
+// down the block as they run down columns, then laid back.
+void SmoothRows(const float* in, float* out, int64_t cols, int64_t rows, const BoxPass& p) {
+  constexpr int64_t kBlockRows = 16;
+  const int32_t blocks = static_cast<int32_t>((rows + kBlockRows - 1) / kBlockRows);
+  ForEachRowBand(0, blocks, kBlockRows * cols, [&](int32_t b0, int32_t b1) {
+    std::vector<float> a(static_cast<size_t>(cols * kBlockRows)), b(a.size());  // per band
+    for (int32_t block = b0; block < b1; ++block) {
+      const int64_t y0 = block * kBlockRows, count = std::min(kBlockRows, rows - y0);
+      for (int64_t j = 0; j < count; ++j)
+        for (int64_t x = 0; x < cols; ++x) a[static_cast<size_t>(x * kBlockRows + j)] = in[(y0 + j) * cols + x];
+      BoxDown(a.data(), b.data(), kBlockRows, cols, count, p);
+      BoxDown(b.data(), a.data(), kBlockRows, cols, count, p);
+      BoxDown(a.data(), b.data(), kBlockRows, cols, count, p);
+      for (int64_t j = 0; j < count; ++j)
+        for (int64_t x = 0; x < cols; ++x) out[(y0 + j) * cols + x] = b[static_cast<size_t>(x * kBlockRows + j)];
+    }
   });
 }
 
@@ -137,6 +147,31 @@ struct Turn {
   float cos = 1.0f, sin = 0.0f;
 };
 
+// Where each pixel of row y is taken from: the slope (along the row, and from the rows
+// above and below) times gain, turned, shortened to max_shift, clamped to the frame.
+struct ShiftRule {
+  float gain, max_shift;
+  Turn turn;
+  float last_x, last_y;
+};
+
+void SourcePositions(const float* __restrict along, const float* __restrict up, const float* __restrict down,
+                     float* __restrict at_x, float* __restrict at_y, int32_t width, int32_t y, const ShiftRule& rule) {
+  const float limit2 = rule.max_shift * rule.max_shift, row = static_cast<float>(y);
+  for (int32_t x = 0; x < width; ++x) {
+    const float gx = along[x], gy = (down[x] - up[x]) * 0.5f;
+    float dx = rule.gain * (rule.turn.cos * gx - rule.turn.sin * gy);
+    float dy = rule.gain * (rule.turn.sin * gx + rule.turn.cos * gy);
+    const float length2 = dx * dx + dy * dy;
+    // sqrt of at least limit2 when the shift is shortened; 1 otherwise (no division by 0).
+    const float shorten = length2 > limit2 ? rule.max_shift / std::sqrt(std::max(length2, limit2)) : 1.0f;
+    dx *= shorten;
+    dy *= shorten;
+    at_x[x] = std::min(std::max(static_cast<float>(x) + dx, 0.0f), rule.last_x);
+    at_y[x] = std::min(std::max(row + dy, 0.0f), rule.last_y);
+  }
+}
+
 Turn MakeTurn(float degrees) {
   const double a = static_cast<double>(degrees) * M_PI / 180.0;
   // Whole quarter turns exactly: a shift meant to be purely vertical has no horizontal part.
@@ -150,9 +185,7 @@ void Smooth(float* image, int32_t width, int32_t height, const BoxPass& pass) {
   const size_t samples = static_cast<size_t>(width) * static_cast<size_t>(height);
   auto scratch = std::make_unique_for_overwrite<float[]>(samples);
   SmoothColumns(image, scratch.get(), width, height, pass);  // vertical, result in scratch
-  Transpose(scratch.get(), image, height, width);            // image holds width rows of height
-  SmoothColumns(image, scratch.get(), height, width, pass);  // horizontal, result in scratch
-  Transpose(scratch.get(), image, width, height);
+  SmoothRows(scratch.get(), image, width, height, pass);
 }
 
 }  // namespace
@@ -174,9 +207,8 @@ void SlopeDisplace(RgbView work, ConstRgbView source, ConstRgbView heights, cons
 
   // The slope of a full-contrast step at its steepest pixel gives max_shift.
   const float gain = static_cast<float>(max_shift / (255.0 * SteepestStepSlope(pass)));
-  const float limit2 = max_shift * max_shift;
-  const Turn turn = MakeTurn(options.turn_degrees);
-  const float last_x = static_cast<float>(width - 1), last_y = static_cast<float>(height - 1);
+  const ShiftRule rule{gain, max_shift, MakeTurn(options.turn_degrees), static_cast<float>(width - 1),
+                       static_cast<float>(height - 1)};
   const float* heights_at = field.get();
   const ConstPlaneView in[3] = {source.r, source.g, source.b};
   const PlaneView out[3] = {work.r, work.g, work.b};
@@ -188,17 +220,7 @@ void SlopeDisplace(RgbView work, ConstRgbView source, ConstRgbView heights, cons
       const float* up = heights_at + int64_t{std::max(y - 1, 0)} * width;
       const float* down = heights_at + int64_t{std::min(y + 1, height - 1)} * width;
       SlopeAlongRow(mid, along.data(), width);
-      // Where each pixel is taken from: the shift, shortened to max_shift, clamped to the frame.
-      for (int32_t x = 0; x < width; ++x) {
-        const float gx = along[static_cast<size_t>(x)], gy = (down[x] - up[x]) * 0.5f;
-        float dx = gain * (turn.cos * gx - turn.sin * gy), dy = gain * (turn.sin * gx + turn.cos * gy);
-        const float length2 = dx * dx + dy * dy;
-        const float shorten = length2 > limit2 ? max_shift / std::sqrt(length2) : 1.0f;
-        dx *= shorten;
-        dy *= shorten;
-        at_x[static_cast<size_t>(x)] = std::clamp(static_cast<float>(x) + dx, 0.0f, last_x);
-        at_y[static_cast<size_t>(x)] = std::clamp(static_cast<float>(y) + dy, 0.0f, last_y);
-      }
+      SourcePositions(along.data(), up, down, at_x.data(), at_y.data(), width, y, rule);
       for (int32_t x = 0; x < width; ++x) {
         const float px = at_x[static_cast<size_t>(x)], py = at_y[static_cast<size_t>(x)];
         const int32_t ix = static_cast<int32_t>(px), iy = static_cast<int32_t>(py);  // px, py >= 0
@@ -208,7 +230,7 @@ void SlopeDisplace(RgbView work, ConstRgbView source, ConstRgbView heights, cons
           const uint8_t *top = in[c].row(iy), *bottom = in[c].row(iy1);
           const float upper = static_cast<float>(top[ix]) * (1.0f - fx) + static_cast<float>(top[ix1]) * fx;
           const float lower = static_cast<float>(bottom[ix]) * (1.0f - fx) + static_cast<float>(bottom[ix1]) * fx;
-          out[c].row(y)[x] = RoundToByteF(upper * (1.0f - fy) + lower * fy);
+          out[c].row(y)[x] = FiniteToByteF(upper * (1.0f - fy) + lower * fy);
         }
       }
     }

@@ -17,11 +17,12 @@ void WeightedFrameSum::Accumulate(ConstPlaneView plane, uint32_t weight) {
   total_ = (kStart ? 0 : total_) + weight;
   if (total_ > kMaxTotalWeight) Fail(ErrorKind::Software, "frame weights exceed the sums' range");
   const uint16_t w = static_cast<uint16_t>(weight);
-  ForEachFrameRow(width_, height_, 1, [&](int32_t y0, int32_t y1) {
+  const int32_t width = width_;
+  ForEachFrameRow(width, height_, 1, [&](int32_t y0, int32_t y1) {
     for (int32_t y = y0; y < y1; ++y) {
       const uint8_t* __restrict in = plane.row(y);
-      uint16_t* __restrict sum = sums_.data() + int64_t{y} * width_;
-      for (int32_t x = 0; x < width_; ++x) sum[x] = static_cast<uint16_t>((kStart ? 0 : sum[x]) + w * in[x]);
+      uint16_t* __restrict sum = sums_.data() + int64_t{y} * width;
+      for (int32_t x = 0; x < width; ++x) sum[x] = static_cast<uint16_t>((kStart ? 0 : sum[x]) + w * in[x]);
     }
   });
 }
@@ -32,12 +33,14 @@ void WeightedFrameSum::Add(ConstPlaneView plane, uint32_t weight) { Accumulate<f
 void WeightedFrameSum::MeanInto(PlaneView out) const {
   // A single-precision quotient of whole numbers below 2^16 is correctly rounded, so a
   // quotient that lies half-way is exactly half-way and rounds to even.
-  const float total = static_cast<float>(total_);
   ForEachFrameRow(width_, height_, 1, [&](int32_t y0, int32_t y1) {
+    // Locals: the byte stores below could alias anything reached through a reference.
+    const int32_t width = width_;
+    const float total = static_cast<float>(total_);
     for (int32_t y = y0; y < y1; ++y) {
-      const uint16_t* __restrict sum = sums_.data() + int64_t{y} * width_;
+      const uint16_t* __restrict sum = sums_.data() + int64_t{y} * width;
       uint8_t* __restrict o = out.row(y);
-      for (int32_t x = 0; x < width_; ++x) o[x] = RoundToByteF(static_cast<float>(sum[x]) / total);
+      for (int32_t x = 0; x < width; ++x) o[x] = FiniteToByteF(static_cast<float>(sum[x]) / total);
     }
   });
 }

@@ -19,41 +19,52 @@ struct Colour {
   float r = 0, g = 0, b = 0;
 };
 
-// The rows of the three images a key reads and writes, at row y.
-struct KeyRows {
-  const uint8_t *fr, *fg, *fb;  // frame
-  const uint8_t *pr, *pg, *pb;  // plate
-  uint8_t *wr, *wg, *wb;        // result
-};
-
-KeyRows RowsAt(RgbView work, ConstRgbView frame, ConstRgbView plate, int32_t y) {
-  return {frame.r.row(y), frame.g.row(y), frame.b.row(y), plate.r.row(y), plate.g.row(y),
-          plate.b.row(y), work.r.row(y),  work.g.row(y),  work.b.row(y)};
-}
-
 inline float Clamp255(float v) { return std::min(std::max(v, 0.0f), 255.0f); }
 
-// One pixel of a key: the frame colour c at opacity a, unmixed against the backdrop k (when
-// kUnmix), the key channel of the foreground limited by `limit_green` (when kLimitGreen),
-// laid over the plate p. Opacity 1 gives c itself (then limited); 0 gives p exactly.
-template <bool kUnmix, bool kLimitGreen>
-inline void KeyPixel(const KeyRows& row, int32_t x, float a, const Colour& k, float spill) {
-  const float share = 1.0f - a;
-  float fr = row.fr[x], fg = row.fg[x], fb = row.fb[x];
-  if constexpr (kUnmix) {
-    const float inv = 1.0f / std::max(a, kMinOpacity);
-    fr = Clamp255((fr - share * k.r) * inv);
-    fg = Clamp255((fg - share * k.g) * inv);
-    fb = Clamp255((fb - share * k.b) * inv);
-  }
-  if constexpr (kLimitGreen) fg = std::min(fg, std::max(fr, fb) + spill);
-  row.wr[x] = RoundToByteF(a * fr + share * static_cast<float>(row.pr[x]));
-  row.wg[x] = RoundToByteF(a * fg + share * static_cast<float>(row.pg[x]));
-  row.wb[x] = RoundToByteF(a * fb + share * static_cast<float>(row.pb[x]));
+// The matte ramp in its two forms, so that the pixel loops carry no branch.
+template <bool kStep>
+inline float RampOf(float v, float lo, float span) {
+  if constexpr (kStep)
+    return v > lo ? 1.0f : 0.0f;
+  else
+    return std::min(std::max((v - lo) / span, 0.0f), 1.0f);
 }
 
-inline float GreenExcess(const KeyRows& row, int32_t x) {
-  return static_cast<float>(row.fg[x]) - static_cast<float>(std::max(row.fr[x], row.fb[x]));
+// One row of a key: each frame colour c at the opacity a that `opacity` gives, unmixed
+// against the backdrop k (when kUnmix), its green limited to max(red, blue) + spill (when
+// kLimitGreen), laid over the plate p. Opacity 1 gives c itself (then limited); 0 gives p
+// exactly.
+template <bool kUnmix, bool kLimitGreen, typename Opacity>
+void KeyRow(const uint8_t* __restrict fr, const uint8_t* __restrict fg, const uint8_t* __restrict fb,
+            const uint8_t* __restrict pr, const uint8_t* __restrict pg, const uint8_t* __restrict pb,
+            uint8_t* __restrict wr, uint8_t* __restrict wg, uint8_t* __restrict wb, int32_t width, Opacity opacity,
+            Colour k, float spill) {
+  for (int32_t x = 0; x < width; ++x) {
+    float r = fr[x], g = fg[x], b = fb[x];
+    const float a = opacity(r, g, b), share = 1.0f - a;
+    if constexpr (kUnmix) {
+      const float inv = 1.0f / std::max(a, kMinOpacity);
+      r = Clamp255((r - share * k.r) * inv);
+      g = Clamp255((g - share * k.g) * inv);
+      b = Clamp255((b - share * k.b) * inv);
+    }
+    if constexpr (kLimitGreen) g = std::min(g, std::max(r, b) + spill);
+    wr[x] = FiniteToByteF(a * r + share * static_cast<float>(pr[x]));
+    wg[x] = FiniteToByteF(a * g + share * static_cast<float>(pg[x]));
+    wb[x] = FiniteToByteF(a * b + share * static_cast<float>(pb[x]));
+  }
+}
+
+// Every row of the frame through KeyRow.
+template <bool kUnmix, bool kLimitGreen, typename Opacity>
+void KeyRows(RgbView work, ConstRgbView frame, ConstRgbView plate, Opacity opacity, const Colour& k, float spill) {
+  const int32_t width = work.r.width;
+  ForEachFrameRow(width, work.r.height, 9, [&](int32_t y0, int32_t y1) {
+    for (int32_t y = y0; y < y1; ++y)
+      KeyRow<kUnmix, kLimitGreen>(frame.r.row(y), frame.g.row(y), frame.b.row(y), plate.r.row(y), plate.g.row(y),
+                                  plate.b.row(y), work.r.row(y), work.g.row(y), work.b.row(y), width, opacity, k,
+                                  spill);
+  });
 }
 
 // The backdrop as the frame shows it: the mean colour of the pixels that key out fully.
@@ -91,16 +102,25 @@ std::optional<Colour> MeasureBackdrop(ConstRgbView frame, const MatteRamp& ramp)
   return Colour{static_cast<float>(r / count), static_cast<float>(g / count), static_cast<float>(b / count)};
 }
 
-template <bool kUnmix>
-void GreenScreenRows(RgbView work, ConstRgbView frame, ConstRgbView plate, const MatteRamp& ramp, const Colour& k,
-                     float spill) {
-  const int32_t width = work.r.width;
-  ForEachFrameRow(width, work.r.height, 9, [&](int32_t y0, int32_t y1) {
-    for (int32_t y = y0; y < y1; ++y) {
-      const KeyRows row = RowsAt(work, frame, plate, y);
-      for (int32_t x = 0; x < width; ++x) KeyPixel<kUnmix, true>(row, x, 1.0f - ramp(GreenExcess(row, x)), k, spill);
-    }
-  });
+template <bool kStep>
+void GreenScreenRows(RgbView work, ConstRgbView frame, ConstRgbView plate, const MatteRamp& ramp,
+                     const std::optional<Colour>& backdrop, float spill) {
+  const float lo = ramp.lo, span = ramp.hi - ramp.lo;
+  const auto opacity = [lo, span](float r, float g, float b) { return 1.0f - RampOf<kStep>(g - std::max(r, b), lo, span); };
+  if (backdrop)
+    KeyRows<true, true>(work, frame, plate, opacity, *backdrop, spill);
+  else
+    KeyRows<false, true>(work, frame, plate, opacity, {}, spill);
+}
+
+template <bool kStep>
+void ColourKeyRows(RgbView work, ConstRgbView frame, ConstRgbView plate, const MatteRamp& ramp, const Colour& k) {
+  const float lo = ramp.lo, span = ramp.hi - ramp.lo;
+  const auto opacity = [lo, span, k](float r, float g, float b) {
+    const float dr = r - k.r, dg = g - k.g, db = b - k.b;
+    return RampOf<kStep>(std::sqrt(dr * dr + dg * dg + db * db), lo, span);
+  };
+  KeyRows<true, false>(work, frame, plate, opacity, k, 0.0f);
 }
 
 }  // namespace
@@ -115,25 +135,21 @@ float MatteRamp::operator()(float v) const {
 void GreenScreenKey(RgbView work, ConstRgbView frame, ConstRgbView plate, const ScreenKeyOptions& options) {
   const MatteRamp ramp(static_cast<float>(options.low_clip), static_cast<float>(options.high_clip));
   const float spill = static_cast<float>(options.spill_limit);
-  if (const std::optional<Colour> backdrop = MeasureBackdrop(frame, ramp))
-    GreenScreenRows<true>(work, frame, plate, ramp, *backdrop, spill);
+  const std::optional<Colour> backdrop = MeasureBackdrop(frame, ramp);
+  if (ramp.hi > ramp.lo)
+    GreenScreenRows<false>(work, frame, plate, ramp, backdrop, spill);
   else
-    GreenScreenRows<false>(work, frame, plate, ramp, {}, spill);
+    GreenScreenRows<true>(work, frame, plate, ramp, backdrop, spill);
 }
 
 void ColourKey(RgbView work, ConstRgbView frame, ConstRgbView plate, const ColourKeyOptions& options) {
   const MatteRamp ramp(options.low_clip, options.high_clip);
-  const Colour k{static_cast<float>(options.key[0]), static_cast<float>(options.key[1]), static_cast<float>(options.key[2])};
-  const int32_t width = work.r.width;
-  ForEachFrameRow(width, work.r.height, 9, [&](int32_t y0, int32_t y1) {
-    for (int32_t y = y0; y < y1; ++y) {
-      const KeyRows row = RowsAt(work, frame, plate, y);
-      for (int32_t x = 0; x < width; ++x) {
-        const float dr = row.fr[x] - k.r, dg = row.fg[x] - k.g, db = row.fb[x] - k.b;
-        KeyPixel<true, false>(row, x, ramp(std::sqrt(dr * dr + dg * dg + db * db)), k, 0.0f);
-      }
-    }
-  });
+  const Colour k{static_cast<float>(options.key[0]), static_cast<float>(options.key[1]),
+                 static_cast<float>(options.key[2])};
+  if (ramp.hi > ramp.lo)
+    ColourKeyRows<false>(work, frame, plate, ramp, k);
+  else
+    ColourKeyRows<true>(work, frame, plate, ramp, k);
 }
 
 }  // namespace tessfx

@@ -16,25 +16,33 @@ void OverRow(uint8_t* __restrict out, const uint8_t* __restrict bottom, const ui
   for (int32_t x = 0; x < width; ++x) out[x] = AlphaMix(top[x], bottom[x], alpha[x]);
 }
 
-// One step of growth: each sample becomes the largest of itself and its four neighbours
-// inside the frame. `in` and `out` hold width x height samples, row after row.
+// Row y of one step of growth: each sample becomes the largest of itself and its four
+// neighbours inside the frame. Outside the frame a neighbour is the sample itself, which
+// leaves the maximum alone.
+void GrowRow(const uint8_t* __restrict up, const uint8_t* __restrict mid, const uint8_t* __restrict down,
+             uint8_t* __restrict out, int32_t width) {
+  for (int32_t x = 0; x < width; ++x) out[x] = std::max(mid[x], std::max(up[x], down[x]));
+  if (width < 2) return;
+  const uint8_t first = std::max(out[0], mid[1]), last = std::max(out[width - 1], mid[width - 2]);
+  for (int32_t x = 1; x + 1 < width; ++x) out[x] = std::max(out[x], std::max(mid[x - 1], mid[x + 1]));
+  out[0] = first;
+  out[width - 1] = last;
+}
+
+// One step of growth over `in` and `out`, width x height samples row after row.
 void GrowOnce(const uint8_t* in, uint8_t* out, int32_t width, int32_t height) {
   ForEachFrameRow(width, height, 1, [&](int32_t y0, int32_t y1) {
     for (int32_t y = y0; y < y1; ++y) {
       const uint8_t* mid = in + int64_t{y} * width;
-      // Outside the frame a neighbour is the sample itself, which leaves the maximum alone.
-      const uint8_t* up = y > 0 ? mid - width : mid;
-      const uint8_t* down = y + 1 < height ? mid + width : mid;
-      uint8_t* o = out + int64_t{y} * width;
-      for (int32_t x = 0; x < width; ++x) o[x] = std::max({mid[x], up[x], down[x]});
-      // Left and right neighbours: the middle row shifted by one, each end against itself.
-      if (width < 2) continue;
-      const uint8_t first = std::max(o[0], mid[1]), last = std::max(o[width - 1], mid[width - 2]);
-      for (int32_t x = 1; x + 1 < width; ++x) o[x] = std::max({o[x], mid[x - 1], mid[x + 1]});
-      o[0] = first;
-      o[width - 1] = last;
+      GrowRow(y > 0 ? mid - width : mid, mid, y + 1 < height ? mid + width : mid, out + int64_t{y} * width, width);
     }
   });
+}
+
+// out = top over (rim colour over bottom through rim) through alpha, over one row.
+void OutlinedRow(uint8_t* __restrict out, const uint8_t* __restrict bottom, const uint8_t* __restrict top,
+                 const uint8_t* __restrict rim, const uint8_t* __restrict alpha, uint8_t edge, int32_t width) {
+  for (int32_t x = 0; x < width; ++x) out[x] = AlphaMix(top[x], AlphaMix(edge, bottom[x], rim[x]), alpha[x]);
 }
 
 }  // namespace
@@ -74,12 +82,9 @@ void OutlinedOver(RgbView work, ConstRgbView bottom, ConstRgbView top, ConstPlan
       const uint8_t* a = top_alpha.row(y);
       const uint8_t* g = outside + int64_t{y} * width;
       for (int32_t x = 0; x < width; ++x) rim[x] = static_cast<uint8_t>(g[x] - a[x]);  // grown >= alpha
-      for (int c = 0; c < 3; ++c) {
-        uint8_t* out = planes[c].row(y);
-        const uint8_t *under = bottoms[c].row(y), *over = tops[c].row(y);
-        const uint8_t edge = colour[static_cast<size_t>(c)];
-        for (int32_t x = 0; x < width; ++x) out[x] = AlphaMix(over[x], AlphaMix(edge, under[x], rim[x]), a[x]);
-      }
+      for (int c = 0; c < 3; ++c)
+        OutlinedRow(planes[c].row(y), bottoms[c].row(y), tops[c].row(y), rim.get(), a, colour[static_cast<size_t>(c)],
+                    width);
     }
   });
 }
