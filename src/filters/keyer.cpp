@@ -107,9 +107,19 @@ void GreenScreenRows(RgbView work, ConstRgbView frame, ConstRgbView plate, const
                      const std::optional<Colour>& backdrop, float spill) {
   const float lo = ramp.lo, span = ramp.hi - ramp.lo;
   const auto opacity = [lo, span](float r, float g, float b) { return 1.0f - RampOf<kStep>(g - std::max(r, b), lo, span); };
-  if (backdrop)
-    KeyRows<true, true>(work, frame, plate, opacity, *backdrop, spill);
-  else
+  if (backdrop) {
+    // A pixel C = a F + (1 - a) K has at least (1 - a) of the screen's green, so a is at least
+    // 1 - G / K_green. Where the ramp leaves some foreground, this floor catches what it
+    // misses: thin hair and the dark edges of a subject lie close to the screen in excess
+    // but hold far less of its green, and unmixing them with too low an opacity would strip
+    // their colour. Pixels the ramp keys out fully stay keyed, so screen grain does not leak.
+    const float inv_green = backdrop->g > 0 ? 1.0f / backdrop->g : 0.0f;
+    const auto floored = [opacity, inv_green](float r, float g, float b) {
+      const float a = opacity(r, g, b);
+      return a > 0.0f ? std::min(std::max(a, 1.0f - g * inv_green), 1.0f) : 0.0f;
+    };
+    KeyRows<true, true>(work, frame, plate, floored, *backdrop, spill);
+  } else
     KeyRows<false, true>(work, frame, plate, opacity, {}, spill);
 }
 

@@ -31,9 +31,11 @@ struct ScreenKeyOptions {
 };
 
 // Green-screen key: the excess m = G - max(R, B) gives opacity 1 - ramp(m); the backdrop
-// colour is the mean of the frame's pixels that key out fully (no unmixing when there are
-// none); green in what is kept is limited to max(R, B) + spill_limit. For a blue screen pass
-// every image with its green and blue planes exchanged.
+// colour K is the mean of the frame's pixels that key out fully (no unmixing when there are
+// none). Where some foreground is left, the opacity is at least 1 - G / K_green, the least
+// share of foreground that leaves the pixel's green below the screen's. Green in what is
+// kept is limited to max(R, B) + spill_limit. For a blue screen pass every image with its
+// green and blue planes exchanged.
 void GreenScreenKey(RgbView work, ConstRgbView frame, ConstRgbView plate, const ScreenKeyOptions& options);
 
 struct ColourKeyOptions {

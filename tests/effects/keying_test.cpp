@@ -205,8 +205,8 @@ TEST(ScreenKeys, AGreenScreenPlateKeysCloseToTheTruth) {
               100.0 * static_cast<double>(edge_over_10) / static_cast<double>(edge_count), solid_worst);
   EXPECT_GT(edge_count, 2000);
   EXPECT_LE(solid_worst, 1);
-  EXPECT_LT(edge_mean, 16.0);
-  EXPECT_LT(all_mean, 0.4);
+  EXPECT_LT(edge_mean, 12.5);
+  EXPECT_LT(all_mean, 0.3);
 }
 
 // Pictures of a BMP sequence beside the frame, named take0007.bmp, take0008.bmp, ...
