@@ -21,13 +21,22 @@ struct Colour {
 
 inline float Clamp255(float v) { return std::min(std::max(v, 0.0f), 255.0f); }
 
-// The matte ramp in its two forms, so that the pixel loops carry no branch.
+// The matte ramp in its two forms, so that the pixel loops carry no branch. The linear form
+// multiplies by the reciprocal of the span and is exactly 1 from the higher clip on.
+struct RampLimits {
+  float lo, hi, inv_span;
+};
+
 template <bool kStep>
-inline float RampOf(float v, float lo, float span) {
+inline float RampOf(float v, const RampLimits& r) {
   if constexpr (kStep)
-    return v > lo ? 1.0f : 0.0f;
+    return v > r.lo ? 1.0f : 0.0f;
   else
-    return std::min(std::max((v - lo) / span, 0.0f), 1.0f);
+    return std::max(std::min(std::max((v - r.lo) * r.inv_span, 0.0f), 1.0f), v >= r.hi ? 1.0f : 0.0f);
+}
+
+RampLimits LimitsOf(const MatteRamp& ramp) {
+  return {ramp.lo, ramp.hi, ramp.hi > ramp.lo ? 1.0f / (ramp.hi - ramp.lo) : 0.0f};
 }
 
 // One row of a key: each frame colour c at the opacity a that `opacity` gives, unmixed
@@ -69,8 +78,10 @@ void KeyRows(RgbView work, ConstRgbView frame, ConstRgbView plate, Opacity opaci
 
 // The backdrop as the frame shows it: the mean colour of the pixels that key out fully.
 // Sums are whole numbers, so the result does not depend on how rows are shared out.
-std::optional<Colour> MeasureBackdrop(ConstRgbView frame, const MatteRamp& ramp) {
+std::optional<Colour> MeasureBackdrop(ConstRgbView frame, const ScreenKeyOptions& options) {
   const int32_t width = frame.r.width, height = frame.r.height;
+  const int32_t lo = std::min(options.low_clip, options.high_clip), hi = std::max(options.low_clip, options.high_clip);
+  const int32_t keyed_from = hi > lo ? hi : lo + 1;
   struct Sums {
     uint32_t r = 0, g = 0, b = 0, n = 0;  // a row of 32767 samples of 255 fits
   };
@@ -80,8 +91,9 @@ std::optional<Colour> MeasureBackdrop(ConstRgbView frame, const MatteRamp& ramp)
       const uint8_t *r = frame.r.row(y), *g = frame.g.row(y), *b = frame.b.row(y);
       Sums s;
       for (int32_t x = 0; x < width; ++x) {
-        const float excess = static_cast<float>(g[x]) - static_cast<float>(std::max(r[x], b[x]));
-        const uint32_t keyed = ramp(excess) >= 1.0f ? 1 : 0;
+        // Keyed out fully: at or above the higher clip (above it when the clips meet).
+        const int32_t excess = int32_t{g[x]} - int32_t{std::max(r[x], b[x])};
+        const uint32_t keyed = excess >= keyed_from ? 1 : 0;
         s.r += keyed * r[x];
         s.g += keyed * g[x];
         s.b += keyed * b[x];
@@ -105,8 +117,8 @@ std::optional<Colour> MeasureBackdrop(ConstRgbView frame, const MatteRamp& ramp)
 template <bool kStep>
 void GreenScreenRows(RgbView work, ConstRgbView frame, ConstRgbView plate, const MatteRamp& ramp,
                      const std::optional<Colour>& backdrop, float spill) {
-  const float lo = ramp.lo, span = ramp.hi - ramp.lo;
-  const auto opacity = [lo, span](float r, float g, float b) { return 1.0f - RampOf<kStep>(g - std::max(r, b), lo, span); };
+  const RampLimits limits = LimitsOf(ramp);
+  const auto opacity = [limits](float r, float g, float b) { return 1.0f - RampOf<kStep>(g - std::max(r, b), limits); };
   if (backdrop) {
     // A pixel C = a F + (1 - a) K has at least (1 - a) of the screen's green, so a is at least
     // 1 - G / K_green. Where the ramp leaves some foreground, this floor catches what it
@@ -116,7 +128,7 @@ void GreenScreenRows(RgbView work, ConstRgbView frame, ConstRgbView plate, const
     const float inv_green = backdrop->g > 0 ? 1.0f / backdrop->g : 0.0f;
     const auto floored = [opacity, inv_green](float r, float g, float b) {
       const float a = opacity(r, g, b);
-      return a > 0.0f ? std::min(std::max(a, 1.0f - g * inv_green), 1.0f) : 0.0f;
+      return std::min(std::max(a, 1.0f - g * inv_green), 1.0f) * (a > 0.0f ? 1.0f : 0.0f);
     };
     KeyRows<true, true>(work, frame, plate, floored, *backdrop, spill);
   } else
@@ -125,10 +137,10 @@ void GreenScreenRows(RgbView work, ConstRgbView frame, ConstRgbView plate, const
 
 template <bool kStep>
 void ColourKeyRows(RgbView work, ConstRgbView frame, ConstRgbView plate, const MatteRamp& ramp, const Colour& k) {
-  const float lo = ramp.lo, span = ramp.hi - ramp.lo;
-  const auto opacity = [lo, span, k](float r, float g, float b) {
+  const RampLimits limits = LimitsOf(ramp);
+  const auto opacity = [limits, k](float r, float g, float b) {
     const float dr = r - k.r, dg = g - k.g, db = b - k.b;
-    return RampOf<kStep>(std::sqrt(dr * dr + dg * dg + db * db), lo, span);
+    return RampOf<kStep>(std::sqrt(dr * dr + dg * dg + db * db), limits);
   };
   KeyRows<true, false>(work, frame, plate, opacity, k, 0.0f);
 }
@@ -145,7 +157,7 @@ float MatteRamp::operator()(float v) const {
 void GreenScreenKey(RgbView work, ConstRgbView frame, ConstRgbView plate, const ScreenKeyOptions& options) {
   const MatteRamp ramp(static_cast<float>(options.low_clip), static_cast<float>(options.high_clip));
   const float spill = static_cast<float>(options.spill_limit);
-  const std::optional<Colour> backdrop = MeasureBackdrop(frame, ramp);
+  const std::optional<Colour> backdrop = MeasureBackdrop(frame, options);
   if (ramp.hi > ramp.lo)
     GreenScreenRows<false>(work, frame, plate, ramp, backdrop, spill);
   else
