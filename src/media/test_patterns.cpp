@@ -108,14 +108,17 @@ PlateLayer GreenScreenSubject(double x, double y, double w, double h, double t) 
   // Hair behind the face: a dark bob over the top and sides of the head whose rim thins out
   // into wisps, so that its coverage falls off over several pixels, fractional between them.
   const double hx = cx + lean, hy = 0.4 * h, hrx = 0.085 * s, hry = 0.115 * s;
-  const double dx = (x - hx) / (1.22 * hrx), dy = (y - hy + 0.12 * hry) / (1.05 * hry);
+  const double dx = (x - hx) / (1.28 * hrx), dy = (y - hy + 0.12 * hry) / (1.08 * hry);
   const double rim = (std::hypot(dx, dy) - 1) * hrx;  // pixels outside the bob's outline
   const double angle = std::atan2(dy, dx);
-  const double wisps = 0.5 + 0.5 * std::sin(angle * 90 + 4 * std::sin(angle * 13));
-  const double fringe = 0.035 * s;
-  const double thinning = 1 - SmoothStep(-0.6 * fringe, fringe, rim);
+  // Strands curling across the rim rather than standing out of it.
+  const double wisps = 0.5 + 0.5 * std::sin(angle * 55 + rim * 0.9 + 3 * std::sin(angle * 11));
+  const double fringe = 0.028 * s;
+  const double thinning = 1 - SmoothStep(-0.7 * fringe, fringe, rim);
   const double below = SmoothStep(hy + 0.1 * hry, hy + 0.5 * hry, y);  // the bob ends at the jaw
-  paint(66, 44, 32, thinning * (1 - (0.55 * wisps) * SmoothStep(-0.6 * fringe, 0, rim)) * (1 - below));
+  const double sheen = 1 + 0.25 * std::clamp(1 - std::hypot(dx + 0.3, dy + 0.5), 0.0, 1.0);
+  paint(66 * sheen, 44 * sheen, 32 * sheen,
+        thinning * (1 - 0.4 * wisps * SmoothStep(-0.7 * fringe, 0, rim)) * (1 - below));
   // Neck and face, skin, rounder shading towards the edges.
   const double neck = std::max(std::fabs(x - hx + 0.3 * lean) - 0.04 * s, std::fabs(y - 0.58 * h) - 0.08 * h);
   const double face = (std::hypot((x - hx) / hrx, (y - hy) / hry) - 1) * hrx;
