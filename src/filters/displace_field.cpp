@@ -173,6 +173,7 @@ void SourcePositions(const float* __restrict along, const float* __restrict up, 
 }
 
 Turn MakeTurn(float degrees) {
+  if (!std::isfinite(degrees)) return {};
   const double a = static_cast<double>(degrees) * M_PI / 180.0;
   // Whole quarter turns exactly: a shift meant to be purely vertical has no horizontal part.
   auto snap = [](double v) { return static_cast<float>(std::fabs(v) < 1e-9 ? 0.0 : v); };

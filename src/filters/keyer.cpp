@@ -165,7 +165,9 @@ void GreenScreenKey(RgbView work, ConstRgbView frame, ConstRgbView plate, const 
 }
 
 void ColourKey(RgbView work, ConstRgbView frame, ConstRgbView plate, const ColourKeyOptions& options) {
-  const MatteRamp ramp(options.low_clip, options.high_clip);
+  // The clips come unrounded from the values; one that is not a number counts as 0.
+  const auto finite = [](float v) { return std::isfinite(v) ? v : 0.0f; };
+  const MatteRamp ramp(finite(options.low_clip), finite(options.high_clip));
   const Colour k{static_cast<float>(options.key[0]), static_cast<float>(options.key[1]),
                  static_cast<float>(options.key[2])};
   if (ramp.hi > ramp.lo)

@@ -105,22 +105,5 @@ TEST(SlopeDisplace, TheTurnSteersTheShiftAcrossOrAlongTheSlope) {
     }
 }
 
-TEST(SlopeDisplace, MirroringTheImagesMirrorsTheResult) {
-  const int32_t w = 90, h = 40;
-  const Rgb source = testing::NoiseRgb(w, h, 1);
-  const Rgb heights = testing::NoiseRgb(w, h, 5);
-  auto mirror = [&](const Rgb& in) {
-    Rgb out = in.Clone();
-    for (const auto& [from, to] : {std::pair{&in.r, &out.r}, std::pair{&in.g, &out.g}, std::pair{&in.b, &out.b}})
-      for (int32_t y = 0; y < h; ++y)
-        for (int32_t x = 0; x < w; ++x) (*to)[y][x] = (*from)[y][w - 1 - x];
-    return out;
-  };
-  const SlopeDisplaceOptions o{9.0f, 2.0f, 0.0f};
-  const Rgb direct = mirror(Displaced(source, heights, o)), mirrored = Displaced(mirror(source), mirror(heights), o);
-  for (int32_t y = 0; y < h; ++y)
-    for (int32_t x = 0; x < w; ++x) ASSERT_NEAR(direct.b[y][x], mirrored.b[y][x], 1) << x << "," << y;
-}
-
 }  // namespace
 }  // namespace tessfx
