@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Pictures of the editor for the README: starts `tessfx demo` under a virtual X server, lets
-# it pick an effect, set keys at the first and last frame and preview, and saves the window.
+# it pick an effect, set keys at the first and last frame and preview, and saves the window;
+# then the editor keying a generated green-screen sequence over a swap image.
 # Usage: scripts/screenshots.sh [BUILD_DIR]   (default: build)
 set -euo pipefail
 here="$(cd "$(dirname "$0")/.." && pwd)"
@@ -21,3 +22,16 @@ shoot() {
   echo "wrote $out/$file"
 }
 shoot "Color add" editor.png
+
+# The window keying a green-screen sequence over the swap image: the plate in the host
+# window, the keyed frame in the tool window's preview. The swap image is a drawn landscape.
+mkdir -p "$scratch/plate"
+"$bin" new "$scratch/plate/plate.####.png" --size 640x360 --frames 24 --pattern greenscreen >/dev/null
+convert -size 640x360 gradient:'#2a5aa8'-'#f4c08a' \
+  \( -size 640x360 xc:none -fill '#fff3d2' -draw 'circle 470,120 470,158' -blur 0x4 \) -composite \
+  -fill '#5b7f3a' -draw "path 'M 0,250 Q 120,205 260,235 T 520,225 T 640,240 L 640,360 L 0,360 Z'" \
+  -fill '#3e6428' -draw "path 'M 0,300 Q 180,255 360,290 T 640,280 L 640,360 L 0,360 Z'" "$scratch/backdrop.png"
+TESSFX_DATA_DIR="$scratch/data" TESSFX_CONFIG_DIR="$scratch/config" TESSFX_TEMP_DIR="$scratch/temp" \
+  xvfb-run -a -s "-screen 0 1600x1000x24" "$bin" edit "$scratch/plate/plate.0007.png" --swap "$scratch/backdrop.png" \
+  --effect Greenscreen --values 0,105,24 --screenshot "$out/keying.png"
+echo "wrote $out/keying.png"

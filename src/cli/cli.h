@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "host/embedded/embedded_host.h"
@@ -63,6 +64,10 @@ void OpenDocumentWithOptions(EmbeddedHost& host, const std::string& path, const 
 DocumentInfo ProbeDocumentWithOptions(const std::string& path, const DocumentOptions& options);
 // The sequence whose first file `--sequence` names; the file must be there.
 SequenceSettings SequenceOption(const std::string& first_file);
+
+// Refuses an effect that takes the swap image when no swap source was given, before any
+// work is done: "no swap image: give --swap FILE" (usage).
+void RequireSwapSource(std::string_view effect_name, bool swap_given);
 
 void AddNewCommand(CLI::App& app);
 void AddInfoCommand(CLI::App& app);

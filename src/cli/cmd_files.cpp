@@ -23,12 +23,12 @@ void AddNewCommand(CLI::App& app) {
   cmd->add_option("OUT", *out, "Output: .tsa, image sequence pattern (f.####.png) or image")->required();
   cmd->add_option("--size", *size, "Frame size WIDTHxHEIGHT")->capture_default_str();
   cmd->add_option("--frames", *frames, "Number of frames (1..10000)")->capture_default_str();
-  cmd->add_option("--pattern", *pattern, "gradient, bars, checker, noise or circles")->capture_default_str();
+  cmd->add_option("--pattern", *pattern, "gradient, bars, checker, noise, circles, scene or greenscreen")->capture_default_str();
   cmd->add_option("--seed", *seed, "Seed of the noise pattern")->capture_default_str();
   cmd->callback([=] {
     auto [w, h] = ParseSize(*size);
     auto p = ParsePattern(*pattern);
-    if (!p) Fail(ErrorKind::Usage, "unknown pattern \"" + *pattern + "\" (gradient, bars, checker, noise, circles)");
+    if (!p) Fail(ErrorKind::Usage, "unknown pattern \"" + *pattern + "\" (gradient, bars, checker, noise, circles, scene, greenscreen)");
     if (*frames < 1 || *frames > kMaxFrames)
       Fail(ErrorKind::Usage, "--frames must be 1.." + std::to_string(kMaxFrames));
     OutputKind(*out);

@@ -243,6 +243,7 @@ void Render(const RenderOptions& o) {
       host->LoadSwapImage(o.swap);
     }
   }
+  RequireSwapSource(editor.panel().EffectName(), !o.swap.empty() || editor.image().external_swap.active());
   if (!o.sequence.empty()) editor.sequence = SequenceOption(o.sequence);
 
   InterruptGuard interrupt;

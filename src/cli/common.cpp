@@ -4,6 +4,7 @@
 #include "cli/cli.h"
 #include "media/file_util.h"
 #include "core/error.h"
+#include "engine/catalogue.h"
 #include "host/embedded/document_io.h"
 #include "media/image_io.h"
 
@@ -74,6 +75,11 @@ DocumentInfo ProbeDocumentWithOptions(const std::string& path, const DocumentOpt
 SequenceSettings SequenceOption(const std::string& first_file) {
   if (const auto why = NotAnInputFile(first_file)) Fail(ErrorKind::NoInput, "--sequence " + first_file + ": " + *why);
   return SequenceFromFirstFile(first_file);
+}
+
+void RequireSwapSource(std::string_view effect_name, bool swap_given) {
+  const EffectDef* effect = FindEffect(effect_name);
+  if (effect && effect->Uses(kSwapImage) && !swap_given) Fail(ErrorKind::Usage, "no swap image: give --swap FILE");
 }
 
 }  // namespace tessfx::cli

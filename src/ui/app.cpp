@@ -23,7 +23,10 @@ bool EnvSet(const char* name) {
 // Sets up the scripted session's effect and keys through the models, as a user would.
 void RunScript(ToolWindow& tool, const EditorRunOptions& options) {
   try {
-    KeyDemoSession(tool.editor(), options.script_effect);
+    if (options.script)
+      options.script(tool.editor());
+    else
+      KeyDemoSession(tool.editor(), options.script_effect);
   } catch (const std::exception& e) {
     std::cerr << "tessfx: " << e.what() << "\n";
   }
@@ -68,6 +71,8 @@ int RunEditor(std::shared_ptr<EmbeddedHost> host, const EditorRunOptions& option
         });
       });
     }
+    if (options.screenshot.empty() && options.script)
+      QTimer::singleShot(0, &main_window, [&] { RunScript(*tool, options); });
     const int loop = QApplication::exec();
     if (status == 0) status = loop;
     host->RemoveObserver(tool);

@@ -84,6 +84,25 @@ TEST(Render, GhostWalksBackwardsAndUndoFollows) {
   EXPECT_EQ(rig.Frames(), rig.before);
 }
 
+TEST(Render, GhostFramesOfAFullRenderEqualThoseRenderedAlone) {
+  PaintedRig full(9, 5, 8, "Ghost"), alone(9, 5, 8, "Ghost");
+  full.Key(0, {5});
+  RecordingProgress progress;
+  full.editor->kv_button3_Click(progress);
+  const auto rendered = full.Frames();
+  ImageState& s = alone.state->image();
+  for (int32_t f : {7, 0, 3, 6}) {
+    alone.host->Tes_GotoFrame(f);
+    alone.editor->dispatcher().ProccessFrame(5, 0, 0, 0, 0, 0);
+    const Plane* work[3] = {&s.work_r, &s.work_g, &s.work_b};
+    for (int c = 0; c < 3; ++c)
+      EXPECT_EQ(std::vector<uint8_t>(work[c]->data(), work[c]->data() + work[c]->size()),
+                rendered[static_cast<size_t>(f) * 3 + c])
+          << "frame " << f << " channel " << c;
+  }
+  EXPECT_NE(rendered, full.before);
+}
+
 TEST(Render, OneFrameAnimationPassesZeroOverZero) {
   EditorRig rig(2, 2, 1);
   rig.editor->panel().SelectEffect("Color add");

@@ -283,12 +283,15 @@ void EmbeddedHost::AdvancePlayback() {
 }
 
 void EmbeddedHost::ResetSwap() {
-  for (auto& p : swap_) p = Plane(store_->width(), store_->height());
+  for (auto& p : swap_) p = Plane();
 }
 
 Plane EmbeddedHost::SwapPlane(int c) {
-  if (swap_[c].width() != store_->width() || swap_[c].height() != store_->height()) ResetSwap();
-  return swap_[c].Clone();
+  // No swap image is an empty plane, not a black one: effects that need it then say so
+  // instead of working against black. One of another frame size is no swap image either.
+  const Plane& p = swap_[c];
+  if (p.empty() || p.width() != store_->width() || p.height() != store_->height()) return Plane();
+  return p.Clone();
 }
 
 void EmbeddedHost::SetSwapImage(const Plane& r, const Plane& g, const Plane& b) {

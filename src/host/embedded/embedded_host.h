@@ -91,7 +91,9 @@ class EmbeddedHost final : public TessalineHost {
   void set_input_limits(const InputLimits& limits) { limits_ = limits; }
 
   // ---- other host images ----
-  void SetSwapImage(const Plane& r, const Plane& g, const Plane& b);  // resized planes of the frame size
+  // The swap image: none until one is set, loaded or copied (the swap planes then come back
+  // empty), and none again once the frame size changes.
+  void SetSwapImage(const Plane& r, const Plane& g, const Plane& b);  // planes of the frame size
   // Loads an image file as the swap image, resampled (bilinear) to the frame size while it
   // is read; one far larger than the frame is refused (InputLimits::SwapBudget). On failure
   // the swap image is kept.
