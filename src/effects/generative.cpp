@@ -9,6 +9,7 @@
 #include <array>
 #include <cmath>
 #include <cstring>
+#include <memory>
 #include <numeric>
 #include <vector>
 
@@ -529,17 +530,18 @@ void FxSobelEdgeDetect(EffectFrame& f) {
 constexpr float kEdgeLevel = 0.04f * 255.0f;
 
 struct YccPlanes {
-  std::vector<float> y, cb, cr;
+  std::unique_ptr<float[]> y, cb, cr;
 };
 
 YccPlanes ToYcc(const EffectFrame& f) {
   const size_t n = static_cast<size_t>(f.width) * static_cast<size_t>(f.height);
-  YccPlanes p{std::vector<float>(n), std::vector<float>(n), std::vector<float>(n)};
+  YccPlanes p{std::make_unique_for_overwrite<float[]>(n), std::make_unique_for_overwrite<float[]>(n),
+              std::make_unique_for_overwrite<float[]>(n)};
   ForEachFrameRow(f.width, f.height, 3, [&](int32_t y0, int32_t y1) {
     for (int32_t row = y0; row < y1; ++row) {
       const uint8_t *r = f.host.r.row(row), *g = f.host.g.row(row), *b = f.host.b.row(row);
       const size_t at = static_cast<size_t>(row) * static_cast<size_t>(f.width);
-      float *y = p.y.data() + at, *cb = p.cb.data() + at, *cr = p.cr.data() + at;
+      float *y = p.y.get() + at, *cb = p.cb.get() + at, *cr = p.cr.get() + at;
       for (int32_t x = 0; x < f.width; ++x) {
         const float R = r[x], G = g[x], B = b[x];
         y[x] = 0.299f * R + 0.587f * G + 0.114f * B;
@@ -556,43 +558,31 @@ void FxDigitalPhotoEnhance(EffectFrame& f, float detail, float smooth) {
   const int32_t w = f.width, h = f.height;
   const int32_t radius = std::max(2, RoundHalfEven(h / 270.0));
   YccPlanes ycc = ToYcc(f);
-  const size_t n = ycc.y.size();
-  const ConstFloatPlane luma{ycc.y.data(), w, h};
-
-  // The smoothed luma, and each chroma channel smoothed. The chroma's window fits are made
-  // on blocks of half its radius (the fast form of the filter, a sixteenth of the work at
-  // 1080 lines); the luma's on every pixel, since the fast form blends the fits of both
-  // sides of a strong edge into the pixels beside it, which the detail gain would turn
-  // into a rim.
-  std::vector<float> base, cb, cr;
-  if (detail != 0.0f) {
-    base.resize(n);
-    const FloatPlane out[] = {{base.data(), w, h}};
-    const ConstFloatPlane in[] = {luma};
-    GuidedFilter(out, luma, in, radius, kEdgeLevel * kEdgeLevel);
-  }
+  // Each plane in place: the luma less Detail / 255 times its smoothing's change (so the
+  // detail the smoothing takes away is added), each chroma plane moved Smooth / 255 of the
+  // way to its smoothing. The chroma's window fits are made on blocks of half its radius
+  // (the fast form of the filter, a sixteenth of the work at 1080 lines); the luma's on
+  // every pixel, since the fast form blends the fits of both sides of a strong edge into
+  // the pixels beside it, which the detail gain would turn into a rim.
+  auto smooth_in_place = [&](float* plane, int32_t window, int32_t step, float strength) {
+    const ConstFloatPlane in[] = {{plane, w, h}};
+    const FloatPlane out[] = {{plane, w, h}};
+    GuidedFilter(out, in[0], in, window, kEdgeLevel * kEdgeLevel, step, strength);
+  };
+  if (detail != 0.0f) smooth_in_place(ycc.y.get(), radius, 1, -detail / 255.0f);
   if (smooth != 0.0f) {
-    for (auto [from, to] : {std::pair{&ycc.cb, &cb}, std::pair{&ycc.cr, &cr}}) {
-      to->resize(n);
-      const ConstFloatPlane chroma{from->data(), w, h};
-      const FloatPlane out[] = {{to->data(), w, h}};
-      const ConstFloatPlane in[] = {chroma};
-      GuidedFilter(out, chroma, in, 2 * radius, kEdgeLevel * kEdgeLevel, radius);
-    }
+    smooth_in_place(ycc.cb.get(), 2 * radius, radius, smooth / 255.0f);
+    smooth_in_place(ycc.cr.get(), 2 * radius, radius, smooth / 255.0f);
   }
-  const float gain = detail / 255.0f, mix = smooth / 255.0f;
   ForEachFrameRow(w, h, 3, [&](int32_t y0, int32_t y1) {
     for (int32_t row = y0; row < y1; ++row) {
       const size_t at = static_cast<size_t>(row) * static_cast<size_t>(w);
-      const float *y = ycc.y.data() + at, *cb0 = ycc.cb.data() + at, *cr0 = ycc.cr.data() + at;
+      const float *y = ycc.y.get() + at, *cb = ycc.cb.get() + at, *cr = ycc.cr.get() + at;
       uint8_t *r = f.work.r.row(row), *g = f.work.g.row(row), *b = f.work.b.row(row);
       for (int32_t x = 0; x < w; ++x) {
-        const float lum = base.empty() ? y[x] : y[x] + gain * (y[x] - base[at + size_t(x)]);
-        const float u = cb.empty() ? cb0[x] : cb0[x] + mix * (cb[at + size_t(x)] - cb0[x]);
-        const float v = cr.empty() ? cr0[x] : cr0[x] + mix * (cr[at + size_t(x)] - cr0[x]);
-        r[x] = RoundToByteF(lum + 1.402f * v);
-        g[x] = RoundToByteF(lum - 0.344136f * u - 0.714136f * v);
-        b[x] = RoundToByteF(lum + 1.772f * u);
+        r[x] = RoundToByteF(y[x] + 1.402f * cr[x]);
+        g[x] = RoundToByteF(y[x] - 0.344136f * cb[x] - 0.714136f * cr[x]);
+        b[x] = RoundToByteF(y[x] + 1.772f * cb[x]);
       }
     }
   });

@@ -154,12 +154,17 @@ Between Locate(int32_t i, int32_t step, int32_t n) {
   return {lo, std::min(lo + 1, n - 1), static_cast<float>(at - lo)};
 }
 
-// out = A I + B with the window fits' means A and B (made at 1 / step of the resolution,
-// interpolated bilinearly) and the full-resolution guide I.
-void ApplyFits(FloatPlane out, ConstFloatPlane guide, Owned& mean_a, Owned& mean_b, int32_t step) {
+// out = p + strength (A I + B - p) with the window fits' means A and B (made at 1 / step of
+// the resolution, interpolated bilinearly), the full-resolution guide I and input p. Sample
+// by sample, so out may be p or I.
+void ApplyFits(FloatPlane out, ConstFloatPlane guide, ConstFloatPlane input, const float* mean_a, const float* mean_b,
+               int32_t step, float strength) {
   const int32_t w = guide.width, h = guide.height;
   if (step == 1) {
-    ForEachSample(w, h, [&](size_t i) { out.data[i] = mean_a[i] * guide.data[i] + mean_b[i]; });
+    ForEachSample(w, h, [&](size_t i) {
+      const float p = input.data[i];
+      out.data[i] = p + strength * (mean_a[i] * guide.data[i] + mean_b[i] - p);
+    });
     return;
   }
   const int32_t lw = (w + step - 1) / step, lh = (h + step - 1) / step;
@@ -168,16 +173,19 @@ void ApplyFits(FloatPlane out, ConstFloatPlane guide, Owned& mean_a, Owned& mean
   ForEachFrameRow(w, h, 4, [&](int32_t y0, int32_t y1) {
     for (int32_t y = y0; y < y1; ++y) {
       const Between down = Locate(y, step, lh);
-      const float *a0 = mean_a.get() + size_t(down.lo) * size_t(lw), *a1 = mean_a.get() + size_t(down.hi) * size_t(lw);
-      const float *b0 = mean_b.get() + size_t(down.lo) * size_t(lw), *b1 = mean_b.get() + size_t(down.hi) * size_t(lw);
-      const float* I = guide.data + size_t(y) * size_t(w);
-      float* o = out.data + size_t(y) * size_t(w);
+      const float *a0 = mean_a + size_t(down.lo) * size_t(lw), *a1 = mean_a + size_t(down.hi) * size_t(lw);
+      const float *b0 = mean_b + size_t(down.lo) * size_t(lw), *b1 = mean_b + size_t(down.hi) * size_t(lw);
+      const size_t row = size_t(y) * size_t(w);
+      const float* I = guide.data + row;
+      const float* in = input.data + row;
+      float* o = out.data + row;
       for (int32_t x = 0; x < w; ++x) {
         const Between& c = across[size_t(x)];
         const float at = a0[c.lo] + c.t * (a0[c.hi] - a0[c.lo]), ab = a1[c.lo] + c.t * (a1[c.hi] - a1[c.lo]);
         const float bt = b0[c.lo] + c.t * (b0[c.hi] - b0[c.lo]), bb = b1[c.lo] + c.t * (b1[c.hi] - b1[c.lo]);
         const float a = at + down.t * (ab - at), b = bt + down.t * (bb - bt);
-        o[x] = a * I[x] + b;
+        const float p = in[x];
+        o[x] = p + strength * (a * I[x] + b - p);
       }
     }
   });
@@ -199,7 +207,7 @@ void BoxMean(FloatPlane out, ConstFloatPlane in, int32_t radius, float* scratch)
 }
 
 void GuidedFilter(std::span<const FloatPlane> outputs, ConstFloatPlane guide, std::span<const ConstFloatPlane> inputs,
-                  int32_t radius, float eps, int32_t step) {
+                  int32_t radius, float eps, int32_t step, float strength) {
   const int32_t w = guide.width, h = guide.height;
   if (outputs.size() != inputs.size()) Fail(ErrorKind::Usage, "the guided filter needs one output per input");
   for (size_t k = 0; k < inputs.size(); ++k)
@@ -218,14 +226,15 @@ void GuidedFilter(std::span<const FloatPlane> outputs, ConstFloatPlane guide, st
     I = low_guide.get();
   }
   // Box means may be taken in place: the pass across goes to `scratch` first.
-  Owned mean_i(lw, lh), corr_ii(lw, lh), scratch(lw, lh), a(lw, lh), b(lw, lh), mean_p, corr_ip;
-  auto box = [&](Owned& out, const float* in) { BoxMean(out.plane(), {in, lw, lh}, low_radius, scratch.get()); };
-  box(mean_i, I);
+  Owned mean_i(lw, lh), corr_ii(lw, lh), scratch(lw, lh), a, b, mean_p, corr_ip, low_input;
+  auto box = [&](float* out, const float* in) { BoxMean({out, lw, lh}, {in, lw, lh}, low_radius, scratch.get()); };
+  box(mean_i.get(), I);
   ForEachSample(lw, lh, [&, I](size_t i) { corr_ii[i] = I[i] * I[i]; });
-  box(corr_ii, corr_ii.get());
+  box(corr_ii.get(), corr_ii.get());
 
-  Owned low_input;
   for (size_t k = 0; k < inputs.size(); ++k) {
+    // The guide's own planes are made once; they become the fits of the last input.
+    const bool last = k + 1 == inputs.size();
     const bool self = inputs[k].data == guide.data;
     const float* p = self ? I : inputs[k].data;
     const float* mp = mean_i.get();
@@ -240,22 +249,29 @@ void GuidedFilter(std::span<const FloatPlane> outputs, ConstFloatPlane guide, st
         mean_p = Owned(lw, lh);
         corr_ip = Owned(lw, lh);
       }
-      box(mean_p, p);
+      box(mean_p.get(), p);
       ForEachSample(lw, lh, [&, I, p](size_t i) { corr_ip[i] = I[i] * p[i]; });
-      box(corr_ip, corr_ip.get());
+      box(corr_ip.get(), corr_ip.get());
       mp = mean_p.get();
       cip = corr_ip.get();
     }
+    if (!last && !a.get()) {
+      a = Owned(lw, lh);
+      b = Owned(lw, lh);
+    }
+    float* fit_a = last ? mean_i.get() : a.get();
+    float* fit_b = last ? corr_ii.get() : b.get();
     // The linear fit of each window: a = cov(I, p) / (var(I) + eps), b = mean(p) - a mean(I).
     ForEachSample(lw, lh, [&](size_t i) {
       const float mi = mean_i[i];
       const float slope = (cip[i] - mi * mp[i]) / (corr_ii[i] - mi * mi + eps);
-      a[i] = slope;
-      b[i] = mp[i] - slope * mi;
+      const float offset = mp[i] - slope * mi;
+      fit_a[i] = slope;
+      fit_b[i] = offset;
     });
-    box(a, a.get());
-    box(b, b.get());
-    ApplyFits(outputs[k], guide, a, b, step);
+    box(fit_a, fit_a);
+    box(fit_b, fit_b);
+    ApplyFits(outputs[k], guide, inputs[k], fit_a, fit_b, step, strength);
   }
 }
 

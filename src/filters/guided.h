@@ -29,15 +29,18 @@ struct ConstFloatPlane {
 // `scratch`, when given, holds width x height floats for the pass across.
 void BoxMean(FloatPlane out, ConstFloatPlane in, int32_t radius, float* scratch = nullptr);
 
-// outputs[i] = the guided filter of inputs[i] by `guide` (all the same size), with the
-// window radius and the regularisation eps (in squared sample units). An input may be
-// the guide itself; outputs must not overlap the guide or the inputs.
+// outputs[i] = inputs[i] + strength (the guided filter of inputs[i] by `guide` - inputs[i])
+// (all the same size), with the window radius and the regularisation eps (in squared
+// sample units): strength 1 is the filter, less blends it with the input, a negative
+// strength amplifies what it takes away. An input may be the guide itself; an output may
+// be its own input, and the last one may be the guide.
 //
 // With step > 1 the window fits are made on step x step block means over a window of
 // radius / step blocks and interpolated back (the fast form of the filter), which costs
-// about 1 / step^2 as much; edges stay as sharp, since the fits are applied to the
-// full-resolution guide.
+// about 1 / step^2 as much; edges stay nearly as sharp, since the fits are applied to the
+// full-resolution guide, but the fits of both sides of a strong edge blend a little into
+// the pixels beside it.
 void GuidedFilter(std::span<const FloatPlane> outputs, ConstFloatPlane guide, std::span<const ConstFloatPlane> inputs,
-                  int32_t radius, float eps, int32_t step = 1);
+                  int32_t radius, float eps, int32_t step = 1, float strength = 1.0f);
 
 }  // namespace tessfx

@@ -60,6 +60,15 @@ TEST(GuidedFilter, SmoothsTextureButKeepsEdgesAndFlatPlanes) {
       ASSERT_NEAR(out[size_t(y) * w + w / 2 + 2], 200.0f, 6.0f) << step;
     }
   }
+  // A strength blends the filter with the input (or pushes away from it), in place as well.
+  GuidedFilter(o, {in.data(), w, h}, i, 4, 100.0f);
+  for (float strength : {0.5f, -1.0f}) {
+    std::vector<float> blended = in;
+    const FloatPlane b[] = {{blended.data(), w, h}};
+    const ConstFloatPlane bi[] = {{blended.data(), w, h}};
+    GuidedFilter(b, bi[0], bi, 4, 100.0f, 1, strength);
+    for (size_t k = 0; k < in.size(); ++k) ASSERT_NEAR(blended[k], in[k] + strength * (out[k] - in[k]), 1e-3f);
+  }
   std::vector<float> flat(in.size(), 77.25f);
   const ConstFloatPlane f[] = {{flat.data(), w, h}};
   for (int32_t step : {1, 4}) {
