@@ -300,18 +300,30 @@ struct FilmTone {
   const float* vignette_x;
 };
 
-// Weave, sepia, flicker, vignette and grain of one row: `src` rows are the untouched
-// frame's row shifted by the weave; columns are shifted by `shift_x`, clamped.
-void FilmToneRow(const FilmTone& tone, const uint8_t* r, const uint8_t* g, const uint8_t* b, int32_t shift_x,
-                 int32_t width, float row_gain, const float* grain, uint8_t* wr, uint8_t* wg, uint8_t* wb) {
-  const float k = tone.k;
+// Row `from` shifted right by `shift` into `to`, the edge samples repeated.
+void ShiftRow(uint8_t* to, const uint8_t* from, int32_t shift, int32_t width) {
+  const int32_t s = std::clamp(shift, -width, width);
+  if (s >= 0) {
+    std::fill(to, to + s, from[0]);
+    std::memcpy(to + s, from, static_cast<size_t>(width - s));
+  } else {
+    std::memcpy(to, from - s, static_cast<size_t>(width + s));
+    std::fill(to + width + s, to + width, from[width - 1]);
+  }
+}
+
+// Sepia, flicker, vignette and grain of one row of the (weaved) frame.
+void FilmToneRow(const FilmTone& tone, const uint8_t* __restrict r, const uint8_t* __restrict g,
+                 const uint8_t* __restrict b, int32_t width, float row_gain, const float* __restrict grain,
+                 uint8_t* __restrict wr, uint8_t* __restrict wg, uint8_t* __restrict wb) {
+  const float k = tone.k, amount = tone.grain;
+  const float* __restrict vignette = tone.vignette_x;
   for (int32_t x = 0; x < width; ++x) {
-    const int32_t sx = std::clamp(x - shift_x, 0, width - 1);
-    const float cr = r[sx], cg = g[sx], cb = b[sx];
+    const float cr = r[x], cg = g[x], cb = b[x];
     const float y = 0.299f * cr + 0.587f * cg + 0.114f * cb;
     const float sr = std::min(255.0f, 1.07f * y), sg = 0.89f * y, sb = 0.67f * y;
-    const float gain = row_gain * tone.vignette_x[x];
-    const float noise = tone.grain * grain[x];
+    const float gain = row_gain * vignette[x];
+    const float noise = amount * grain[x];
     wr[x] = RoundToByteF((cr + k * (sr - cr)) * gain + noise);
     wg[x] = RoundToByteF((cg + k * (sg - cg)) * gain + noise);
     wb[x] = RoundToByteF((cb + k * (sb - cb)) * gain + noise);
@@ -339,11 +351,16 @@ void FxOldFilm(EffectFrame& f, float level) {
   const std::vector<Speck> specks = DustSpecks(w, h, t, k, unit);
 
   ForEachFrameRow(w, h, int64_t{3} * w, [&](int32_t y0, int32_t y1) {
+    std::vector<uint8_t> shifted(3 * static_cast<size_t>(w));
+    uint8_t *sr = shifted.data(), *sg = sr + w, *sb = sg + w;
     for (int32_t y = y0; y < y1; ++y) {
+      // Gate weave: the whole picture shifted, its edges repeated.
       const int32_t sy = std::clamp(y - shift_y, 0, h - 1);
+      ShiftRow(sr, f.host.r.row(sy), shift_x, w);
+      ShiftRow(sg, f.host.g.row(sy), shift_x, w);
+      ShiftRow(sb, f.host.b.row(sy), shift_x, w);
       uint8_t *r = f.work.r.row(y), *g = f.work.g.row(y), *b = f.work.b.row(y);
-      FilmToneRow(tone, f.host.r.row(sy), f.host.g.row(sy), f.host.b.row(sy), shift_x, w,
-                  tone.flicker * vignette_y[static_cast<size_t>(y)], grain.row(y), r, g, b);
+      FilmToneRow(tone, sr, sg, sb, w, tone.flicker * vignette_y[static_cast<size_t>(y)], grain.row(y), r, g, b);
       auto lighten = [&](int32_t x, float share) {
         r[x] = RoundToByteF(r[x] + share * (255.0f - r[x]));
         g[x] = RoundToByteF(g[x] + share * (255.0f - g[x]));
