@@ -6,11 +6,9 @@
 // by effect, frame and position (counter_random.h), so a frame renders the same alone,
 // forwards, backwards or on a farm.
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstring>
 #include <memory>
-#include <numeric>
 #include <vector>
 
 #include "core/convert.h"
@@ -134,7 +132,7 @@ CloudSettings Clouds(int32_t iterations, int32_t scale, int32_t speed, int32_t t
 
 void FxPerlinNoise(EffectFrame& f, int32_t iterations, int32_t scale, int32_t speed, int32_t type, int32_t phase) {
   const CloudPattern clouds(f.width, Clouds(iterations, scale, speed, type, phase, f.frame));
-  ForEachFrameRow(f.width, f.height, int64_t{f.width} * clouds.octaves(), [&](int32_t y0, int32_t y1) {
+  ForEachFrameRow(f.width, f.height, 2 * clouds.octaves(), [&](int32_t y0, int32_t y1) {
     std::vector<float> sum(static_cast<size_t>(f.width));
     for (int32_t y = y0; y < y1; ++y) {
       if (RowHidden(f, y)) continue;
@@ -154,7 +152,7 @@ void FxColorPerlinNoise(EffectFrame& f, int32_t iterations, int32_t scale, int32
     channels.emplace_back(f.width, s);
   }
   const PlaneView to[3] = {f.work.r, f.work.g, f.work.b};
-  ForEachFrameRow(f.width, f.height, int64_t{3} * f.width * channels[0].octaves(), [&](int32_t y0, int32_t y1) {
+  ForEachFrameRow(f.width, f.height, 6 * channels[0].octaves(), [&](int32_t y0, int32_t y1) {
     std::vector<float> sum(static_cast<size_t>(f.width));
     for (int32_t y = y0; y < y1; ++y) {
       if (RowHidden(f, y)) continue;
@@ -209,7 +207,7 @@ void FxSnowfall(EffectFrame& f, float count, float velocity, float wind, float t
   const float level = ClampByte(brightness);
   const std::vector<Flake> flakes = PlaceFlakes(f, n, velocity, wind, turbulence, size);
   // Each band draws, in depth order, the part of every flake that crosses it.
-  ForEachFrameRow(f.width, f.height, f.width, [&](int32_t y0, int32_t y1) {
+  ForEachFrameRow(f.width, f.height, 1, [&](int32_t y0, int32_t y1) {
     for (const Flake& flake : flakes) {
       const int32_t first = std::max(y0, flake.splat.first_row()), last = std::min(y1 - 1, flake.splat.last_row());
       for (int32_t y = first; y <= last; ++y) {
@@ -350,7 +348,7 @@ void FxOldFilm(EffectFrame& f, float level) {
   const std::vector<Scratch> scratches = ActiveScratches(w, t, k, unit);
   const std::vector<Speck> specks = DustSpecks(w, h, t, k, unit);
 
-  ForEachFrameRow(w, h, int64_t{3} * w, [&](int32_t y0, int32_t y1) {
+  ForEachFrameRow(w, h, 6, [&](int32_t y0, int32_t y1) {
     std::vector<uint8_t> shifted(3 * static_cast<size_t>(w));
     uint8_t *sr = shifted.data(), *sg = sr + w, *sb = sg + w;
     for (int32_t y = y0; y < y1; ++y) {
