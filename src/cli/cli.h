@@ -34,15 +34,17 @@ struct DocumentOptions {
   int32_t alpha_bits = 0;  // --alphabits N: the document's alpha-bits flag
   // BMP input only: the frame size the pictures are fitted to (default: the first picture's).
   std::optional<std::pair<int32_t, int32_t>> bmp_size;
+  // --allow-gaps: a sequence's missing files repeat the frame before them instead of being refused.
+  bool allow_gaps = false;
 };
 void AddDocumentOptions(CLI::App* cmd, DocumentOptions& options);
+void AddGapOption(CLI::App* cmd, DocumentOptions& options);
 // Opens `path` in the host (.bmp pictures and sequences through the BMP reader), then applies
-// the options (mask size checked against the frames).
-void OpenDocumentWithOptions(EmbeddedHost& host, const std::string& path, const DocumentOptions& options);
-
-// Refuses an output that would keep one frame of a longer animation (a plain image name),
-// before any work is done: the message suggests a sequence pattern or a .tsa instead.
-void CheckWholeAnimationOutput(const std::string& output, int32_t frames);
+// the options (mask size checked against the frames). On demand, frames are read from the
+// files when first used (see LazyFrameStore); the windows load them all, so that the store
+// they recover after a crash is the whole document.
+void OpenDocumentWithOptions(EmbeddedHost& host, const std::string& path, const DocumentOptions& options,
+                             bool on_demand = true);
 
 void AddNewCommand(CLI::App& app);
 void AddInfoCommand(CLI::App& app);

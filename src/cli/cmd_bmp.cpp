@@ -48,8 +48,15 @@ int32_t ReadBmpSequenceIntoHost(EmbeddedHost& host, const std::string& firstFile
   auto store = std::make_unique<MemoryFrameStore>(w, h, frames);
   Plane r(w, h), g(w, h), b(w, h), a(w, h);
   LastCaption caption;
+  DocumentInfo info;
+  info.format = "bmp";
+  if (frames > 1) {  // a numbered sequence: its frames go by their files' numbers
+    info.kind = DocumentKind::ImageSequence;
+    info.first_number = settings.start_number;
+  }
   for (int32_t f = 0; f < frames; ++f) {
     const std::string name = MemberName(settings, firstFile, f);
+    info.files.push_back(name);
     if (reader.LoadBmpToPlanes(name, r, g, b, a, caption) != kBmpLoaded)
       Fail(ErrorKind::BadData, name + ": " + caption.text);
     // Animation documents carry no alpha: frames keep the store's fully selected one.
@@ -57,7 +64,9 @@ int32_t ReadBmpSequenceIntoHost(EmbeddedHost& host, const std::string& firstFile
     store->Write(f, Channel::G, g);
     store->Write(f, Channel::B, b);
   }
-  host.AdoptStore(std::move(store), firstFile);
+  info.first_file = firstFile;
+  info.last_file = info.files.back();
+  host.AdoptStore(std::move(store), firstFile, info);
   return frames;
 }
 

@@ -7,6 +7,7 @@
 #include <iostream>
 
 #include "cli/cli.h"
+#include "cli/progress.h"
 #include "cli/session.h"
 #include "core/error.h"
 #include "media/file_util.h"
@@ -46,7 +47,7 @@ std::string EnsureDemoAnimation() {
 #ifdef TESSFX_HAVE_UI
 int RunWindows(const std::string& path, const DocumentOptions& options, const EditorRunOptions& run) {
   std::shared_ptr<EmbeddedHost> host = MakeHost();
-  if (!path.empty()) OpenDocumentWithOptions(*host, path, options);
+  if (!path.empty()) OpenDocumentWithOptions(*host, path, options, /*on_demand=*/false);
   return RunEditor(host, run);
 }
 #endif
@@ -91,8 +92,11 @@ void AddDemoCommand(CLI::App& app) {
     s.editor->panel().Check1 = 0;  // the demo animation is regenerated, not undone
     KeyDemoSession(*s.editor, *effect);
     InterruptGuard interrupt;
-    ConsoleProgress progress(s.host->tes_GetTotalFrames(), interrupt);
-    const RenderSummary r = s.editor->kv_button3_Click(progress);
+    Progress progress(Verbosity::Normal);
+    RenderPhase phase(progress, *s.host, 0, interrupt);
+    progress.Begin("rendering", s.host->tes_GetTotalFrames());
+    const RenderSummary r = s.editor->kv_button3_Click(phase);
+    progress.End();
     const std::string animation = JoinPath(*out_dir, "demo.tsa");
     const std::string frames = JoinPath(*out_dir, "frames/demo.####.png");
     const std::string project = JoinPath(*out_dir, "demo.json");
@@ -111,6 +115,7 @@ void AddEditCommand(CLI::App& app) {
   auto options = std::make_shared<DocumentOptions>();
   cmd->add_option("FILE", *file, "The document to open (default: a blank animation)");
   AddDocumentOptions(cmd, *options);
+  AddGapOption(cmd, *options);
   cmd->callback([=] {
 #ifdef TESSFX_HAVE_UI
     if (!HaveDisplay()) Fail(ErrorKind::Usage, "no display: set DISPLAY or WAYLAND_DISPLAY (or QT_QPA_PLATFORM)");

@@ -1,11 +1,15 @@
 // tessfx gallery: every effect at its defaults on one frame, as a labelled contact sheet.
 #include <unistd.h>
 
+#include <algorithm>
+#include <climits>
 #include <filesystem>
+#include <optional>
 
 #include "cli/cli.h"
 #include "core/error.h"
 #include "engine/catalogue.h"
+#include "host/embedded/document_io.h"
 #include "host/embedded/settings_store.h"
 #include "media/contact_sheet.h"
 #include "media/file_util.h"
@@ -18,7 +22,9 @@ namespace {
 struct GalleryCommand {
   std::string output;
   std::string input;
-  int32_t frame = -1;  // default: the built-in scene's frame 12, an input's frame 0
+  // Default: the built-in scene's frame 12, an input's first frame. An input's frames go by
+  // its own numbers (a sequence's file numbers), the scene's by index.
+  std::optional<int64_t> frame;
   std::string size = "240x135";
   int32_t columns = 8;
 };
@@ -44,10 +50,19 @@ void Run(const GalleryCommand& c) {
   GalleryOptions options;
   std::tie(options.cell_width, options.cell_height) = ParseSize(c.size);
   options.input = c.input;
-  if (c.frame >= 0)
-    options.frame = c.frame;
-  else if (!c.input.empty())
-    options.frame = 0;
+  int64_t number = 0;
+  if (!c.input.empty()) {
+    const DocumentInfo info = ProbeDocument(c.input);
+    const int64_t base = info.FrameNumberBase();
+    number = c.frame.value_or(base);
+    if (number < base || number >= base + info.frames)
+      Fail(ErrorKind::Usage, "--frame " + std::to_string(number) + " is outside " + std::to_string(base) + ".." +
+                                 std::to_string(base + info.frames - 1));
+    options.frame = static_cast<int32_t>(number - base);
+  } else {
+    if (c.frame) options.frame = static_cast<int32_t>(std::clamp<int64_t>(*c.frame, -1, INT32_MAX));
+    number = options.frame;
+  }
   ScratchFolder scratch;
   options.scratch_folder = scratch.path;
   const std::vector<GalleryEntry> entries = RenderGallery(options);
@@ -58,7 +73,7 @@ void Run(const GalleryCommand& c) {
     SheetCell cell{{e.picture[0].view(), e.picture[1].view(), e.picture[2].view()}, "", "", false};
     if (!e.effect) {
       cell.title = c.input.empty() ? "(the test frame)" : "(the input frame)";
-      cell.note = "frame " + std::to_string(options.frame);
+      cell.note = "frame " + std::to_string(number);
     } else {
       cell.title = std::string(e.effect->name);
       cell.note = std::string(e.effect->category);
@@ -87,7 +102,9 @@ void AddGalleryCommand(CLI::App& app) {
   auto c = std::make_shared<GalleryCommand>();
   cmd->add_option("OUTPUT", c->output, "The sheet: an image file (.png, .jpg, .tif, ...)")->required();
   cmd->add_option("--input", c->input, "Animation, sequence or image to use instead of the built-in test scene");
-  cmd->add_option("--frame", c->frame, "Frame of the input (default: 0; of the built-in scene: 12)");
+  cmd->add_option("--frame", c->frame,
+                  "Frame of the input, by its number: a sequence's file number, a .tsa's index from 0 (default: its "
+                  "first; of the built-in scene: 12)");
   cmd->add_option("--size", c->size, "Size of each picture on the sheet, WxH; the built-in scene is made at this size")
       ->capture_default_str();
   cmd->add_option("--columns", c->columns, "Pictures per row")->capture_default_str();

@@ -21,7 +21,7 @@ void ListLeftBehind(const std::string& folder) {
   for (const StoreDescription& d : FindLeftBehindStores(folder)) {
     ++count;
     Say(d.store_path + ": " + std::to_string(d.width) + "x" + std::to_string(d.height) + ", " +
-        std::to_string(d.frames) + " frames, " + (d.source.empty() ? "new animation" : "from " + d.source) +
+        std::to_string(d.frames) + (d.frames == 1 ? " frame, " : " frames, ") + (d.source.empty() ? "new animation" : "from " + d.source) +
         ", process " + std::to_string(d.pid) + " (ended), created " + d.created + ", " + DiskUsage(d.store_path));
   }
   if (count == 0) Say("no frame stores left behind in " + folder);
@@ -55,7 +55,7 @@ void AddRecoverCommand(CLI::App& app) {
       host->RecoverStore(*store);
       host->SaveDocument(*out, *first);
       Say("wrote " + *out + ": " + std::to_string(d.width) + "x" + std::to_string(d.height) + ", " +
-          std::to_string(d.frames) + " frames recovered from " + d.store_path);
+          std::to_string(d.frames) + (d.frames == 1 ? " frame" : " frames") + " recovered from " + d.store_path);
     }
     if (*discard) {
       DiscardStore(d);

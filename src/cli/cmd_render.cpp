@@ -1,20 +1,26 @@
 // tessfx render, undo and keys: rendering an effect with key frames over an animation,
 // undoing the last render, and printing the per-frame values that keys give.
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdio>
+#include <filesystem>
+#include <fstream>
 #include <iostream>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <tbb/global_control.h>
 
 #include "cli/cli.h"
+#include "cli/output.h"
+#include "cli/progress.h"
 #include "cli/session.h"
 #include "cli/slider_values.h"
 #include "media/file_util.h"
 #include "media/sequence.h"
 #include "core/error.h"
 #include "engine/catalogue.h"
+#include "host/embedded/settings_store.h"
 #include "host/image_state.h"
 #include "render/editor.h"
 #include "render/project.h"
@@ -31,16 +37,18 @@ int32_t WholeNumber(std::string_view text, const std::string& what) {
   return v;
 }
 
-// "F:V1,V2,...": go to frame F, set the sliders, set a key (replacing one at F).
-void SetKey(Editor& editor, const std::string& key_text) {
+// "F:V1,V2,...": go to frame F (in the document's frame numbers, the first being
+// `number_base`), set the sliders, set a key (replacing one at F).
+void SetKey(Editor& editor, const std::string& key_text, int64_t number_base) {
   const std::string what = "--key " + key_text;
   const size_t colon = key_text.find(':');
   if (colon == std::string::npos) Fail(ErrorKind::Usage, what + ": expected FRAME:VALUE,VALUE,...");
-  const int32_t frame = WholeNumber(std::string_view(key_text).substr(0, colon), what);
+  const int64_t number = WholeNumber(std::string_view(key_text).substr(0, colon), what);
   const int32_t total = editor.host().tes_GetTotalFrames();
-  if (frame < 0 || frame >= total)
-    Fail(ErrorKind::Usage, what + ": frame " + std::to_string(frame) + " is outside the animation (frames 0.." +
-                               std::to_string(total - 1) + ")");
+  if (number < number_base || number >= number_base + total)
+    Fail(ErrorKind::Usage, what + ": frame " + std::to_string(number) + " is outside the animation (frames " +
+                               std::to_string(number_base) + ".." + std::to_string(number_base + total - 1) + ")");
+  const auto frame = static_cast<int32_t>(number - number_base);
   editor.host().Tes_GotoFrame(frame);
   SetSliderValues(editor.panel(), ParseSliderValues(std::string_view(key_text).substr(colon + 1), what), what);
   editor.kv_button1_Click();
@@ -68,8 +76,9 @@ void AddEffectOptions(CLI::App* cmd, EffectOptions& o, bool with_values) {
   }
 }
 
-// Selects the effect and sets sliders and keys from the options (or the project).
-void SetUpEffect(Editor& editor, const EffectOptions& o, bool need_routine) {
+// Selects the effect and sets sliders and keys from the options (or the project). Key
+// frames are given in the document's frame numbers, from `number_base`.
+void SetUpEffect(Editor& editor, const EffectOptions& o, bool need_routine, int64_t number_base) {
   if (!o.project.empty()) {
     const Project p = ReadProjectFile(o.project);
     if (need_routine && !EffectNamedByUser(p.effect).implemented())
@@ -88,7 +97,7 @@ void SetUpEffect(Editor& editor, const EffectOptions& o, bool need_routine) {
   SetSliderValues(panel, ParseSliderValues(o.values, "--values"), "--values");
   editor.keys().SetSplineMode(o.spline);
   // Each key moves the sliders to its values, as setting keys in the window does.
-  for (const std::string& k : o.keys) SetKey(editor, k);
+  for (const std::string& k : o.keys) SetKey(editor, k, number_base);
 }
 
 std::string Plural(int64_t n, const char* word) { return std::to_string(n) + " " + word + (n == 1 ? "" : "s"); }
@@ -107,96 +116,267 @@ nlohmann::json JsonFloat(float v) {
   return nlohmann::json::parse(FloatText(v));
 }
 
+struct RenderOptions {
+  std::string input, frames, swap, sequence;
+  EffectOptions effect;
+  DocumentOptions document;
+  OutputOptions output;
+  bool undo = false;
+  int threads = 0;
+};
+
+// The file a frame is read from, for verbose lines.
+std::string SourceOf(const DocumentInfo& info, int32_t frame) {
+  if (static_cast<size_t>(frame) < info.files.size() && info.kind != DocumentKind::Animation)
+    return info.files[static_cast<size_t>(frame)];
+  return info.first_file + " frame " + std::to_string(frame);
+}
+
+// Reads the frames into the host's store before the work starts, so that a bad file shows
+// before anything is rendered; Ctrl-C stops it with nothing written.
+void LoadPhase(EmbeddedHost& host, const std::vector<int32_t>& frames, Progress& progress,
+               const InterruptGuard& interrupt) {
+  const DocumentInfo& info = host.document_info();
+  const int64_t base = info.FrameNumberBase();
+  progress.Begin("loading", static_cast<int64_t>(frames.size()));
+  for (int32_t f : frames) {
+    if (interrupt.interrupted()) throw ExitStatus{130, "interrupted while loading; nothing written"};
+    host.LoadFrame(f);
+    progress.Step(base + f, "read " + SourceOf(info, f));
+  }
+  progress.End();
+}
+
+// Writes `frames` of the host's document as the plan says. A first Ctrl-C does not stop it:
+// the frames are rendered, and the files are put in place together at the end.
+void SavePhase(EmbeddedHost& host, const OutputPlan& plan, const std::vector<int32_t>& frames, Progress& progress,
+               const InterruptGuard& interrupt) {
+  const int64_t base = host.document_info().FrameNumberBase();
+  EmbeddedHost::SaveOptions save;
+  save.first_number = plan.first_number;
+  save.frames = frames;
+  save.image = plan.image;
+  bool noted = interrupt.interrupted();
+  save.on_frame = [&](int32_t f, const std::string& file) {
+    progress.Step(base + f, "wrote " + file);
+    if (!noted && interrupt.interrupted()) {
+      noted = true;
+      progress.Note("tessfx: writing the frames rendered before stopping (a second Ctrl-C ends at once)");
+    }
+  };
+  progress.Begin("saving", static_cast<int64_t>(frames.size()));
+  host.SaveDocument(plan.path, save);
+  progress.End();
+}
+
+std::string SkippedNote(const OutputPlan& plan, int64_t base) {
+  if (plan.skipped.empty()) return "";
+  return "; " + Plural(static_cast<int64_t>(plan.skipped.size()), "frame") + " skipped, their files exist (" +
+         FrameNumbersText(plan.skipped, base) + ")";
+}
+
+// Where the render's undo file is, and how the frames it records are numbered in the
+// output: the undo of a render that wrote some files of a sequence, or renumbered them,
+// needs to know which file the recorded frame 0 is.
+std::string UndoNumberingPath(const std::string& undo_path) { return undo_path + ".json"; }
+
+void WriteUndoNumbering(const std::string& undo_path, const OutputPlan& plan, int32_t total, const RenderSummary& r) {
+  nlohmann::json j = {{"document", plan.path}, {"first_number", plan.first_number}, {"frames", total},
+                      {"first", r.first},      {"last", r.last},                    {"step", r.step}};
+  AtomicOutputFile out(UndoNumberingPath(undo_path));
+  const std::string text = j.dump() + "\n";
+  out.Append(text.data(), text.size());
+  out.Commit();
+}
+
+// The numbering a render left for `document`, when its undo file is the one recorded then.
+std::optional<OpenOptions::Span> ReadUndoNumbering(const std::string& undo_path, const std::string& document,
+                                                    const UndoHeader& h) {
+  std::ifstream in(UndoNumberingPath(undo_path));
+  if (!in) return std::nullopt;
+  try {
+    const nlohmann::json j = nlohmann::json::parse(in);
+    std::error_code ec;
+    const bool same_document = std::filesystem::weakly_canonical(j.at("document").get<std::string>(), ec) ==
+                               std::filesystem::weakly_canonical(document, ec);
+    if (!same_document || j.at("first").get<int32_t>() != h.first || j.at("last").get<int32_t>() != h.last ||
+        j.at("step").get<int32_t>() != h.step)
+      return std::nullopt;
+    return OpenOptions::Span{j.at("first_number").get<int64_t>(), j.at("frames").get<int32_t>()};
+  } catch (const std::exception&) {
+    return std::nullopt;  // not ours, or damaged: the document's own numbering holds
+  }
+}
+
+void Render(const RenderOptions& o) {
+  std::optional<tbb::global_control> threads;
+  if (o.threads > 0) threads.emplace(tbb::global_control::max_allowed_parallelism, static_cast<size_t>(o.threads));
+  // Checks first: the input's headers, the frames asked for, the output. Nothing is read or
+  // rendered until all of them hold.
+  std::shared_ptr<EmbeddedHost> host = OpenHost(o.input, o.document);
+  const DocumentInfo& info = host->document_info();
+  const int32_t total = host->tes_GetTotalFrames();
+  const int64_t base = info.FrameNumberBase();
+  FrameSelection chosen = o.frames.empty() ? FrameSelection::All(total) : FrameSelection::Parse(o.frames, total, base);
+  const OutputPlan plan = PlanOutput(o.output, info, chosen, AnimationOutput::Whole);
+  for (int32_t f : plan.skipped) chosen.Remove(f);
+  const bool quiet = o.output.quiet;
+  if (chosen.Count() == 0) {
+    if (!quiet) Say("nothing to render: the files of all " + Plural(static_cast<int64_t>(plan.skipped.size()), "frame") +
+                    " exist in " + plan.path);
+    return;
+  }
+
+  host->Tes_GotoFrame(chosen.First());  // the editor starts on a frame it renders
+  Session s(host, o.document.alpha_bits);
+  Editor& editor = *s.editor;
+  editor.panel().Check1 = o.undo ? 1 : 0;
+  SetUpEffect(editor, o.effect, true, base);
+  if (!o.swap.empty()) {
+    if (LowerExtension(o.swap) == ".tsa") {
+      ExternalAnimation& swap = editor.image().external_swap;
+      if (swap.OpenAnimationFile(o.swap, [](const std::string&) {}) != 0)
+        Fail(ErrorKind::BadData, "--swap " + o.swap + ": not a Tessaline animation");
+      swap.set_active(true);
+    } else {
+      host->LoadSwapImage(o.swap);
+    }
+  }
+  if (!o.sequence.empty()) {
+    if (!FileExists(o.sequence)) Fail(ErrorKind::NoInput, "--sequence " + o.sequence + ": no such file");
+    editor.sequence = SequenceFromFirstFile(o.sequence);
+  }
+
+  InterruptGuard interrupt;
+  Progress progress(o.output.verbosity());
+  // Recording undo visits every frame of the walk; otherwise only the chosen ones are read.
+  std::vector<int32_t> touched = chosen.Frames();
+  if (o.undo) {
+    touched.clear();
+    for (int32_t f = chosen.First(); f <= chosen.Last(); ++f) touched.push_back(f);
+  }
+  LoadPhase(*host, touched, progress, interrupt);
+
+  RenderPhase phase(progress, *host, base, interrupt);
+  progress.Begin("rendering", chosen.Count());
+  const RenderSummary r = editor.kv_button3_Click(phase, &chosen);
+  progress.End();
+  const std::string undo_path = editor.undo().Path();
+  if (r.recorded) WriteUndoNumbering(undo_path, plan, total, r);
+  const std::string undo_note = r.recorded ? "; undo file " + undo_path : "";
+
+  OutputPlan done = plan;
+  done.frames = phase.rendered();
+  std::sort(done.frames.begin(), done.frames.end());
+  if (r.cancelled && done.frames.empty())
+    throw ExitStatus{130, "interrupted before the first frame; nothing written" + undo_note};
+  // A sequence or image gets the frames rendered; a .tsa is the whole animation.
+  SavePhase(*host, plan, plan.kind == DocumentKind::Animation ? plan.frames : done.frames, progress, interrupt);
+
+  const std::string count = std::to_string(r.frames_rendered) + " of " + Plural(chosen.Count(), "frame");
+  if (r.cancelled)
+    throw ExitStatus{130, "interrupted after " + count + "; " + plan.path + " holds " + WrittenText(done, base) +
+                              (plan.kind == DocumentKind::Animation ? " rendered, the others as they were"
+                                                                    : " (run again with -n to render the rest)") +
+                              undo_note};
+  if (!quiet)
+    Say("wrote " + plan.path + ": " + Plural(r.frames_rendered, "frame") + " rendered with \"" +
+        editor.panel().EffectName() + "\" (" + WrittenText(done, base) + ")" + SkippedNote(plan, base) + undo_note);
+}
+
+struct UndoOptions {
+  std::string document;
+  DocumentOptions open;
+  OutputOptions output;
+};
+
+void Undo(const UndoOptions& o) {
+  const std::string path = JoinPath(DefaultTempDir(), kUndoFileName);
+  // Checked here first: the undo itself deletes the file after a mismatch.
+  const std::optional<UndoHeader> h = UndoBuffer::ReadHeader(path);
+  if (!h)
+    Fail(ErrorKind::NoInput, "There is nothing to undo: no undo file " + path + " (render with --undo to make one)");
+  std::shared_ptr<EmbeddedHost> host = MakeHost();
+  const auto span = ReadUndoNumbering(path, o.document, *h);
+  if (span && ParseSequencePattern(o.document)) {
+    OpenOptions numbered;
+    numbered.on_demand = true;
+    numbered.span = span;
+    host->OpenDocument(o.document, numbered);
+  } else {
+    OpenDocumentWithOptions(*host, o.document, o.open);
+  }
+  const DocumentInfo& info = host->document_info();
+  const int32_t w = host->Tes_BufferWidth(), ht = host->Tes_BufferHeight(), total = host->tes_GetTotalFrames();
+  if (h->width != w || h->height != ht)
+    Fail(ErrorKind::BadData, "can't undo: the undo file " + path + " holds " + std::to_string(h->width) + "x" +
+                                 std::to_string(h->height) + " frames, " + o.document + " has " + std::to_string(w) +
+                                 "x" + std::to_string(ht));
+  // The frames the records go back to: the walk the header states, as far as the file holds records.
+  const int64_t record = 3 * static_cast<int64_t>(PlaneBytes(w, ht));
+  std::error_code ec;
+  const auto size = static_cast<int64_t>(std::filesystem::file_size(path, ec));
+  int64_t records = ec ? 0 : std::max<int64_t>(0, (size - kUndoHeaderBytes) / record);
+  FrameSelection restored = FrameSelection::None(total);
+  for (int64_t f = h->first; records > 0 && (h->step >= 0 ? f <= h->last : f >= h->last); f += h->step, --records) {
+    restored.Add(static_cast<int32_t>(std::clamp<int64_t>(f, -1, total)));
+    if (h->step == 0) break;
+  }
+  const OutputPlan plan = PlanOutput(o.output, info, restored, AnimationOutput::Whole);
+
+  if (restored.Count() > 0) host->Tes_GotoFrame(restored.First());  // the editor starts on a frame it restores
+  Session s(host);
+  Editor& editor = *s.editor;
+  editor.panel().Check1 = 1;
+  InterruptGuard interrupt;
+  Progress progress(o.output.verbosity());
+  LoadPhase(*host, restored.Frames(), progress, interrupt);
+  const UndoOutcome u = editor.kv_button12_Click();
+  std::filesystem::remove(UndoNumberingPath(path), ec);
+  SavePhase(*host, plan, plan.frames, progress, interrupt);
+  if (!o.output.quiet)
+    Say("wrote " + plan.path + ": " + Plural(u.frames_restored, "frame") + " restored from " + path + " (frames " +
+        FrameNumbersText(restored.Frames(), info.FrameNumberBase()) + ")" + SkippedNote(plan, info.FrameNumberBase()));
+}
+
 }  // namespace
 
 void AddRenderCommand(CLI::App& app) {
   auto* cmd = app.add_subcommand("render", "Render an effect with key frames over an animation");
-  struct Options {
-    std::string input, output, frames, swap, sequence;
-    EffectOptions effect;
-    DocumentOptions document;
-    bool undo = false;
-    int threads = 0;
-  };
-  auto o = std::make_shared<Options>();
+  auto o = std::make_shared<RenderOptions>();
   cmd->add_option("INPUT", o->input, "Animation to render (.tsa, image sequence or BMP sequence)")->required();
-  cmd->add_option("-o,--output", o->output, "Where the rendered animation goes")->required();
   AddEffectOptions(cmd, o->effect, true);
-  cmd->add_option("--frames", o->frames, "Frames to render: 10-40, 1-100x5, 1,5,10-20 (default all)");
+  cmd->add_option("--frames", o->frames,
+                  "Frames to render, by their numbers: 1001-1040, 1001-1100x5, 1001,1005,1010-1020 (default all)");
   cmd->add_option("--swap", o->swap, "Swap source: an animation (.tsa, frame by frame) or an image");
   cmd->add_option("--sequence", o->sequence, "First BMP file of the sequence the sequence effects read");
   AddDocumentOptions(cmd, o->document);
+  AddGapOption(cmd, o->document);
   cmd->add_flag("--undo", o->undo, "Record the overwritten frames in the undo file");
   cmd->add_option("--threads", o->threads, "Worker threads (default: all cores)")->check(CLI::Range(1, 1024));
+  AddOutputOptions(cmd, o->output, true);
   cmd->footer(
-      "With --frames, the render walks from the lowest to the highest chosen frame (backwards for \"Ghost\"); "
-      "frames not chosen are left as they were. With --undo, the undo file states that walk and records every "
-      "frame in it, so `tessfx undo` puts each frame back in its place.");
-  cmd->callback([o] {
-    std::optional<tbb::global_control> threads;
-    if (o->threads > 0) threads.emplace(tbb::global_control::max_allowed_parallelism, static_cast<size_t>(o->threads));
-    Session s(OpenHost(o->input, o->document), o->document.alpha_bits);
-    CheckWholeAnimationOutput(o->output, s.host->tes_GetTotalFrames());
-    Editor& editor = *s.editor;
-    editor.panel().Check1 = o->undo ? 1 : 0;
-    SetUpEffect(editor, o->effect, true);
-    if (!o->swap.empty()) {
-      if (LowerExtension(o->swap) == ".tsa") {
-        ExternalAnimation& swap = editor.image().external_swap;
-        if (swap.OpenAnimationFile(o->swap, [](const std::string&) {}) != 0)
-          Fail(ErrorKind::BadData, "--swap " + o->swap + ": not a Tessaline animation");
-        swap.set_active(true);
-      } else {
-        s.host->LoadSwapImage(o->swap);
-      }
-    }
-    if (!o->sequence.empty()) {
-      if (!FileExists(o->sequence)) Fail(ErrorKind::NoInput, "--sequence " + o->sequence + ": no such file");
-      editor.sequence = SequenceFromFirstFile(o->sequence);
-    }
-    const int32_t total = editor.host().tes_GetTotalFrames();
-    std::optional<FrameSelection> selection;
-    if (!o->frames.empty()) selection = FrameSelection::Parse(o->frames, total);
-
-    InterruptGuard interrupt;
-    ConsoleProgress progress(selection ? selection->Count() : total, interrupt);
-    const RenderSummary r = editor.kv_button3_Click(progress, selection ? &*selection : nullptr);
-    s.host->SaveDocument(o->output);
-    const std::string undo_note = r.recorded ? "; undo file " + editor.undo().Path() : "";
-    if (r.cancelled)
-      throw ExitStatus{130, "interrupted after " + Plural(r.frames_rendered, "frame") + "; " + o->output +
-                                " holds them" + undo_note};
-    Say("wrote " + o->output + ": " + Plural(r.frames_rendered, "frame") + " rendered with \"" +
-        editor.panel().EffectName() + "\"" + undo_note);
-  });
+      "Frames go by the files' own numbers in an image sequence (shot.1001.png is frame 1001; --frames and --key "
+      "use them), and by their index from 0 in a .tsa. An image sequence output gets exactly the frames rendered, "
+      "numbered as the input's unless --first says otherwise, so that renders of separate ranges fill one "
+      "sequence; a .tsa output is the whole animation with the chosen frames rendered. "
+      "The output is checked before anything is read: its folder must exist, and replacing the input's files "
+      "needs --in-place. With --frames, the render walks from the lowest to the highest chosen frame (backwards "
+      "for \"Ghost\"). With --undo, the undo file states that walk and records every frame in it, so `tessfx "
+      "undo` puts each frame back in its place. Ctrl-C stops after the current frame and writes the frames "
+      "rendered so far (exit 130); -n then renders the rest.");
+  cmd->callback([o] { Render(*o); });
 }
 
 void AddUndoCommand(CLI::App& app) {
   auto* cmd = app.add_subcommand("undo", "Put back the frames that the last render with --undo overwrote");
-  auto in = std::make_shared<std::string>();
-  auto out = std::make_shared<std::string>();
-  cmd->add_option("DOCUMENT", *in, "The rendered animation (.tsa)")->required();
-  cmd->add_option("-o,--output", *out, "Where the restored animation goes")->required();
-  cmd->callback([in, out] {
-    Session s(OpenHost(*in));
-    CheckWholeAnimationOutput(*out, s.host->tes_GetTotalFrames());
-    Editor& editor = *s.editor;
-    editor.panel().Check1 = 1;
-    // Checked here first: the undo itself deletes the file after a mismatch.
-    const std::string path = editor.undo().Path();
-    const std::optional<UndoHeader> h = UndoBuffer::ReadHeader(path);
-    if (!h)
-      Fail(ErrorKind::NoInput, "There is nothing to undo: no undo file " + path +
-                                   " (render with --undo to make one)");
-    const int32_t w = editor.host().Tes_BufferWidth(), ht = editor.host().Tes_BufferHeight();
-    if (h->width != w || h->height != ht)
-      Fail(ErrorKind::BadData, "can't undo: the undo file " + path + " holds " + std::to_string(h->width) + "x" +
-                                   std::to_string(h->height) + " frames, " + *in + " has " + std::to_string(w) + "x" +
-                                   std::to_string(ht));
-    const UndoOutcome u = editor.kv_button12_Click();
-    s.host->SaveDocument(*out);
-    Say("wrote " + *out + ": " + Plural(u.frames_restored, "frame") + " restored from " + path);
-  });
+  auto o = std::make_shared<UndoOptions>();
+  cmd->add_option("DOCUMENT", o->document, "The rendered animation or sequence")->required();
+  AddOutputOptions(cmd, o->output, true);
+  AddGapOption(cmd, o->open);
+  cmd->footer("An image sequence output gets the frames put back, numbered as the render numbered them; a .tsa "
+              "the whole animation.");
+  cmd->callback([o] { Undo(*o); });
 }
 
 void AddKeysCommand(CLI::App& app) {
@@ -225,9 +405,9 @@ void AddKeysCommand(CLI::App& app) {
         h.SetVisible(true);
       }
       editor.keys().SetSplineMode(o->effect.spline);
-      for (const std::string& k : o->effect.keys) SetKey(editor, k);
+      for (const std::string& k : o->effect.keys) SetKey(editor, k, 0);
     } else {
-      SetUpEffect(editor, o->effect, false);
+      SetUpEffect(editor, o->effect, false, 0);
     }
     KeyChannels& keys = editor.keys();
     keys.FillArray();

@@ -33,20 +33,24 @@ void AddDocumentOptions(CLI::App* cmd, DocumentOptions& options) {
       ->capture_default_str();
 }
 
-void OpenDocumentWithOptions(EmbeddedHost& host, const std::string& path, const DocumentOptions& options) {
-  if (LowerExtension(path) == ".bmp")
-    ReadBmpSequenceIntoHost(host, path, options.bmp_size);
-  else
-    host.OpenDocument(path);
-  if (!options.alpha_mask.empty()) host.LoadAlphaMask(options.alpha_mask);
-  host.set_alpha_bits(options.alpha_bits);
+void AddGapOption(CLI::App* cmd, DocumentOptions& options) {
+  cmd->add_flag("--allow-gaps", options.allow_gaps,
+                "Accept a sequence with missing files, repeating the frame before each gap");
 }
 
-void CheckWholeAnimationOutput(const std::string& output, int32_t frames) {
-  if (frames <= 1 || OutputKind(output) != DocumentKind::Image) return;
-  Fail(ErrorKind::Usage, output + " is a single image, but the animation has " + std::to_string(frames) +
-                             " frames: write an image sequence such as " + SequenceTargetFor(output).pattern +
-                             ", or a .tsa");
+void OpenDocumentWithOptions(EmbeddedHost& host, const std::string& path, const DocumentOptions& options,
+                             bool on_demand) {
+  if (LowerExtension(path) == ".bmp") {
+    ReadBmpSequenceIntoHost(host, path, options.bmp_size);
+  } else {
+    OpenOptions open;
+    open.allow_gaps = options.allow_gaps;
+    open.gap_advice = "--allow-gaps repeats the frame before each gap";
+    open.on_demand = on_demand;
+    host.OpenDocument(path, open);
+  }
+  if (!options.alpha_mask.empty()) host.LoadAlphaMask(options.alpha_mask);
+  host.set_alpha_bits(options.alpha_bits);
 }
 
 }  // namespace tessfx::cli

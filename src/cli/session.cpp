@@ -40,35 +40,6 @@ bool InterruptGuard::interrupted() const { return g_interrupted.load(); }
 
 void ConsoleWindow::MessageBox(const std::string& text) { std::cerr << "tessfx: " << text << "\n"; }
 
-ConsoleProgress::ConsoleProgress(int32_t frames, const InterruptGuard& interrupt)
-    : frames_(frames), interrupt_(interrupt), tty_(::isatty(STDOUT_FILENO) == 1),
-      start_(std::chrono::steady_clock::now()) {}
-
-void ConsoleProgress::DisplayBar(double) {
-  ++done_;
-  if (!tty_) {
-    std::cout << label_ << "\n" << std::flush;
-    return;
-  }
-  const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count();
-  const double fps = seconds > 0 ? done_ / seconds : 0.0;
-  const int left = fps > 0 ? static_cast<int>(std::lround((frames_ - done_) / fps)) : 0;
-  constexpr int kWidth = 30;
-  const int filled = frames_ > 0 ? static_cast<int>(int64_t{kWidth} * done_ / frames_) : kWidth;
-  char line[160];
-  std::snprintf(line, sizeof line, "\r[%s%s] %d/%d  frame %s  %.1f fps  %d:%02d left ",
-                std::string(static_cast<size_t>(filled), '#').c_str(),
-                std::string(static_cast<size_t>(kWidth - filled), '.').c_str(), done_, frames_,
-                label_.substr(0, label_.find(' ')).c_str(), fps, left / 60, left % 60);
-  std::cout << line << std::flush;
-  drawn_ = true;
-}
-
-void ConsoleProgress::Close() {
-  if (drawn_) std::cout << "\n" << std::flush;
-  drawn_ = false;
-}
-
 Session::Session(std::shared_ptr<EmbeddedHost> h, int32_t alpha_bits) : host(std::move(h)) {
   host->set_alpha_bits(alpha_bits);
   HostRegistry registry;

@@ -1,10 +1,9 @@
 #pragma once
 // The editor as the command line drives it: an embedded host holding one document, an
-// editor over it, a window that prints messages, a progress bar on the terminal, and
-// Ctrl-C stopping a render between frames.
+// editor over it, a window that prints messages, and Ctrl-C stopping a render between
+// frames (progress.h shows how far it got).
 #include <signal.h>
 
-#include <chrono>
 #include <memory>
 #include <optional>
 #include <string>
@@ -42,27 +41,6 @@ class ConsoleWindow final : public EditorWindow {
   void DrawTimeline() override {}
 };
 
-// A bar with frames per second and time left on a terminal, one line per frame otherwise.
-class ConsoleProgress final : public RenderProgress {
- public:
-  ConsoleProgress(int32_t frames, const InterruptGuard& interrupt);
-
-  void SetLabel(const std::string& text) override { label_ = text; }
-  void Yield() override {}
-  bool Cancelled() override { return interrupt_.interrupted(); }
-  void DisplayBar(double) override;
-  void Close() override;
-
- private:
-  int32_t frames_;
-  const InterruptGuard& interrupt_;
-  bool tty_;
-  std::chrono::steady_clock::time_point start_;
-  std::string label_;
-  int32_t done_ = 0;
-  bool drawn_ = false;
-};
-
 // An editor over an embedded host holding one document.
 struct Session {
   explicit Session(std::shared_ptr<EmbeddedHost> h, int32_t alpha_bits = 0);
@@ -73,7 +51,7 @@ struct Session {
   std::unique_ptr<Editor> editor;
 };
 
-// A host with the document at `path` open.
+// A host with the document at `path` open, its frames read on demand.
 std::shared_ptr<EmbeddedHost> OpenHost(const std::string& path, const DocumentOptions& options = {});
 
 }  // namespace tessfx::cli

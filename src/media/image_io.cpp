@@ -6,12 +6,14 @@
 #include <OpenImageIO/imageio.h>
 #include <algorithm>
 #include <cerrno>
+#include <charconv>
 #include <cstring>
 #include <filesystem>
 #include <random>
 
 #include "core/convert.h"
 #include "core/error.h"
+#include "core/number_ranges.h"
 #include "media/file_util.h"
 #include "media/test_patterns.h"
 
@@ -231,31 +233,55 @@ SequenceTarget SequenceTargetFor(const std::string& path) {
   return {folder + name.substr(0, stem_end) + (separated ? "####" : ".####") + name.substr(stem_end), 1};
 }
 
+namespace {
+
+// The numbers of the files in the pattern's folder that match it, ascending.
+std::vector<int64_t> MatchingNumbers(const SequencePattern& pattern, const std::string& path) {
+  const auto [folder, name_prefix] = SplitFolder(pattern.prefix);
+  SequencePattern local = pattern;
+  local.prefix = name_prefix;  // matched against bare file names
+  std::vector<int64_t> numbers;
+  std::error_code ec;
+  fs::directory_iterator it(folder.empty() ? fs::path(".") : fs::path(folder), ec);
+  if (ec)
+    Fail(ErrorKind::NoInput, "cannot open " + path + ": folder " + (folder.empty() ? "." : folder) + ": " + ec.message());
+  for (const auto& entry : it)
+    if (auto n = local.Match(entry.path().filename().string())) numbers.push_back(*n);
+  std::sort(numbers.begin(), numbers.end());
+  return numbers;
+}
+
+// One file per number from numbers.front() to numbers.back(); missing numbers are gaps that
+// name the file before them.
+void FillFrames(ImageFiles& result, const SequencePattern& pattern, const std::vector<int64_t>& numbers,
+                int32_t max_files, const std::string& what) {
+  const int64_t first = numbers.front(), last = numbers.back();
+  if (last - first >= max_files)
+    Fail(ErrorKind::Usage, what + " has more than " + std::to_string(max_files) + " frames (numbers " +
+                               std::to_string(first) + " to " + std::to_string(last) + ")");
+  result.pattern = pattern;
+  result.first_number = first;
+  size_t next = 0;
+  std::string previous;
+  for (int64_t n = first; n <= last; ++n) {
+    if (next < numbers.size() && numbers[next] == n) {
+      previous = pattern.FileName(n);
+      ++next;
+    } else {
+      result.gaps.push_back(n);
+    }
+    result.files.push_back(previous);
+  }
+}
+
+}  // namespace
+
 ImageFiles ResolveImageFiles(const std::string& path, int32_t max_files) {
   ImageFiles result;
-  auto too_many = [&](const std::string& what) {
-    Fail(ErrorKind::Usage, what + " has more than " + std::to_string(max_files) + " frames");
-  };
   if (auto pattern = ParseSequencePattern(path)) {
-    const auto [folder, name_prefix] = SplitFolder(pattern->prefix);
-    SequencePattern local = *pattern;
-    local.prefix = name_prefix;  // matched against bare file names
-    std::vector<int64_t> numbers;
-    std::error_code ec;
-    fs::directory_iterator it(folder.empty() ? fs::path(".") : fs::path(folder), ec);
-    if (ec)
-      Fail(ErrorKind::NoInput, "cannot open " + path + ": folder " + (folder.empty() ? "." : folder) + ": " + ec.message());
-    for (const auto& entry : it) {
-      if (auto n = local.Match(entry.path().filename().string())) numbers.push_back(*n);
-    }
+    const std::vector<int64_t> numbers = MatchingNumbers(*pattern, path);
     if (numbers.empty()) Fail(ErrorKind::NoInput, "cannot open " + path + ": no file matches the pattern");
-    std::sort(numbers.begin(), numbers.end());
-    result.pattern = *pattern;
-    result.first_number = numbers.front();
-    for (size_t i = 0; i < numbers.size() && numbers[i] == numbers.front() + static_cast<int64_t>(i); ++i) {
-      if (static_cast<int32_t>(i) >= max_files) too_many(path);
-      result.files.push_back(pattern->FileName(numbers[i]));
-    }
+    FillFrames(result, *pattern, numbers, max_files, path);
     return result;
   }
   if (!FileExists(path)) {
@@ -263,18 +289,28 @@ ImageFiles ResolveImageFiles(const std::string& path, int32_t max_files) {
     Fail(ErrorKind::NoInput, "cannot open " + path + ": " + (fs::is_directory(path, ec) ? "it is a folder" : "no such file"));
   }
   result.files.push_back(path);
-  // A stem ending in digits names the first file of a sequence when the next number exists.
+  // A stem ending in digits names the first file of a sequence when the next number exists,
+  // or, when the number is padded to three digits or more (no word ends that way), when any
+  // later number does: a missing second file is then a gap, not the end of the sequence.
   const auto numbered = NumberedFile(path);
   if (!numbered) return result;
   const auto& [pattern, first] = *numbered;
-  if (!FileExists(pattern.FileName(first + 1))) return result;
-  result.pattern = pattern;
-  result.first_number = first;
-  for (int64_t n = first + 1; FileExists(pattern.FileName(n)); ++n) {
-    if (static_cast<int32_t>(result.files.size()) >= max_files) too_many(pattern.Text());
-    result.files.push_back(pattern.FileName(n));
-  }
+  const bool next_exists = FileExists(pattern.FileName(first + 1));
+  if (!next_exists && pattern.digits < 3) return result;
+  std::vector<int64_t> numbers = MatchingNumbers(pattern, path);
+  numbers.erase(numbers.begin(), std::lower_bound(numbers.begin(), numbers.end(), first));
+  if (numbers.size() < 2 || numbers.front() != first) return result;
+  result.files.clear();
+  FillFrames(result, pattern, numbers, max_files, pattern.Text());
   return result;
+}
+
+std::string GapText(const SequencePattern& pattern, const std::vector<int64_t>& gaps) {
+  if (gaps.empty()) return {};
+  const std::string first = pattern.FileName(gaps.front());
+  if (gaps.size() == 1) return first + " is missing";
+  return first + " and " + std::to_string(gaps.size() - 1) + " more file" + (gaps.size() == 2 ? " are" : "s are") +
+         " missing (" + NumberRangesText(gaps) + ")";
 }
 
 // ---- reading ----
@@ -301,7 +337,12 @@ bool IsWritableImagePath(const std::string& path) {
 
 ImageInfo ProbeImage(const std::string& path) {
   auto in = OpenInput(path);
-  return CheckLayout(path, *in).info;
+  ImageInfo info = CheckLayout(path, *in).info;
+  const OIIO::ImageSpec& header = in->spec();
+  info.sample_type = header.channelformats.empty() ? std::string(header.format.c_str()) : "mixed";
+  info.bits = header.get_int_attribute("oiio:BitsPerSample", static_cast<int>(header.format.size() * 8));
+  info.colour_space = header.get_string_attribute("oiio:ColorSpace");
+  return info;
 }
 
 ImageInfo ReadImage(const std::string& path, RgbaPlanes& out, const ImageInfo* expect) {
@@ -385,6 +426,79 @@ Plane ReadGreyImage(const std::string& path) {
 
 // ---- writing ----
 
+namespace {
+
+OIIO::TypeDesc StoredType(const std::string& path, SampleType type) {
+  switch (type) {
+    case SampleType::UInt8: return OIIO::TypeDesc::UINT8;
+    case SampleType::UInt16: return OIIO::TypeDesc::UINT16;
+    case SampleType::Half: return OIIO::TypeDesc::HALF;
+    case SampleType::Float: return OIIO::TypeDesc::FLOAT;
+    case SampleType::Default: break;
+  }
+  // Float formats hold 8-bit samples exactly as halves (v / 255 round-trips); .hdr only takes floats.
+  const std::string ext = LowerExtension(path);
+  return ext == ".exr" ? OIIO::TypeDesc::HALF
+         : (ext == ".hdr" || ext == ".rgbe") ? OIIO::TypeDesc::FLOAT
+                                             : OIIO::TypeDesc::UINT8;
+}
+
+void SetWriteAttributes(const std::string& path, OIIO::ImageSpec& layout, const ImageWriteOptions& options) {
+  if (options.quality > 0) layout.attribute("CompressionQuality", options.quality);
+  if (options.compression.empty()) return;
+  const size_t colon = options.compression.find(':');
+  const std::string name = options.compression.substr(0, colon);
+  // The PNG writer takes its deflate level apart from the compression name, which there
+  // names a deflate strategy: "zip:9" means level 9 of the default strategy.
+  if (LowerExtension(path) == ".png") {
+    int level = 0;
+    const char* digits = options.compression.c_str() + (colon == std::string::npos ? options.compression.size() : colon + 1);
+    const char* end = options.compression.c_str() + options.compression.size();
+    if (colon != std::string::npos && std::from_chars(digits, end, level).ptr == end)
+      layout.attribute("png:compressionLevel", level);
+    if (name != "zip") layout.attribute("compression", name);
+    return;
+  }
+  layout.attribute("compression", options.compression);
+}
+
+}  // namespace
+
+std::optional<SampleType> ParseSampleType(std::string_view text) {
+  for (SampleType t : {SampleType::UInt8, SampleType::UInt16, SampleType::Half, SampleType::Float})
+    if (text == SampleTypeName(t)) return t;
+  return std::nullopt;
+}
+
+std::string SampleTypeName(SampleType type) {
+  switch (type) {
+    case SampleType::UInt8: return "uint8";
+    case SampleType::UInt16: return "uint16";
+    case SampleType::Half: return "half";
+    case SampleType::Float: return "float";
+    case SampleType::Default: break;
+  }
+  return "default";
+}
+
+void CheckImageWriteOptions(const std::string& path, const ImageWriteOptions& options, const std::string& scratch_folder) {
+  if (options.sample_type == SampleType::Default) return;
+  auto out = OIIO::ImageOutput::create(path);
+  if (!out) Fail(ErrorKind::Usage, "cannot write " + path + ": no image writer for this file type");
+  const std::string probe = ClaimTempName(JoinPath(scratch_folder, "probe" + LowerExtension(path)));
+  const OIIO::TypeDesc wanted = StoredType(path, options.sample_type);
+  OIIO::ImageSpec layout(1, 1, 3, wanted);
+  SetWriteAttributes(path, layout, options);
+  const bool opened = out->open(probe, layout);
+  const OIIO::TypeDesc stored = out->spec().format;
+  out->close();
+  ::unlink(probe.c_str());
+  if (!opened) Fail(ErrorKind::CantCreate, "cannot write " + path + ": " + Reason(out->geterror()));
+  if (stored != wanted)
+    Fail(ErrorKind::Usage, "cannot write " + path + " with " + SampleTypeName(options.sample_type) + " samples: the " +
+                               out->format_name() + " writer would store " + stored.c_str());
+}
+
 ImageFileWriter::~ImageFileWriter() {
   if (committed_) return;
   for (const auto& p : pending_) ::unlink(p.temp.c_str());
@@ -398,12 +512,8 @@ void ImageFileWriter::Write(const std::string& path, const Plane& r, const Plane
   if (!out) Fail(ErrorKind::Usage, "cannot write " + path + ": no image writer for this file type");
   const bool alpha = a != nullptr && out->supports("alpha");
   const int32_t nch = alpha ? 4 : 3;
-  const std::string ext = LowerExtension(path);
-  // Float formats hold 8-bit samples exactly as halves (v / 255 round-trips); .hdr only takes floats.
-  const OIIO::TypeDesc format = ext == ".exr"                     ? OIIO::TypeDesc::HALF
-                                : (ext == ".hdr" || ext == ".rgbe") ? OIIO::TypeDesc::FLOAT
-                                                                    : OIIO::TypeDesc::UINT8;
-  OIIO::ImageSpec layout(w, h, nch, format);
+  OIIO::ImageSpec layout(w, h, nch, StoredType(path, options_.sample_type));
+  SetWriteAttributes(path, layout, options_);
   if (alpha) {
     layout.alpha_channel = 3;
     layout.attribute("oiio:UnassociatedAlpha", 1);  // colour is not premultiplied; keep it as it is

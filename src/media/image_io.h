@@ -57,23 +57,34 @@ SequenceTarget SequenceTargetFor(const std::string& path);
 
 // The image files an input path stands for, in frame order.
 struct ImageFiles {
+  // One per frame. A frame whose file is missing (a gap) names the file before it, so a
+  // caller that accepts gaps fills them with the previous frame.
   std::vector<std::string> files;
   std::optional<SequencePattern> pattern;  // set for a sequence
   int64_t first_number = 0;                // number of files[0] in a sequence
+  std::vector<int64_t> gaps;               // numbers between the first and the last without a file
 };
 
-// Resolves an input path: a pattern lists the matching files from the lowest number up to
-// the first gap; a file whose stem ends in digits is followed while the next numbers exist;
-// any other file is a single image. At most `max_files` are accepted (a usage Error names
-// the pattern beyond that); no match or a missing file throws NoInput.
+// Resolves an input path: a pattern covers the matching files from the lowest number to the
+// highest. A file whose stem ends in digits starts a sequence when the next number exists,
+// or, for numbers of three or more digits, when any higher number exists; the sequence then
+// runs to the highest number. Any other file is a single image. Numbers missing in between
+// are listed as gaps. At most `max_files` frames are accepted (a usage Error names the
+// pattern beyond that); no match or a missing file throws NoInput.
 ImageFiles ResolveImageFiles(const std::string& path, int32_t max_files);
+
+// "f.0003.png is missing" or "f.0003.png and 4 more files are missing (3,7-10)".
+std::string GapText(const SequencePattern& pattern, const std::vector<int64_t>& gaps);
 
 struct ImageInfo {
   int32_t width = 0;
   int32_t height = 0;
   int32_t channels = 0;
   bool has_alpha = false;
-  std::string format;  // the reader's format name ("png", "openexr", ...)
+  std::string format;        // the reader's format name ("png", "openexr", ...)
+  std::string sample_type;   // as stored: "uint8", "uint16", "half", "float", ...
+  int32_t bits = 0;          // bits per sample as stored (10 for a 10-bit file held in uint16)
+  std::string colour_space;  // as the file states it ("sRGB", "Linear"); empty when it states none
 };
 
 // True when some reader recognises the file (by its contents, not only its extension).
@@ -83,6 +94,23 @@ bool IsWritableImagePath(const std::string& path);
 
 // Header of an image file, checked against the frame limits. Throws an Error naming the file.
 ImageInfo ProbeImage(const std::string& path);
+
+// How frames are written to image files. Defaults keep each format's usual depth: half
+// floats for OpenEXR, floats for Radiance HDR, 8 bits for the others.
+enum class SampleType { Default, UInt8, UInt16, Half, Float };
+struct ImageWriteOptions {
+  SampleType sample_type = SampleType::Default;
+  std::string compression;  // the writer's own names, "zip", "dwaa:45", "lzw"; empty: its default
+  int32_t quality = 0;      // 1..100 for lossy writers; 0: their default
+};
+// "uint8", "uint16", "half", "float"; nullopt for another text.
+std::optional<SampleType> ParseSampleType(std::string_view text);
+std::string SampleTypeName(SampleType type);
+// Refuses, before anything is written, options the writer for `path` cannot honour: a
+// sample type the format does not hold (the writer would store another). The writer is
+// tried on a one-pixel file in `scratch_folder`, which is removed again.
+void CheckImageWriteOptions(const std::string& path, const ImageWriteOptions& options,
+                            const std::string& scratch_folder);
 
 // The four planes of a frame read from an image file, R, G, B, A.
 using RgbaPlanes = std::array<Plane, 4>;
@@ -99,13 +127,13 @@ Plane ReadGreyImage(const std::string& path);
 // all into place on Commit, so a failure part-way leaves no new or damaged file behind.
 class ImageFileWriter {
  public:
-  ImageFileWriter() = default;
+  explicit ImageFileWriter(ImageWriteOptions options = {}) : options_(std::move(options)) {}
   ~ImageFileWriter();  // removes the temporary files unless committed
   ImageFileWriter(const ImageFileWriter&) = delete;
   ImageFileWriter& operator=(const ImageFileWriter&) = delete;
 
   // Writes one frame (planes of one size); `a` is written when non-null and the format
-  // holds alpha. Float formats (EXR) are written as half floats, others as 8 bits.
+  // holds alpha. Samples are stored as the options say (see ImageWriteOptions).
   void Write(const std::string& path, const Plane& r, const Plane& g, const Plane& b, const Plane* a);
   void Commit();
 
@@ -114,6 +142,7 @@ class ImageFileWriter {
     std::string temp, path;
   };
   std::vector<Pending> pending_;
+  ImageWriteOptions options_;
   std::vector<uint8_t> pixels_;  // interleaved scratch, reused between frames
   bool committed_ = false;
 };

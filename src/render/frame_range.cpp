@@ -13,10 +13,10 @@ std::string_view Trim(std::string_view s) {
   return s;
 }
 
-// A whole non-negative number, or -1.
+// A whole non-negative number of at most 12 digits (as file names number frames), or -1.
 int64_t Number(std::string_view s) {
   s = Trim(s);
-  if (s.empty() || s.size() > 9) return -1;
+  if (s.empty() || s.size() > 12) return -1;
   int64_t v = 0;
   auto [end, ec] = std::from_chars(s.data(), s.data() + s.size(), v);
   if (ec != std::errc() || end != s.data() + s.size() || v < 0) return -1;
@@ -25,12 +25,13 @@ int64_t Number(std::string_view s) {
 
 }  // namespace
 
-FrameSelection FrameSelection::Parse(std::string_view text, int32_t total) {
+FrameSelection FrameSelection::Parse(std::string_view text, int32_t total, int64_t first_number) {
   FrameSelection sel;
   sel.text_ = std::string(text);
   sel.frames_.assign(static_cast<size_t>(std::max(total, int32_t{0})), false);
   const std::string quoted = "frame range \"" + sel.text_ + "\": ";
   if (Trim(text).empty()) Fail(ErrorKind::Usage, quoted + "no frames given");
+  const int64_t lowest = first_number, highest = first_number + total - 1;
   size_t start = 0;
   while (start <= text.size()) {
     const size_t comma = text.find(',', start);
@@ -57,20 +58,66 @@ FrameSelection FrameSelection::Parse(std::string_view text, int32_t total) {
       if (b < a) Fail(ErrorKind::Usage, quoted + "\"" + std::string(item) + "\" runs backwards");
     }
     const int64_t top = a + (b - a) / n * n;  // the last frame the entry takes
-    if (top >= total)
-      Fail(ErrorKind::Usage, quoted + "frame " + std::to_string(top) + " is outside the animation (frames 0.." +
-                                 std::to_string(total - 1) + ")");
-    for (int64_t f = a; f <= b; f += n) sel.frames_[static_cast<size_t>(f)] = true;
+    for (int64_t outside : {a, top})
+      if (outside < lowest || outside > highest)
+        Fail(ErrorKind::Usage, quoted + "frame " + std::to_string(outside) + " is outside the animation (frames " +
+                                   std::to_string(lowest) + ".." + std::to_string(highest) + ")");
+    for (int64_t f = a; f <= b; f += n) sel.frames_[static_cast<size_t>(f - first_number)] = true;
   }
-  sel.count_ = 0;
-  sel.first_ = -1;
-  for (int32_t f = 0; f < static_cast<int32_t>(sel.frames_.size()); ++f)
-    if (sel.frames_[static_cast<size_t>(f)]) {
-      if (sel.first_ < 0) sel.first_ = f;
-      sel.last_ = f;
-      ++sel.count_;
-    }
+  sel.Recount();
   return sel;
+}
+
+FrameSelection FrameSelection::All(int32_t total) {
+  FrameSelection sel;
+  sel.frames_.assign(static_cast<size_t>(std::max(total, int32_t{0})), true);
+  sel.Recount();
+  return sel;
+}
+
+FrameSelection FrameSelection::None(int32_t total) {
+  FrameSelection sel;
+  sel.frames_.assign(static_cast<size_t>(std::max(total, int32_t{0})), false);
+  return sel;
+}
+
+void FrameSelection::Add(int32_t frame) {
+  if (frame < 0 || frame >= static_cast<int32_t>(frames_.size()) || frames_[static_cast<size_t>(frame)]) return;
+  frames_[static_cast<size_t>(frame)] = true;
+  ++count_;
+  if (first_ < 0 || frame < first_) first_ = frame;
+  if (frame > last_) last_ = frame;
+}
+
+std::vector<int32_t> FrameSelection::Frames() const {
+  std::vector<int32_t> out;
+  out.reserve(static_cast<size_t>(count_));
+  for (int32_t f = first_; f >= 0 && f <= last_; ++f)
+    if (frames_[static_cast<size_t>(f)]) out.push_back(f);
+  return out;
+}
+
+void FrameSelection::Remove(int32_t frame) {
+  if (!Contains(frame)) return;
+  frames_[static_cast<size_t>(frame)] = false;
+  if (--count_ == 0) {
+    first_ = last_ = -1;
+    return;
+  }
+  // Removing from either end moves that end inwards: frames removed in order cost one pass.
+  while (!frames_[static_cast<size_t>(first_)]) ++first_;
+  while (!frames_[static_cast<size_t>(last_)]) --last_;
+}
+
+void FrameSelection::Recount() {
+  count_ = 0;
+  first_ = last_ = -1;
+  for (int32_t f = 0; f < static_cast<int32_t>(frames_.size()); ++f)
+    if (frames_[static_cast<size_t>(f)]) {
+      if (first_ < 0) first_ = f;
+      last_ = f;
+      ++count_;
+    }
 }
 
 }  // namespace tessfx

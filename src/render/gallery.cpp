@@ -42,7 +42,9 @@ std::shared_ptr<EmbeddedHost> GalleryHost(const GalleryOptions& o) {
     host->NewAnimation(o.cell_width, o.cell_height, kSceneFrames);
     DrawPatternAnimation(*host, Pattern::Scene, 1);
   } else {
-    host->OpenDocument(o.input);
+    OpenOptions on_demand;  // one frame of a long sequence is one file, not the whole sequence in memory
+    on_demand.on_demand = true;
+    host->OpenDocument(o.input, on_demand);
   }
   if (o.frame < 0 || o.frame >= host->tes_GetTotalFrames())
     Fail(ErrorKind::Usage,

@@ -150,6 +150,61 @@ TEST(DocumentFilesTest, BadInputIsRefusedNamingTheFileAndTheDocumentIsKept) {
   EXPECT_FALSE(fs::exists(dir / "out.unknown"));
 }
 
+// Opened on demand, a sequence reads a frame's file when the frame is first used: others
+// may even be damaged. Writes keep the file's other channels, a mask reaches frames read
+// later, and saving some frames writes just those.
+TEST(DocumentFilesTest, OnDemandDocumentsReadOnlyTheFramesUsed) {
+  ScratchFolder dir;
+  auto source = Generated(dir, 14, 9, 5);
+  for (int32_t f = 0; f < 5; ++f) source->WriteFramePlane(f, Channel::A, Plane(14, 9, static_cast<uint8_t>(40 + f)));
+  source->SaveDocument(dir / "in/f.####.png", 101);
+  std::ofstream(dir / "in/f.0104.png") << "damaged";
+
+  EmbeddedHost host(Options(dir));
+  OpenOptions on_demand;
+  on_demand.on_demand = true;
+  host.OpenDocument(dir / "in/f.####.png", on_demand);
+  EXPECT_EQ(host.document_info().FrameNumberBase(), 101);
+  EXPECT_TRUE(host.Tes_GetGFrame(1) == source->Tes_GetGFrame(1));
+  host.Tes_GotoFrame(2);
+  host.tes_setrbuffer(Plane(14, 9, 7));
+  EXPECT_TRUE(host.Tes_GetRBuffer() == Plane(14, 9, 7));
+  EXPECT_TRUE(host.Tes_GetGBuffer() == source->Tes_GetGFrame(2));
+  EXPECT_TRUE(host.Tes_GetaBuffer() == Plane(14, 9, 42));
+  EXPECT_THAT([&] { host.Tes_GetRFrame(3); }, ThrowsMessage<Error>(HasSubstr("f.0104.png")));
+
+  const Plane mask(14, 9, 200);
+  ImageFileWriter writer;
+  writer.Write(dir / "mask.png", mask, mask, mask, nullptr);
+  writer.Commit();
+  host.LoadAlphaMask(dir / "mask.png");
+  for (int32_t f : {2, 4}) {  // one loaded before the mask, one read after it
+    host.Tes_GotoFrame(f);
+    EXPECT_TRUE(host.Tes_GetaBuffer() == mask) << f;
+  }
+
+  EmbeddedHost::SaveOptions some;
+  some.first_number = 101;
+  some.frames = {2, 4};
+  host.SaveDocument(dir / "out/g.####.png", some);
+  EXPECT_EQ(FileCount(dir / "out"), 2u);
+  RgbaPlanes written;
+  ReadImage(dir / "out/g.0103.png", written);
+  EXPECT_TRUE(written[0] == Plane(14, 9, 7));
+  host.SaveDocument(dir / "some.tsa", some);
+  EXPECT_EQ(TsaReader(dir / "some.tsa").header().frames, 2);
+
+  // A gap is refused naming the missing file, or filled with the frame before it.
+  fs::remove(dir / "in/f.0104.png");
+  OpenOptions gaps;
+  gaps.gap_advice = "allow them";
+  EXPECT_THAT([&] { host.OpenDocument(dir / "in/f.####.png", gaps); },
+              ThrowsMessage<Error>(HasSubstr("f.0104.png is missing (allow them)")));
+  gaps.allow_gaps = true;
+  host.OpenDocument(dir / "in/f.####.png", gaps);
+  EXPECT_TRUE(host.Tes_GetRFrame(3) == source->Tes_GetRFrame(2));
+}
+
 TEST(DiskFrameStoreTest, BlanksCostNoDiskTheSidecarDescribesTheDocumentAndBothGoWhenItCloses) {
   ScratchFolder dir;
   std::string store_path;

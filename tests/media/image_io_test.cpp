@@ -72,17 +72,30 @@ TEST(SequencePatternTest, ANamedFileBecomesTheSequenceItStandsFor) {
   }
 }
 
-TEST(ResolveImageFilesTest, PatternsRunFromTheLowestNumberToTheFirstGap) {
+TEST(ResolveImageFilesTest, SequencesRunFromTheLowestNumberToTheHighestAndNameTheirGaps) {
   ScratchFolder dir;
-  for (int n : {3, 4, 5, 7}) std::ofstream(dir / ("f." + std::to_string(1000 + n).substr(1) + ".png")) << "x";
-  const ImageFiles files = ResolveImageFiles(dir / "f.###.png", 100);
-  EXPECT_EQ(files.first_number, 3);
-  EXPECT_THAT(files.files, ::testing::ElementsAre(dir / "f.003.png", dir / "f.004.png", dir / "f.005.png"));
-  // A numbered file without a successor is a single image.
-  const ImageFiles single = ResolveImageFiles(dir / "f.007.png", 100);
-  EXPECT_EQ(single.files.size(), 1u);
-  EXPECT_FALSE(single.pattern);
-  for (auto [path, most, message] : {std::tuple{"f.###.png", 2, "more than 2 frames"},
+  for (int n : {3, 4, 5, 7, 10}) std::ofstream(dir / ("f." + std::to_string(1000 + n).substr(1) + ".png")) << "x";
+  // A gap names the file before it, so that a caller allowing gaps repeats that frame.
+  const std::vector<std::string> frames = {dir / "f.003.png", dir / "f.004.png", dir / "f.005.png", dir / "f.005.png",
+                                           dir / "f.007.png", dir / "f.007.png", dir / "f.007.png", dir / "f.010.png"};
+  // A padded first file is followed past a gap right after it: the missing file is a gap.
+  for (const char* named : {"f.###.png", "f.%03d.png", "f.003.png"}) {
+    const ImageFiles files = ResolveImageFiles(dir / named, 100);
+    EXPECT_EQ(files.first_number, 3) << named;
+    EXPECT_EQ(files.files, frames) << named;
+    EXPECT_EQ(files.gaps, (std::vector<int64_t>{6, 8, 9})) << named;
+    EXPECT_EQ(GapText(*files.pattern, files.gaps), dir / "f.006.png and 2 more files are missing (6,8-9)");
+  }
+  EXPECT_EQ(ResolveImageFiles(dir / "f.005.png", 100).files.size(), 6u);  // from the file named
+  // The last file, and an unpadded number without a successor, are single images.
+  std::ofstream(dir / "g7.png") << "x";
+  std::ofstream(dir / "g9.png") << "x";
+  for (const char* single : {"f.010.png", "g7.png"}) {
+    const ImageFiles files = ResolveImageFiles(dir / single, 100);
+    EXPECT_EQ(files.files.size(), 1u) << single;
+    EXPECT_FALSE(files.pattern) << single;
+  }
+  for (auto [path, most, message] : {std::tuple{"f.###.png", 7, "more than 7 frames (numbers 3 to 10)"},
                                      {"g.####.png", 100, "no file matches"},
                                      {"missing.png", 100, "no such file"}})
     EXPECT_THAT([&] { ResolveImageFiles(dir / path, most); }, ThrowsMessage<Error>(HasSubstr(message)));

@@ -32,8 +32,9 @@ class Cli : public ::testing::Test {
   void SetUp() override { dir = testing::TestFolder("cli"); }
 
   // Runs the program with its output and errors together, its undo file and settings kept in
-  // this test's folder. With `interrupt`, Ctrl-C reaches it once it has printed a line.
-  Result Run(const std::vector<std::string>& args, bool interrupt = false) {
+  // this test's folder. With `interrupt_at`, Ctrl-C reaches it once it has printed a line
+  // holding that text.
+  Result Run(const std::vector<std::string>& args, const std::string& interrupt_at = {}) {
     // The shell prints its process id, which the program takes over.
     std::string cmd = "echo $$; exec env";
     for (const std::string& a : {"TESSFX_TEMP_DIR=" + dir + "/temp", "TESSFX_CONFIG_DIR=" + dir + "/config",
@@ -41,15 +42,19 @@ class Cli : public ::testing::Test {
       (cmd += ' ') += Quote(a);
     for (const std::string& a : args) (cmd += ' ') += Quote(a);
     FILE* p = popen((cmd + " 2>&1").c_str(), "r");
-    // A one-page pipe: a long render's progress lines fill it long before its last frame, so
+    // A one-page pipe: a long render's per-frame lines fill it long before its last frame, so
     // it cannot finish before the interrupt arrives.
     fcntl(fileno(p), F_SETPIPE_SZ, 4096);
     char line[4096];
     const pid_t pid = fgets(line, sizeof line, p) ? std::atoi(line) : 0;
     Result r;
+    bool interrupt = !interrupt_at.empty();
     while (fgets(line, sizeof line, p)) {
       r.output += line;
-      if (std::exchange(interrupt, false) && pid > 0) kill(pid, SIGINT);
+      if (interrupt && std::string_view(line).find(interrupt_at) != std::string_view::npos && pid > 0) {
+        kill(pid, SIGINT);
+        interrupt = false;
+      }
     }
     const int status = pclose(p);
     r.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
@@ -143,12 +148,14 @@ TEST_F(Cli, KeysTable) {
 // with 130 and leaves an undo file that restores the input.
 TEST_F(Cli, InterruptedRenderSavesItsFramesAndCanBeUndone) {
   const std::string in = Black(16, 12, 1000), out = dir + "/out.tsa", back = dir + "/back.tsa";
-  const Result r = Run({"render", in, "-o", out, "--effect", "Color add", "--values=9", "--undo"}, true);
+  const Result r =
+      Run({"render", in, "-o", out, "--effect", "Color add", "--values=9", "--undo", "-v"}, "rendered frame");
   EXPECT_EQ(r.code, 130) << r.output;
   EXPECT_NE(r.output.find("interrupted after"), std::string::npos)
       << r.output.substr(std::max<size_t>(r.output.size(), 300) - 300);
-  // The frames rendered are those whose progress line was printed.
-  const int rendered = static_cast<int>(std::count(r.output.begin(), r.output.end(), '\n')) - 1;
+  // The frames rendered are those whose line was printed.
+  int rendered = 0;
+  for (size_t at = 0; (at = r.output.find("rendered frame ", at)) != std::string::npos; ++at) ++rendered;
   ASSERT_GT(rendered, 0);
   ASSERT_LT(rendered, 1000);
   std::vector<int> red(1000, 0);

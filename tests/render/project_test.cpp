@@ -79,18 +79,36 @@ TEST(Project, BadFilesAreRefusedNamingTheProblem) {
   EXPECT_EQ(rig.editor->panel().EffectName(), "");
 }
 
-TEST(FrameRange, Grammar) {
+TEST(FrameRange, GrammarInTheDocumentsFrameNumbers) {
   const struct {
     const char* text;
-    int32_t total, count, first, last;
-  } cases[] = {{"10-14", 30, 5, 10, 14}, {"1-100x5", 97, 20, 1, 96}, {"1, 5,10-12,5", 20, 5, 1, 12}};
+    int32_t total;
+    int64_t base;  // the number of frame 0
+    int32_t count, first, last;
+  } cases[] = {{"10-14", 30, 0, 5, 10, 14},
+               {"1-100x5", 97, 0, 20, 1, 96},
+               {"1, 5,10-12,5", 20, 0, 5, 1, 12},
+               {"1001-1100x25", 100, 1001, 4, 0, 75},
+               {"1100", 100, 1001, 1, 99, 99}};
   for (const auto& c : cases) {
-    const FrameSelection s = FrameSelection::Parse(c.text, c.total);
+    const FrameSelection s = FrameSelection::Parse(c.text, c.total, c.base);
     EXPECT_EQ(std::vector<int32_t>({s.Count(), s.First(), s.Last()}), std::vector<int32_t>({c.count, c.first, c.last}))
         << c.text;
   }
   for (const char* bad : {"", "5-", "a", "3-1", "1,,2", "1-10x0", "0-30", "-2", "1-5x"})
     EXPECT_THROW(FrameSelection::Parse(bad, 30), Error) << bad;
+  // Numbers below the first frame are outside too, and messages speak in frame numbers.
+  for (const char* outside : {"1000-1002", "1-3", "1101"})
+    EXPECT_NE(ErrorOf([&] { FrameSelection::Parse(outside, 100, 1001); }).find("outside the animation (frames 1001..1100)"),
+              std::string::npos)
+        << outside;
+
+  FrameSelection s = FrameSelection::Parse("3-6", 10);
+  s.Remove(3);
+  s.Remove(6);
+  s.Add(9);
+  EXPECT_EQ(s.Frames(), (std::vector<int32_t>{4, 5, 9}));
+  EXPECT_EQ(std::vector<int32_t>({s.Count(), s.First(), s.Last()}), std::vector<int32_t>({3, 4, 9}));
 }
 
 TEST(Thumb, PixelsAreAreaAveragesRoundedHalfToEven) {

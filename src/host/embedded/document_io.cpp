@@ -1,8 +1,10 @@
 #include "host/embedded/document_io.h"
 
+#include <array>
 #include <filesystem>
 
 #include "core/error.h"
+#include "host/embedded/lazy_frame_store.h"
 #include "media/file_util.h"
 #include "media/image_io.h"
 #include "media/tsa.h"
@@ -23,10 +25,17 @@ DocumentInfo ImagesInfo(const ImageFiles& files, const std::string& path) {
   info.height = first.height;
   info.frames = static_cast<int32_t>(files.files.size());
   info.has_alpha = first.has_alpha;
+  info.channels = first.channels;
+  info.sample_type = first.sample_type;
+  info.bits = first.bits;
+  info.colour_space = first.colour_space;
   info.first_file = files.files.front();
   info.last_file = files.files.back();
   info.save_path = files.pattern && !ParseSequencePattern(path) ? files.pattern->Text() : path;
   if (files.pattern) info.first_number = files.first_number;
+  info.pattern = files.pattern;
+  info.files = files.files;
+  info.gaps = files.gaps;
   return info;
 }
 
@@ -38,6 +47,7 @@ DocumentInfo AnimationInfo(const TsaHeader& h, const std::string& path) {
   info.height = h.height;
   info.frames = h.frames;
   info.first_file = info.last_file = info.save_path = path;
+  info.files = {path};
   return info;
 }
 
@@ -69,29 +79,65 @@ DocumentInfo ProbeDocument(const std::string& path) {
   return ImagesInfo(ResolveImageFiles(path, kMaxFrames), path);
 }
 
-std::unique_ptr<FrameStore> LoadDocument(const std::string& path, const StoreFactory& make_store, DocumentInfo& info) {
+DocumentReader::DocumentReader(const std::string& path, const OpenOptions& options) {
   if (!ParseSequencePattern(path) && IsAnimationFile(path)) {
-    const TsaReader reader(path);  // validates the header and the file size first
-    info = AnimationInfo(reader.header(), path);
-    auto store = make_store(info.width, info.height, info.frames);
-    Plane plane;
-    for (int32_t f = 0; f < info.frames; ++f)
-      for (Channel c : kColour) {
-        reader.ReadPlane(f, c, plane);
-        store->Write(f, c, plane);
-      }
-    // A .tsa carries no alpha: frames keep the store's fully selected alpha.
-    return store;
+    tsa_.emplace(path);  // validates the header and the file size first
+    info_ = AnimationInfo(tsa_->header(), path);
+    return;
   }
-  const ImageFiles files = ResolveImageFiles(path, kMaxFrames);
-  info = ImagesInfo(files, path);
+  info_ = ImagesInfo(ResolveImageFiles(path, kMaxFrames), path);
+  if (options.span && info_.pattern) {
+    const OpenOptions::Span span = *options.span;
+    if (span.frames < 1 || span.frames > kMaxFrames || span.first < 0)
+      Fail(ErrorKind::Usage, "cannot open " + path + ": frames " + std::to_string(span.first) + " and on are not a sequence");
+    info_.files.clear();
+    info_.gaps.clear();
+    for (int64_t n = span.first; n < span.first + span.frames; ++n) {
+      const std::string file = info_.pattern->FileName(n);
+      const bool exists = FileExists(file);
+      info_.files.push_back(exists ? file : std::string());
+      if (!exists) info_.gaps.push_back(n);
+    }
+    info_.kind = DocumentKind::ImageSequence;
+    info_.frames = span.frames;
+    info_.first_number = span.first;
+    info_.first_file = info_.pattern->FileName(span.first);
+    info_.last_file = info_.pattern->FileName(span.first + span.frames - 1);
+    return;
+  }
+  if (!info_.gaps.empty() && !options.allow_gaps)
+    Fail(ErrorKind::NoInput, "cannot open " + path + ": " + GapText(*info_.pattern, info_.gaps) +
+                                 (options.gap_advice.empty() ? "" : " (" + options.gap_advice + ")"));
+}
+
+bool DocumentReader::ReadFrame(int32_t frame, RgbaPlanes& planes) {
+  if (frame < 0 || frame >= info_.frames)
+    Fail(ErrorKind::Usage, "frame " + std::to_string(frame) + " is outside the document (0.." +
+                               std::to_string(info_.frames - 1) + ")");
+  if (tsa_) {
+    for (Channel c : kColour) tsa_->ReadPlane(frame, c, planes[static_cast<size_t>(c)]);
+    return false;  // a .tsa carries no alpha
+  }
+  const std::string& file = info_.files[static_cast<size_t>(frame)];
+  if (file.empty())
+    Fail(ErrorKind::NoInput, "cannot read frame " + std::to_string(info_.FrameNumberBase() + frame) + ": " +
+                                 info_.pattern->FileName(info_.FrameNumberBase() + frame) + " does not exist");
+  const ImageInfo expect{info_.width, info_.height, 0, false, info_.format, {}, 0, {}};
+  return ReadImage(file, planes, &expect).has_alpha;
+}
+
+std::unique_ptr<FrameStore> LoadDocument(const std::string& path, const StoreFactory& make_store, DocumentInfo& info,
+                                         const OpenOptions& options) {
+  auto reader = std::make_unique<DocumentReader>(path, options);
+  info = reader->info();
   auto store = make_store(info.width, info.height, info.frames);
-  const ImageInfo expect{info.width, info.height, 0, false, info.format};
+  if (options.on_demand) return std::make_unique<LazyFrameStore>(std::move(reader), std::move(store));
   RgbaPlanes planes;
   for (int32_t f = 0; f < info.frames; ++f) {
-    const ImageInfo got = ReadImage(files.files[static_cast<size_t>(f)], planes, &expect);
+    const bool alpha = reader->ReadFrame(f, planes);
     for (Channel c : kColour) store->Write(f, c, planes[static_cast<size_t>(c)]);
-    if (got.has_alpha) {
+    // Frames without alpha keep the store's fully selected one.
+    if (alpha) {
       store->Write(f, Channel::A, planes[3]);
       info.has_alpha = true;
     }
@@ -101,28 +147,43 @@ std::unique_ptr<FrameStore> LoadDocument(const std::string& path, const StoreFac
 
 DocumentKind SaveDocumentFile(const FrameStore& store, const std::string& path, const SaveRequest& request) {
   const DocumentKind kind = OutputKind(path);
+  std::vector<int32_t> frames = request.frames;
+  if (frames.empty())
+    for (int32_t f = 0; f < store.frames(); ++f) frames.push_back(f);
+  for (int32_t f : frames)
+    if (f < 0 || f >= store.frames())
+      Fail(ErrorKind::Usage, "cannot save " + path + ": frame " + std::to_string(f) + " does not exist");
   std::array<Plane, 4> planes;
   auto read_frame = [&](int32_t f) {
     for (int c = 0; c < 4; ++c) store.Read(f, static_cast<Channel>(c), planes[static_cast<size_t>(c)]);
   };
+  auto written = [&](int32_t f, const std::string& file) {
+    if (request.on_frame) request.on_frame(f, file);
+  };
   switch (kind) {
     case DocumentKind::Animation: {
-      TsaWriter writer(path, store.width(), store.height(), store.frames());
+      TsaWriter writer(path, store.width(), store.height(), static_cast<int32_t>(frames.size()));
       Plane plane;
-      for (int32_t f = 0; f < store.frames(); ++f)
+      for (size_t i = 0; i < frames.size(); ++i) {
         for (Channel c : kColour) {
-          store.Read(f, c, plane);
-          writer.WritePlane(f, c, plane);
+          store.Read(frames[i], c, plane);
+          writer.WritePlane(static_cast<int32_t>(i), c, plane);
         }
+        written(frames[i], path);
+      }
       writer.Commit();
       break;
     }
     case DocumentKind::Image: {
-      if (request.current_frame < 0 || request.current_frame >= store.frames())
-        Fail(ErrorKind::Usage, "cannot save " + path + ": frame " + std::to_string(request.current_frame) + " does not exist");
-      ImageFileWriter writer;
-      read_frame(request.current_frame);
+      if (request.frames.size() > 1)
+        Fail(ErrorKind::Usage, "cannot save " + path + ": one image holds one frame, not " + std::to_string(frames.size()));
+      const int32_t f = request.frames.empty() ? request.current_frame : request.frames.front();
+      if (f < 0 || f >= store.frames())
+        Fail(ErrorKind::Usage, "cannot save " + path + ": frame " + std::to_string(f) + " does not exist");
+      ImageFileWriter writer(request.image);
+      read_frame(f);
       writer.Write(path, planes[0], planes[1], planes[2], request.with_alpha ? &planes[3] : nullptr);
+      written(f, path);
       writer.Commit();
       break;
     }
@@ -138,11 +199,12 @@ DocumentKind SaveDocumentFile(const FrameStore& store, const std::string& path, 
         if (ec) Fail(ErrorKind::CantCreate, "cannot create the folder " + folder.string() + ": " + ec.message());
       }
       try {
-        ImageFileWriter writer;
-        for (int32_t f = 0; f < store.frames(); ++f) {
+        ImageFileWriter writer(request.image);
+        for (int32_t f : frames) {
           read_frame(f);
-          writer.Write(pattern.FileName(request.first_number + f), planes[0], planes[1], planes[2],
-                       request.with_alpha ? &planes[3] : nullptr);
+          const std::string file = pattern.FileName(request.first_number + f);
+          writer.Write(file, planes[0], planes[1], planes[2], request.with_alpha ? &planes[3] : nullptr);
+          written(f, file);
         }
         writer.Commit();
       } catch (...) {

@@ -5,9 +5,13 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "host/embedded/frame_store.h"
+#include "media/image_io.h"
+#include "media/tsa.h"
 
 namespace tessfx {
 
@@ -25,9 +29,22 @@ struct DocumentInfo {
   // opened by its first file the sequence's pattern, numbered from `first_number`.
   std::string save_path;
   int64_t first_number = 1;
+  // The first file's samples as stored: 3 channels of uint8 for an animation.
+  int32_t channels = 3;
+  std::string sample_type = "uint8";
+  int32_t bits = 8;
+  std::string colour_space;  // empty when the file states none
+  // A sequence's pattern, the file each frame reads (a gap repeats the file before it) and
+  // the numbers missing between its first and last file.
+  std::optional<SequencePattern> pattern;
+  std::vector<std::string> files;
+  std::vector<int64_t> gaps;
 
   // "tsa", "png sequence", "openexr image", ...
   std::string Describe() const;
+  // The number users give frame 0: a sequence's frames go by their files' numbers, the
+  // frames of an animation or an image by their index from 0.
+  int64_t FrameNumberBase() const { return kind == DocumentKind::ImageSequence ? first_number : 0; }
 };
 
 // What a path names when saving: a pattern is a sequence, ".tsa" an animation, any other
@@ -35,19 +52,60 @@ struct DocumentInfo {
 DocumentKind OutputKind(const std::string& path);
 
 // Reads the header(s) of a document without loading its frames. Errors name the file.
+// Gaps in a sequence are reported in the result, not refused.
 DocumentInfo ProbeDocument(const std::string& path);
+
+struct OpenOptions {
+  // A sequence with missing files is refused (naming the first one) unless gaps are
+  // allowed: each missing file then reads as the frame before it.
+  bool allow_gaps = false;
+  std::string gap_advice;  // ends the refusal: how to allow gaps where the caller can
+  // Frames are read from the file(s) the first time they are used, not all at opening:
+  // one frame of a long sequence costs one file. See LazyFrameStore.
+  bool on_demand = false;
+  // A sequence taken as the frames numbered span->first .. span->first + span->frames - 1,
+  // whichever of their files exist (those of a render that wrote some frames only): a frame
+  // without a file cannot be read, and is not a gap to refuse.
+  struct Span {
+    int64_t first = 0;
+    int32_t frames = 0;
+  };
+  std::optional<Span> span;
+};
+
+// Reads a document's frames one at a time, in any order.
+class DocumentReader {
+ public:
+  // Resolves and checks the document (headers, sizes, gaps); frames are read later.
+  DocumentReader(const std::string& path, const OpenOptions& options);
+  const DocumentInfo& info() const { return info_; }
+  // Frame `frame` into R, G, B (and A when its file has alpha). Returns whether it had.
+  // Errors name the file.
+  bool ReadFrame(int32_t frame, RgbaPlanes& planes);
+
+ private:
+  DocumentInfo info_;
+  std::optional<TsaReader> tsa_;
+};
 
 using StoreFactory = std::function<std::unique_ptr<FrameStore>(int32_t width, int32_t height, int32_t frames)>;
 
 // Loads a document into a store made by `make_store`. Everything is checked before the
 // store is made or while it is filled; on failure the store is dropped and the Error names
-// the file at fault.
-std::unique_ptr<FrameStore> LoadDocument(const std::string& path, const StoreFactory& make_store, DocumentInfo& info);
+// the file at fault. With `on_demand`, the store is a LazyFrameStore over the made one.
+std::unique_ptr<FrameStore> LoadDocument(const std::string& path, const StoreFactory& make_store, DocumentInfo& info,
+                                         const OpenOptions& options = {});
 
 struct SaveRequest {
   int32_t current_frame = 0;  // the frame a single image receives
   bool with_alpha = false;    // write alpha into image formats that hold it
   int64_t first_number = 1;   // number of the first file of a sequence
+  // The frames to write, ascending; empty for all. A sequence gets one file for each (frame
+  // f numbered first_number + f), an animation just these frames, a single image the one.
+  std::vector<int32_t> frames;
+  ImageWriteOptions image;
+  // Called after each frame is written, with the file it went to.
+  std::function<void(int32_t frame, const std::string& file)> on_frame;
 };
 
 // Writes the store to `path` (temporary names renamed into place at the end, so a failure

@@ -7,6 +7,7 @@
 #include "core/error.h"
 #include "host/embedded/assets.h"
 #include "host/embedded/disk_frame_store.h"
+#include "host/embedded/lazy_frame_store.h"
 #include "media/image_io.h"
 #include "media/test_patterns.h"
 #include "media/tsa.h"
@@ -76,13 +77,19 @@ std::unique_ptr<FrameStore> EmbeddedHost::MakeStore(int32_t width, int32_t heigh
   return DiskFrameStore::Create(temp_dir_, width, height, frames);
 }
 
+DiskFrameStore* EmbeddedHost::disk_store() {
+  FrameStore* store = store_.get();
+  if (auto* lazy = dynamic_cast<LazyFrameStore*>(store)) store = &lazy->backing();
+  return dynamic_cast<DiskFrameStore*>(store);
+}
+
 std::string EmbeddedHost::store_path() const {
-  const auto* disk = dynamic_cast<const DiskFrameStore*>(store_.get());
+  const auto* disk = const_cast<EmbeddedHost*>(this)->disk_store();
   return disk ? disk->path() : std::string();
 }
 
 void EmbeddedHost::UpdateStoreDescription() {
-  if (auto* disk = dynamic_cast<DiskFrameStore*>(store_.get())) disk->Describe(document_path_, alpha_bits_, has_alpha_);
+  if (auto* disk = disk_store()) disk->Describe(document_path_, alpha_bits_, has_alpha_);
 }
 
 void EmbeddedHost::Replace(std::unique_ptr<FrameStore> store, const std::string& path, const DocumentInfo& info) {
@@ -109,34 +116,49 @@ void EmbeddedHost::NewAnimation(int32_t width, int32_t height, int32_t frames) {
   modified_ = true;
 }
 
-void EmbeddedHost::AdoptStore(std::unique_ptr<FrameStore> store, const std::string& path) {
-  DocumentInfo info;
-  info.format = "tsa";
+void EmbeddedHost::AdoptStore(std::unique_ptr<FrameStore> store, const std::string& path, DocumentInfo info) {
+  if (info.format.empty()) info.format = "tsa";
   info.width = store->width();
   info.height = store->height();
   info.frames = store->frames();
-  info.first_file = info.last_file = path;
+  if (info.first_file.empty()) info.first_file = info.last_file = path;
+  if (info.files.empty()) info.files = {path};
   Replace(std::move(store), path, info);
 }
 
-void EmbeddedHost::OpenDocument(const std::string& path) {
+void EmbeddedHost::OpenDocument(const std::string& path, const OpenOptions& options) {
   DocumentInfo info;
-  // The new store is filled completely before the current document is touched.
+  // The new store is filled completely (or, on demand, checked) before the current
+  // document is touched.
   auto store = LoadDocument(
-      path, [this](int32_t w, int32_t h, int32_t n) { return MakeStore(w, h, n); }, info);
+      path, [this](int32_t w, int32_t h, int32_t n) { return MakeStore(w, h, n); }, info, options);
   Replace(std::move(store), path, info);
+}
+
+void EmbeddedHost::LoadFrame(int32_t frame) {
+  if (auto* lazy = dynamic_cast<LazyFrameStore*>(store_.get())) lazy->Load(frame);
 }
 
 void EmbeddedHost::SaveDocument(const std::string& path, int64_t first_number) {
+  SaveOptions options;
+  options.first_number = first_number;
+  SaveDocument(path, options);
+}
+
+void EmbeddedHost::SaveDocument(const std::string& path, const SaveOptions& options) {
   SaveRequest request;
   request.current_frame = current_;
   request.with_alpha = has_alpha_;
-  request.first_number = first_number;
+  request.first_number = options.first_number;
+  request.frames = options.frames;
+  request.image = options.image;
+  request.on_frame = options.on_frame;
   const DocumentKind kind = SaveDocumentFile(*store_, path, request);
-  // A single image of a longer animation is an export: the document stays as it was.
-  if (kind == DocumentKind::Image && store_->frames() > 1) return;
+  // A single image of a longer animation, or some of the frames, is an export: the
+  // document stays as it was.
+  if ((kind == DocumentKind::Image && store_->frames() > 1) || !options.frames.empty()) return;
   document_path_ = path;
-  document_first_number_ = first_number;
+  document_first_number_ = options.first_number;
   modified_ = false;
   UpdateStoreDescription();
 }
@@ -173,6 +195,14 @@ void EmbeddedHost::LoadAlphaMask(const std::string& path) {
     Fail(ErrorKind::BadData, path + ": mask size " + std::to_string(mask.width()) + "x" +
                                  std::to_string(mask.height()) + " differs from the frame size " +
                                  std::to_string(store_->width()) + "x" + std::to_string(store_->height()));
+  if (auto* lazy = dynamic_cast<LazyFrameStore*>(store_.get())) {
+    // Frames not read yet take the mask when they are, instead of all being read now.
+    lazy->SetAlphaMask(mask);
+    modified_ = true;
+    has_alpha_ = true;
+    UpdateStoreDescription();
+    return;
+  }
   for (int32_t f = 0; f < store_->frames(); ++f) WriteFramePlane(f, Channel::A, mask);
 }
 

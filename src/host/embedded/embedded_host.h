@@ -9,6 +9,7 @@
 // (under a temporary name, then renamed). The store goes away when the document closes;
 // one left behind by a crash can be recovered (RecoverStore).
 #include <array>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -42,10 +43,21 @@ class EmbeddedHost final : public TessalineHost {
   // Opens a document: an animation (.tsa), an image sequence (pattern such as
   // "f.####.png" or "f.%04d.png", or a first numbered file) or a single image. Throws an
   // Error naming the file at fault; the current document is kept when opening fails.
-  void OpenDocument(const std::string& path);
+  void OpenDocument(const std::string& path, const OpenOptions& options = {});
+  // Reads a frame of a document opened on demand into the store now (a no-op otherwise),
+  // so that a bad file shows before any work is done.
+  void LoadFrame(int32_t frame);
   // Saves to a .tsa, to a sequence pattern (all frames, numbered from `first_number`) or to
   // a single image (the current frame; a one-frame document then takes that file name).
   void SaveDocument(const std::string& path, int64_t first_number = 1);
+  struct SaveOptions {
+    int64_t first_number = 1;
+    // Only these frames (see SaveRequest); the document then stays unsaved.
+    std::vector<int32_t> frames;
+    ImageWriteOptions image;
+    std::function<void(int32_t frame, const std::string& file)> on_frame;
+  };
+  void SaveDocument(const std::string& path, const SaveOptions& options);
   // Saves back where the document came from or was last saved: a sequence opened by its
   // first file goes back to the same files, numbered as they were. Throws a usage Error
   // when the document has no file yet.
@@ -66,8 +78,9 @@ class EmbeddedHost final : public TessalineHost {
   // Direct frame access for document-level tools (import, export, masks).
   void ReadFramePlane(int32_t frame, Channel c, Plane& dest) const { store_->Read(frame, c, dest); }
   void WriteFramePlane(int32_t frame, Channel c, const Plane& src);
-  // Replaces the frame store (a document loaded by another reader).
-  void AdoptStore(std::unique_ptr<FrameStore> store, const std::string& path);
+  // Replaces the frame store (a document loaded by another reader), described by `info`
+  // (its size and frame count are the store's).
+  void AdoptStore(std::unique_ptr<FrameStore> store, const std::string& path, DocumentInfo info = {});
 
   // ---- other host images ----
   void SetSwapImage(const Plane& r, const Plane& g, const Plane& b);  // resized planes of the frame size
@@ -152,6 +165,7 @@ class EmbeddedHost final : public TessalineHost {
   Plane SwapPlane(int c);
   void ResetSwap();
   std::unique_ptr<FrameStore> MakeStore(int32_t width, int32_t height, int32_t frames) const;
+  class DiskFrameStore* disk_store();
   void Replace(std::unique_ptr<FrameStore> store, const std::string& path, const DocumentInfo& info);
   void UpdateStoreDescription();
   template <typename F>
