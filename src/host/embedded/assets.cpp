@@ -22,10 +22,15 @@ uint32_t Hash(uint32_t x, uint32_t y, uint32_t seed) {
   return h;
 }
 
-double Lattice(double x, double y, uint32_t seed) {
+// Value noise on a lattice that repeats every `period` cells across and down.
+double Lattice(double x, double y, uint32_t seed, int period_x = 256, int period_y = 256) {
   const int xi = static_cast<int>(std::floor(x)), yi = static_cast<int>(std::floor(y));
   const double fx = x - xi, fy = y - yi;
-  auto v = [&](int i, int j) { return (Hash(static_cast<uint32_t>(i) & 255u, static_cast<uint32_t>(j) & 255u, seed) & 0xFFFF) / 65535.0; };
+  auto v = [&](int i, int j) {
+    const uint32_t wi = static_cast<uint32_t>(((i % period_x) + period_x) % period_x);
+    const uint32_t wj = static_cast<uint32_t>(((j % period_y) + period_y) % period_y);
+    return (Hash(wi, wj, seed) & 0xFFFF) / 65535.0;
+  };
   const double sx = fx * fx * (3 - 2 * fx), sy = fy * fy * (3 - 2 * fy);
   const double top = v(xi, yi) * (1 - sx) + v(xi + 1, yi) * sx;
   const double bot = v(xi, yi + 1) * (1 - sx) + v(xi + 1, yi + 1) * sx;
@@ -72,10 +77,12 @@ Plane DefaultPaper() {
   Plane p(kSize, kSize);
   for (int32_t y = 0; y <= kSize; ++y) {
     for (int32_t x = 0; x <= kSize; ++x) {
-      // Long soft fibres running mostly horizontally, medium blotches and fine speckle.
-      const double fibre = Lattice(x / 24.0, y / 3.0, 7);
-      const double blotch = Lattice(x / 16.0, y / 16.0, 11);
-      const double speck = (Hash(static_cast<uint32_t>(x), static_cast<uint32_t>(y), 3) & 0xFF) / 255.0;
+      // Long soft fibres running mostly horizontally, medium blotches and fine speckle, all
+      // repeating every kSize pixels so that the paper tiles without a seam.
+      const int32_t tx = x % kSize, ty = y % kSize;
+      const double fibre = Lattice(tx / 32.0, ty / 4.0, 7, kSize / 32, kSize / 4);
+      const double blotch = Lattice(tx / 16.0, ty / 16.0, 11, kSize / 16, kSize / 16);
+      const double speck = (Hash(static_cast<uint32_t>(tx), static_cast<uint32_t>(ty), 3) & 0xFF) / 255.0;
       p[y][x] = RoundToByte(128 + 60 * (fibre - 0.5) + 40 * (blotch - 0.5) + 30 * (speck - 0.5));
     }
   }
@@ -196,9 +203,10 @@ inline float GhostProfile(float q) {
 void DrawLensFlare(Plane& r, Plane& g, Plane& b, float scale, float x, float y, float angle,
                    const FlareSettings& settings) {
   const int32_t w = r.width(), h = r.height();
-  if (w <= 0 || h <= 0 || !std::isfinite(scale) || !std::isfinite(x) || !std::isfinite(y)) return;
+  if (w <= 0 || h <= 0 || !(scale > 0.0f) || !std::isfinite(scale) || !std::isfinite(x) || !std::isfinite(y)) return;
   const FlareSettings s = settings.Clamped();
-  const float size = std::max(1.0f, static_cast<float>(std::min(w, h)) * 0.08f * std::clamp(scale, 0.05f, 20.0f));
+  // The scale is a percentage of the nominal size (editors pass their Level slider / 10).
+  const float size = std::max(1.0f, static_cast<float>(std::min(w, h)) * 0.08f * std::min(scale, kMaxFlareScale) / 100.0f);
   const float inv_size = 1.0f / size;
   const float rot = std::isfinite(angle) ? angle * static_cast<float>(M_PI) / 180.0f : 0.0f;
 

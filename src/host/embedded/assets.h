@@ -36,6 +36,7 @@ std::array<Plane, 4> ReadBrushImage(const std::string& path, const InputLimits& 
 
 inline constexpr float kMaxFlareStrength = 4.0f;
 inline constexpr int32_t kMaxFlareRays = 64;
+inline constexpr float kMaxFlareScale = 2000.0f;
 
 struct FlareSettings {
   float glow = 1.0f;     // strength of the central glow, 0..4
@@ -50,8 +51,9 @@ struct FlareSettings {
 
 // Draws a lens flare additively into r, g, b (frame size): a glow, rays and a halo ring at
 // (x, y), and a row of coloured ghosts along the line from there through the frame centre.
-// `scale` sizes it (1: the glow spans about a twelfth of the shorter side), `angle`
-// (degrees) turns the rays. Only pixels where it adds a visible amount are visited.
+// `scale` sizes it in percent (100: the glow spans about a twelfth of the shorter side;
+// 0 or less draws nothing; above kMaxFlareScale counts as that), `angle` (degrees) turns
+// the rays. Only pixels where it adds a visible amount are visited.
 void DrawLensFlare(Plane& r, Plane& g, Plane& b, float scale, float x, float y, float angle,
                    const FlareSettings& settings);
 
