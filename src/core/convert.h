@@ -1,6 +1,7 @@
 #pragma once
 // The numeric conversions used everywhere. Effects and readers never cast ad hoc:
 // every computed value becomes an integer or a sample through one of these.
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <limits>
@@ -50,6 +51,12 @@ inline uint8_t RoundToByteF(float v) {
   if (!(r > 0.0f)) return 0;
   if (r >= 255.0f) return 255;
   return static_cast<uint8_t>(r);
+}
+
+// RoundToByteF for values known to be finite (sums and products of samples), in a form
+// that loops vectorise.
+inline uint8_t RoundFiniteToByteF(float v) {
+  return static_cast<uint8_t>(std::min(std::max(std::nearbyint(v), 0.0f), 255.0f));
 }
 
 }  // namespace tessfx
