@@ -103,8 +103,8 @@ class RadialTable {
 // is. Pinching pulls the edges' middles in from beyond the frame, which shows black.
 void FxFisheye(EffectFrame& f, float amount) {
   const int32_t w = f.width, h = f.height;
+  if (amount == 0 || !std::isfinite(amount) || w <= 0 || h <= 0) return;
   const double s = std::clamp(double{amount} / 100.0, -1.0, 1.0);
-  if (!(s != 0) || w <= 0 || h <= 0) return;
   const double radius = std::hypot(w - 1.0, h - 1.0) / 2.0;
   if (radius <= 0) return;
   // At the squared radius r2 the output radius rho = sqrt(r2) shows the source radius
@@ -315,7 +315,12 @@ void FxWireframeDesigner(EffectFrame& f, float amplitude, float step, float head
                          float zoom) {
   const int32_t w = f.width, h = f.height;
   if (w <= 0 || h <= 0) return;
-  const int32_t n = std::max(1, RoundHalfEven(step));
+  if (!std::isfinite(zoom)) return FillBlack(f.work.rgb(), w, h);
+  // At most about 4 million grid points (a 1920 x 1080 frame at step 1): on larger frames
+  // the step widens rather than the memory growing without bound, lines a pixel apart being
+  // a solid sheet either way.
+  const int32_t finest = static_cast<int32_t>(std::ceil(std::sqrt(double(w) * h / (4 << 20))));
+  const int32_t n = std::max({1, finest, RoundHalfEven(step)});
   const int32_t cols = (w - 1) / n + 1, rows = (h - 1) / n + 1;
   const double cx = (w - 1) / 2.0, cy = (h - 1) / 2.0;
   const double distance = 2.0 * std::max(w, h), magnify = zoom / 400.0;
@@ -365,7 +370,7 @@ void FxWireframeDesigner(EffectFrame& f, float amplitude, float step, float head
 // (cx, cy) percent of the frame, `factor` percent of the way to it long, with
 // max(2, quality / 2) samples along each ray.
 void FxRays(EffectFrame& f, RaySource source, float cx, float cy, float factor, float quality) {
-  if (f.width <= 0 || f.height <= 0) return;
+  if (f.width <= 0 || f.height <= 0 || !std::isfinite(cx) || !std::isfinite(cy) || !std::isfinite(factor)) return;
   RayImage rays = ExtractRaySource(f.host.rgb(), source);
   RaySettings s;
   s.centre_x = double{cx} / 100.0 * f.width;

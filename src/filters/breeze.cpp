@@ -78,19 +78,7 @@ void StampSwayingBrush(RgbView work, const BrushPlanes& brush, const BrushPlacem
   const int32_t x0 = static_cast<int32_t>(x_first), x1 = static_cast<int32_t>(x_last) + 1;
   const int32_t y0 = static_cast<int32_t>(y_first), y1 = static_cast<int32_t>(y_last) + 1;
 
-  // Premultiplied colour (colour x alpha, up to 255 x 255) and alpha, row after row.
-  const size_t samples = static_cast<size_t>(bw) * static_cast<size_t>(bh);
-  std::array<std::vector<uint32_t>, 3> colour;
-  std::vector<uint32_t> alpha(samples);
-  const std::array<ConstPlaneView, 3> planes = {brush.r, brush.g, brush.b};
-  for (size_t c = 0; c < 3; ++c) colour[c].resize(samples);
-  for (int32_t j = 0; j < bh; ++j)
-    for (int32_t i = 0; i < bw; ++i) {
-      const size_t k = static_cast<size_t>(j) * static_cast<size_t>(bw) + static_cast<size_t>(i);
-      alpha[k] = brush.a.row(j)[i];
-      for (size_t c = 0; c < 3; ++c) colour[c][k] = planes[c].row(j)[i] * alpha[k];
-    }
-
+  const std::array<ConstPlaneView, 3> colour = {brush.r, brush.g, brush.b};
   const std::array<PlaneView, 3> out = {work.r, work.g, work.b};
   constexpr uint64_t kFull = 255u * 65536u;  // alpha 255 with weights summing to 65536
   ForEachRowBand(y0, y1, int64_t{x1 - x0} * 3 * 4, [&](int32_t r0, int32_t r1) {
@@ -104,8 +92,9 @@ void StampSwayingBrush(RgbView work, const BrushPlanes& brush, const BrushPlacem
       const uint32_t wy0 = (j0 >= 0 && j0 < bh) ? static_cast<uint32_t>(kSubpixel - fy) : 0;
       const uint32_t wy1 = (j1 >= 0 && j1 < bh) ? static_cast<uint32_t>(fy) : 0;
       if (wy0 + wy1 == 0) continue;
-      const size_t row0 = static_cast<size_t>(std::clamp(j0, 0, bh - 1)) * static_cast<size_t>(bw);
-      const size_t row1 = static_cast<size_t>(std::clamp(j1, 0, bh - 1)) * static_cast<size_t>(bw);
+      const int32_t row0 = std::clamp(j0, 0, bh - 1), row1 = std::clamp(j1, 0, bh - 1);
+      const uint8_t* a0 = brush.a.row(row0);
+      const uint8_t* a1 = brush.a.row(row1);
       const int32_t u_base = ToSubpixel(-at.left - dx);
       for (int32_t x = x0; x < x1; ++x) {
         const int64_t su = (int64_t{x} << kSubpixelBits) + u_base;
@@ -116,15 +105,17 @@ void StampSwayingBrush(RgbView work, const BrushPlanes& brush, const BrushPlacem
         if (wx0 + wx1 == 0) continue;
         const size_t c0 = static_cast<size_t>(std::clamp<int64_t>(i0, 0, bw - 1));
         const size_t c1 = static_cast<size_t>(std::clamp<int64_t>(i1, 0, bw - 1));
-        const auto mix = [&](const std::vector<uint32_t>& p) {
-          return uint64_t{p[row0 + c0] * wx0 + p[row0 + c1] * wx1} * wy0 +
-                 uint64_t{p[row1 + c0] * wx0 + p[row1 + c1] * wx1} * wy1;
-        };
-        const uint64_t cover = mix(alpha);  // 65536 x the alpha
+        // Bilinear sums (weights summing to 65536) of alpha and of colour times alpha.
+        const uint64_t cover =
+            uint64_t{a0[c0] * wx0 + a0[c1] * wx1} * wy0 + uint64_t{a1[c0] * wx0 + a1[c1] * wx1} * wy1;
         if (cover == 0) continue;
         for (size_t c = 0; c < 3; ++c) {
+          const uint8_t* p0 = colour[c].row(row0);
+          const uint8_t* p1 = colour[c].row(row1);
+          const uint64_t paint = uint64_t{p0[c0] * a0[c0] * wx0 + p0[c1] * a0[c1] * wx1} * wy0 +
+                                 uint64_t{p1[c0] * a1[c0] * wx0 + p1[c1] * a1[c1] * wx1} * wy1;
           uint8_t& d = out[c].row(y)[x];
-          d = static_cast<uint8_t>(DivideRounded(mix(colour[c]) + uint64_t{d} * (kFull - cover), kFull));
+          d = static_cast<uint8_t>(DivideRounded(paint + uint64_t{d} * (kFull - cover), kFull));
         }
       }
     }

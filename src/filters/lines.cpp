@@ -12,8 +12,10 @@ namespace {
 
 constexpr int32_t kBandRows = 32;
 
-// Coordinates far off the frame are clamped before they become integers.
-inline int32_t FloorClamped(float v) { return static_cast<int32_t>(std::floor(std::clamp(v, -1e8f, 1e8f))); }
+// Coordinates far off the frame are clamped before they become integers (NaN counts as far).
+inline int32_t FloorClamped(float v) {
+  return v == v ? static_cast<int32_t>(std::floor(std::clamp(v, -1e8f, 1e8f))) : -100000000;
+}
 inline float Fraction(float v) { return v - std::floor(v); }
 void ColourBytes(const float* __restrict from, uint8_t* __restrict to, int32_t n) {
   for (int32_t x = 0; x < n; ++x) to[x] = RoundFiniteToByteF(from[x]);

@@ -301,6 +301,14 @@ void SampleDisplaced(RgbView out, ConstRgbView src, const DisplacementField& fie
 
 void SampleAffine(RgbView out, ConstRgbView src, const AffineMap& map, SampleBorder border) {
   if (out.r.width <= 0 || out.r.height <= 0 || src.r.width <= 0 || src.r.height <= 0) return;
+  for (double v : {map.xx, map.xy, map.x0, map.yx, map.yy, map.y0})
+    if (!std::isfinite(v)) {  // nothing of the source lands anywhere: black
+      const int32_t w = out.r.width;
+      ForEachFrameRow(w, out.r.height, 3, [&](int32_t y0, int32_t y1) {
+        for (int32_t y = y0; y < y1; ++y) out.ForEach([&](const PlaneView& p) { std::memset(p.row(y), 0, size_t(w)); });
+      });
+      return;
+    }
   if (IsWholePixelMap(map)) {
     SampleWholePixels(out, src, map, border);
     return;
