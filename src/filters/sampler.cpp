@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 #include <cstring>
+#include <tuple>
 #include <vector>
 
 #include "core/convert.h"
@@ -138,46 +139,86 @@ bool IsWholePixelMap(const AffineMap& m) {
          std::abs(m.yx) + std::abs(m.yy) == 1 && std::abs(m.xx) != std::abs(m.yx) && whole(m.x0) && whole(m.y0);
 }
 
-// Exact copies for whole-pixel maps: a shift copies runs of each row, a turn gathers.
-void SampleWholePixels(RgbView out, ConstRgbView src, const AffineMap& m, SampleBorder border) {
+// A whole-pixel shift: runs of each source row copied, the rest black or the edge repeated.
+void ShiftWholePixels(RgbView out, ConstRgbView src, int64_t x0, int64_t y0, SampleBorder border) {
   const int32_t w = out.r.width, h = out.r.height, sw = src.r.width, sh = src.r.height;
-  const int32_t xx = static_cast<int32_t>(m.xx), xy = static_cast<int32_t>(m.xy);
-  const int32_t yx = static_cast<int32_t>(m.yx), yy = static_cast<int32_t>(m.yy);
-  const int64_t x0 = static_cast<int64_t>(m.x0), y0 = static_cast<int64_t>(m.y0);
   const bool clamp = border == SampleBorder::Clamp;
-  const bool shift = xx == 1 && yy == 1;
   const std::array<std::pair<const uint8_t*, PlaneView>, 3> planes = {
       {{src.r.data, out.r}, {src.g.data, out.g}, {src.b.data, out.b}}};
   const int64_t stride = src.r.stride;
+  // Columns whose source x + x0 lies in the frame.
+  const int64_t first = std::clamp<int64_t>(-x0, 0, w), last = std::clamp<int64_t>(sw - x0, first, w);
   ForEachFrameRow(w, h, 3, [&](int32_t r0, int32_t r1) {
     for (int32_t y = r0; y < r1; ++y) {
-      if (shift) {
-        const int64_t sy = y + y0;
-        if (!clamp && (sy < 0 || sy >= sh)) {
-          for (const auto& [s, o] : planes) std::memset(o.row(y), 0, static_cast<size_t>(w));
-          continue;
-        }
-        const int64_t row = std::clamp<int64_t>(sy, 0, sh - 1) * stride;
-        // Columns whose source x + x0 lies in the frame.
-        const int64_t first = std::clamp<int64_t>(-x0, 0, w), last = std::clamp<int64_t>(sw - x0, first, w);
-        for (const auto& [s, o] : planes) {
-          uint8_t* d = o.row(y);
-          const uint8_t* from = s + row;
-          const uint8_t left = clamp ? from[0] : 0, right = clamp ? from[sw - 1] : 0;
-          std::memset(d, left, static_cast<size_t>(first));
-          std::memcpy(d + first, from + first + x0, static_cast<size_t>(last - first));
-          std::memset(d + last, right, static_cast<size_t>(w - last));
-        }
+      const int64_t sy = y + y0;
+      if (!clamp && (sy < 0 || sy >= sh)) {
+        for (const auto& [s, o] : planes) std::memset(o.row(y), 0, static_cast<size_t>(w));
         continue;
       }
+      const int64_t row = std::clamp<int64_t>(sy, 0, sh - 1) * stride;
       for (const auto& [s, o] : planes) {
         uint8_t* d = o.row(y);
-        for (int32_t x = 0; x < w; ++x) {
-          int64_t sx = xx * int64_t{x} + xy * int64_t{y} + x0, sy = yx * int64_t{x} + yy * int64_t{y} + y0;
-          const bool inside = sx >= 0 && sx < sw && sy >= 0 && sy < sh;
-          sx = std::clamp<int64_t>(sx, 0, sw - 1);
-          sy = std::clamp<int64_t>(sy, 0, sh - 1);
-          d[x] = inside || clamp ? s[sy * stride + sx] : 0;
+        const uint8_t* from = s + row;
+        const uint8_t left = clamp ? from[0] : 0, right = clamp ? from[sw - 1] : 0;
+        std::memset(d, left, static_cast<size_t>(first));
+        std::memcpy(d + first, from + first + x0, static_cast<size_t>(last - first));
+        std::memset(d + last, right, static_cast<size_t>(w - last));
+      }
+    }
+  });
+}
+
+// Whole-pixel maps that turn the picture read the source along columns: tiles of 32 x 32
+// pixels keep those reads within a few cache lines.
+void GatherTurned(RgbView out, ConstRgbView src, const AffineMap& m, SampleBorder border) {
+  constexpr int32_t kTile = 32;
+  const int32_t w = out.r.width, h = out.r.height, sw = src.r.width, sh = src.r.height;
+  const int64_t xx = static_cast<int64_t>(m.xx), xy = static_cast<int64_t>(m.xy);
+  const int64_t yx = static_cast<int64_t>(m.yx), yy = static_cast<int64_t>(m.yy);
+  const int64_t x0 = static_cast<int64_t>(m.x0), y0 = static_cast<int64_t>(m.y0);
+  const bool clamp = border == SampleBorder::Clamp;
+  const std::array<std::pair<const uint8_t*, PlaneView>, 3> planes = {
+      {{src.r.data, out.r}, {src.g.data, out.g}, {src.b.data, out.b}}};
+  const int64_t stride = src.r.stride;
+  ForEachRowBand(0, (h + kTile - 1) / kTile, int64_t{w} * kTile * 3, [&](int32_t t0, int32_t t1) {
+    for (int32_t strip = t0; strip < t1; ++strip) {
+      const int32_t ya = strip * kTile, yb = std::min(h, ya + kTile);
+      // (A half turn reads rows backwards: no tiles needed.)
+      const int32_t across = yx == 0 ? w : kTile;
+      for (int32_t xa = 0; xa < w; xa += across) {
+        const int32_t xb = std::min(w, xa + across);
+        for (int32_t y = ya; y < yb; ++y) {
+          // Along the row the source moves by a whole step: index = at + x * step. The
+          // columns whose source lies in the frame form one run [lo, hi).
+          const int64_t bx = xy * y + x0, by = yy * y + y0;  // source column and row at x = 0
+          int64_t lo = xa, hi = xb;
+          for (auto [coef, base, size] : {std::tuple{xx, bx, int64_t{sw}}, std::tuple{yx, by, int64_t{sh}}}) {
+            if (coef == 0) {
+              if (base < 0 || base >= size) hi = lo;
+            } else if (coef > 0) {  // 0 <= base + x < size
+              lo = std::max(lo, -base);
+              hi = std::min(hi, size - base);
+            } else {  // 0 <= base - x < size
+              lo = std::max(lo, base - size + 1);
+              hi = std::min(hi, base + 1);
+            }
+          }
+          lo = std::min<int64_t>(lo, xb);
+          hi = std::clamp<int64_t>(hi, lo, xb);
+          const int64_t at = by * stride + bx, step = yx * stride + xx;
+          for (const auto& [s, o] : planes) {
+            uint8_t* d = o.row(y);
+            if (step == -1 && hi > lo)  // a half turn: the row read backwards
+              std::reverse_copy(s + at - (hi - 1), s + at - lo + 1, d + lo);
+            else
+              for (int64_t x = lo; x < hi; ++x) d[x] = s[at + x * step];
+            for (auto [from, to] : {std::pair{int64_t{xa}, lo}, std::pair{hi, int64_t{xb}}})
+              for (int64_t x = from; x < to; ++x) {
+                const int64_t sx = std::clamp<int64_t>(xx * x + bx, 0, sw - 1),
+                              sy = std::clamp<int64_t>(yx * x + by, 0, sh - 1);
+                d[x] = clamp ? s[sy * stride + sx] : 0;
+              }
+          }
         }
       }
     }
@@ -310,7 +351,10 @@ void SampleAffine(RgbView out, ConstRgbView src, const AffineMap& map, SampleBor
       return;
     }
   if (IsWholePixelMap(map)) {
-    SampleWholePixels(out, src, map, border);
+    if (map.xx == 1 && map.yy == 1)
+      ShiftWholePixels(out, src, static_cast<int64_t>(map.x0), static_cast<int64_t>(map.y0), border);
+    else
+      GatherTurned(out, src, map, border);
     return;
   }
   // Source pixels per output pixel; beyond 2 the source is read from smaller copies, at
