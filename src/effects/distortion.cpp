@@ -285,6 +285,7 @@ void FxWaveInBreeze(EffectFrame& f, float power, float frequency, float speed, f
 // frame, swaying from its root as in a breeze. The time offset is a phase in degrees.
 void FxWaveBrushInBreeze(EffectFrame& f, float x, float y, float power, float frequency, float speed,
                          float time_offset) {
+  if (!f.host_calls) return;  // the dispatch always gives it; a caller without a host has no brush
   EffectHost& host = *f.host_calls;
   const int32_t bw = host.Tes_GetBrushWidth(), bh = host.Tes_GetBrushHeight();
   if (bw <= 0 || bh <= 0) return;
