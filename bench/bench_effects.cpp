@@ -231,6 +231,15 @@ int main(int argc, char** argv) {
       if (const auto working = WorkingValues(*frame, e))
         add(name + ValuesText(e, *working), [frame, name, values = *working] { frame->Dispatch(name, values); });
     }
+    // Effects whose defaults change nothing or little, at values that do the whole work.
+    const std::pair<const char*, std::pair<std::string, std::array<float, 6>>> variants[] = {
+        {"Transform, 70%, 30 degrees", {"Transform", {10, 5, 70, 30}}},
+        {"Transform, quarter turn", {"Transform", {0, 0, 100, 90}}},
+        {"Wireframe designer, step 1", {"Wireframe designer", {40, 1, 0, 350, 0, 400}}},
+    };
+    for (const auto& [label, call] : variants)
+      if (const EffectDef* e = FindEffect(call.first); e && e->implemented())
+        add(label, [frame, call] { frame->Dispatch(call.first, call.second); });
   }
   SummaryReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);

@@ -28,6 +28,8 @@ enum class RandomStream : uint32_t {
   PerlinNoise = 0x9e71u,
   Snowfall = 0x5f10u,
   OldFilm = 0x0f17u,
+  WaveDistort = 0x3a7eu,  // where the ripples start
+  WetPaint = 0x3e77u,     // how far each streak runs
 };
 
 // The key of one row of one frame; per-sample values come from SampleBits.

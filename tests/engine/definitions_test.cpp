@@ -21,6 +21,7 @@ using testing::TestFrame;
 
 // Values that make every effect visibly change the frame: each slider at the end of its
 // range farther from its default (the maximum on a tie), the level of a level mix full.
+// Failing that, every slider at its maximum, or at its default.
 EffectParams FarEnds(const EffectDef& e) {
   EffectParams p{};
   for (size_t i = 0; i < e.sliders.size(); ++i) {
@@ -40,6 +41,12 @@ EffectParams Maxima(const EffectDef& e) {
 EffectParams Minima(const EffectDef& e) {
   EffectParams p{};
   for (size_t i = 0; i < e.sliders.size(); ++i) p[i] = e.sliders[i].min;
+  return p;
+}
+
+EffectParams Defaults(const EffectDef& e) {
+  EffectParams p{};
+  for (size_t i = 0; i < e.sliders.size(); ++i) p[i] = e.sliders[i].value;
   return p;
 }
 
@@ -79,6 +86,7 @@ TEST(Definitions, TheDeclaredCompositeIsWhatTheAlphaDoes) {
     EffectParams p = FarEnds(e);
     if (Result(e, p, 1) == frame) p = Maxima(e);
     if (Result(e, p, 1) == frame) p = Minima(e);
+    if (Result(e, p, 1) == frame) p = Defaults(e);  // placed off the frame at both ends (the brush)
     const testing::Rgb plain = Result(e, p, 1);
     ASSERT_FALSE(plain == frame) << e.name << " changes nothing at the ends of its sliders";
     // Any flag but 0 means no composite, 256 as well as 1.

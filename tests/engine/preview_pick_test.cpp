@@ -51,6 +51,11 @@ TEST_F(Picking, PositionsFollowTheDragAndTransformsAddTheDragDistance) {
   picker.Move(panel, {0.9, 0.9, 0, 0, 0});  // no button held
   EXPECT_EQ(V(1), 30);
 
+  Select("Wave brush in breeze");  // the root may go beyond the frame: the range is -100..200
+  picker.Press(panel, {1.4, -0.3, 0, 0, 0});
+  EXPECT_EQ((std::array{V(1), V(2)}), (std::array{140, -30}));
+  picker.Release();
+
   Select("Transform");
   picker.Press(panel, {0.5, 0.5, 0, 0, 0});
   picker.Move(panel, {0.6, 0.3, 0, 0, 0});

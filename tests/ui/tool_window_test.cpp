@@ -155,6 +155,31 @@ TEST_F(ToolWindowTest, PressingAndDraggingOnThePreviewPlacesTheCentre) {
   EXPECT_NEAR(Slider(1)->value(), 60, 1);
 }
 
+TEST_F(ToolWindowTest, DraggingOnThePreviewMovesTurnsAndPlacesTheGeometricEffects) {
+  DrawPatternAnimation(*rig.host, Pattern::Noise, 5);
+  auto* preview = rig.Find<FrameView>("Picture2");
+  struct Case {
+    const char* entry;
+    int slider;                 // the first of the two sliders the drag sets
+    std::array<int, 2> after;   // their values after dragging from the middle to (0.7, 0.3)
+  };
+  for (const Case& c : {Case{"    Transform", 1, {20, -20}}, Case{"    Wireframe designer", 3, {40, 310}},
+                        Case{"    Mystic vision", 1, {70, 30}}, Case{"    Shadow vision", 1, {70, 30}},
+                        Case{"    Wave brush in breeze", 1, {70, 30}}}) {
+    Pick(c.entry);
+    const QRect r = preview->PictureRect();
+    const auto at = [&](double fx, double fy) { return QPointF(r.x() + fx * r.width(), r.y() + fy * r.height()); };
+    const QImage before = preview->image();
+    SendMouse(preview, QEvent::MouseButtonPress, at(0.5, 0.5), Qt::LeftButton);
+    SendMouse(preview, QEvent::MouseMove, at(0.7, 0.3), Qt::LeftButton);
+    SendMouse(preview, QEvent::MouseButtonRelease, at(0.7, 0.3), Qt::NoButton);
+    EXPECT_NEAR(Slider(c.slider)->value(), c.after[0], 1) << c.entry;
+    EXPECT_NEAR(Slider(c.slider + 1)->value(), c.after[1], 1) << c.entry;
+    EXPECT_EQ(Label(6 + c.slider)->text(), QString::number(Slider(c.slider)->value())) << c.entry;
+    EXPECT_NE(preview->image(), before) << c.entry;
+  }
+}
+
 // Cancels the render from inside it, as the user's click on Form2's button would, when the
 // render reaches `at`.
 struct CancelAt : HostObserver {

@@ -89,21 +89,94 @@ Plane DefaultPaper() {
   return p;
 }
 
-std::array<Plane, 4> DefaultBrush() {
-  constexpr int32_t kSize = 32;
-  std::array<Plane, 4> b{Plane(kSize, kSize, 255), Plane(kSize, kSize, 255), Plane(kSize, kSize, 255),
-                         Plane(kSize, kSize, 0)};
-  const double c = (kSize - 1) / 2.0;
-  for (int32_t y = 0; y < kSize; ++y)
-    for (int32_t x = 0; x < kSize; ++x) {
-      const double d = std::hypot(x - c, y - c) / (kSize / 2.0);
-      const double a = d >= 1 ? 0 : 0.5 * (1 + std::cos(d * M_PI));
-      b[3][y][x] = RoundToByte(255 * a);
+namespace {
+
+std::array<Plane, 4> DrawFlowerBrush() {
+  constexpr int32_t kW = 32, kH = 64, kSub = 4;
+  struct Colour {
+    double r, g, b;
+  };
+  // Inside an ellipse about (cx, cy) with half-axes a (along `angle`) and b: the position
+  // along its long axis (-1..1) and across it, or nothing.
+  struct Along {
+    bool inside;
+    double u, v;
+  };
+  const auto ellipse = [](double px, double py, double cx, double cy, double a, double b, double angle) {
+    const double c = std::cos(angle), s = std::sin(angle), dx = px - cx, dy = py - cy;
+    const double u = (dx * c + dy * s) / a, v = (-dx * s + dy * c) / b;
+    return Along{u * u + v * v <= 1, u, v};
+  };
+  // The stem: a gentle curve from the root up to the flower's head.
+  static constexpr double kStem[][2] = {{16.0, 64.0}, {15.1, 50.0}, {14.9, 38.0}, {15.5, 26.0}, {16.0, 15.0}};
+  const auto near_stem = [](double px, double py) {
+    double best = 1e9;
+    for (size_t i = 0; i + 1 < std::size(kStem); ++i) {
+      const double ax = kStem[i][0], ay = kStem[i][1], bx = kStem[i + 1][0], by = kStem[i + 1][1];
+      const double t = std::clamp(((px - ax) * (bx - ax) + (py - ay) * (by - ay)) /
+                                      ((bx - ax) * (bx - ax) + (by - ay) * (by - ay)),
+                                  0.0, 1.0);
+      best = std::min(best, std::hypot(px - ax - t * (bx - ax), py - ay - t * (by - ay)));
     }
-  ReplicateEdges(b[3]);
+    return best <= 1.1;
+  };
+  // The topmost shape at a point, painted stem, leaves, petals, heart.
+  const auto paint = [&](double px, double py, Colour& out) {
+    bool hit = false;
+    if (near_stem(px, py)) {
+      out = {58, 128, 42};
+      hit = true;
+    }
+    for (const auto& [cx, cy, angle] : {std::array{10.0, 45.0, -2.4}, std::array{21.0, 35.0, -0.75}}) {
+      const Along l = ellipse(px, py, cx, cy, 7.0, 2.6, angle);
+      if (!l.inside) continue;
+      const double vein = std::abs(l.v) < 0.18 ? 0.75 : 1.0, light = 0.85 + 0.15 * l.u;
+      out = {72 * vein * light, 160 * vein * light, 52 * vein * light};
+      hit = true;
+    }
+    for (int k = 0; k < 6; ++k) {
+      const double angle = (k * 60.0 + 15.0) * M_PI / 180.0;
+      const Along p = ellipse(px, py, 16 + 5.6 * std::cos(angle), 14 + 5.6 * std::sin(angle), 5.0, 3.1, angle);
+      if (!p.inside) continue;
+      const double t = (p.u + 1) / 2;  // 0 at the heart, 1 at the tip
+      out = {200 + 50 * t, 40 + 80 * t, 90 + 70 * t};
+      hit = true;
+    }
+    if (std::hypot(px - 16, py - 14) <= 3.3) {
+      out = {250, 196, 40};
+      hit = true;
+    }
+    return hit;
+  };
+  std::array<Plane, 4> b{Plane(kW, kH), Plane(kW, kH), Plane(kW, kH), Plane(kW, kH)};
+  for (int32_t y = 0; y < kH; ++y)
+    for (int32_t x = 0; x < kW; ++x) {
+      Colour sum{0, 0, 0};
+      int covered = 0;
+      for (int sy = 0; sy < kSub; ++sy)
+        for (int sx = 0; sx < kSub; ++sx) {
+          Colour c{};
+          if (!paint(x + (sx + 0.5) / kSub, y + (sy + 0.5) / kSub, c)) continue;
+          sum = {sum.r + c.r, sum.g + c.g, sum.b + c.b};
+          ++covered;
+        }
+      if (covered == 0) continue;
+      b[0][y][x] = RoundToByte(sum.r / covered);
+      b[1][y][x] = RoundToByte(sum.g / covered);
+      b[2][y][x] = RoundToByte(sum.b / covered);
+      b[3][y][x] = RoundToByte(255.0 * covered / (kSub * kSub));
+    }
+  for (Plane& p : b) ReplicateEdges(p);
   return b;
 }
 
+}  // namespace
+
+std::array<Plane, 4> DefaultBrush() {
+  // Drawn once: every host starts with a copy.
+  static const std::array<Plane, 4> flower = DrawFlowerBrush();
+  return {flower[0].Clone(), flower[1].Clone(), flower[2].Clone(), flower[3].Clone()};
+}
 
 std::vector<uint8_t> ReadGradientFile(const std::string& path) {
   InputFile file(path);

@@ -28,7 +28,8 @@ inline constexpr int64_t kMaxGradientFileBytes = 1 << 20;
 
 // Paper grain: a height plane of fibres and speckle, 256 x 256.
 Plane DefaultPaper();
-// A soft round white brush, 32 x 32, alpha falling off towards the rim.
+// A flower on a curved stem with two leaves, 32 x 64, antialiased, rooted at the middle of
+// its bottom edge: stamped or swayed, it reads as something.
 std::array<Plane, 4> DefaultBrush();
 // A brush from an image: R, G, B, A from a file with alpha; otherwise white paint whose
 // alpha is the picture's brightness.
