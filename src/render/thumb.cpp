@@ -103,3 +103,37 @@ void SuperThumb(const Plane& r, const Plane& g, const Plane& b, int32_t width, i
 }
 
 }  // namespace tessfx
+
+namespace tessfx {
+
+void ReducePlane(const Plane& src, int32_t width, int32_t height, int32_t out_width, int32_t out_height, Plane& out) {
+  const int32_t tw = std::clamp(out_width, int32_t{1}, std::max(width, int32_t{1}));
+  const int32_t th = std::clamp(out_height, int32_t{1}, std::max(height, int32_t{1}));
+  out.EnsureSize(tw, th);
+  if (width <= 0 || height <= 0 || src.width() < width || src.height() < height) {
+    out.Fill(0);
+    return;
+  }
+  const std::vector<Span> xs = Coverage(width, tw), ys = Coverage(height, th);
+  const uint64_t divisor = uint64_t(width) * uint64_t(height);
+  ForEachRowBand(0, th, int64_t{width} * (height / th + 1), [&](int32_t y0, int32_t y1) {
+    std::vector<uint64_t> acc(static_cast<size_t>(tw));
+    for (int32_t oy = y0; oy < y1; ++oy) {
+      std::fill(acc.begin(), acc.end(), 0);
+      const Span& sy = ys[static_cast<size_t>(oy)];
+      for (int32_t y = sy.first; y <= sy.last; ++y) {
+        const int64_t wy = y == sy.first ? sy.w_first : (y == sy.last ? sy.w_last : th);
+        if (wy == 0) continue;
+        const uint8_t* row = src[y];
+        for (int32_t ox = 0; ox < tw; ++ox)
+          acc[static_cast<size_t>(ox)] += static_cast<uint64_t>(RowSum(row, xs[static_cast<size_t>(ox)], tw) * wy);
+      }
+      uint8_t* dest = out[oy];
+      for (int32_t ox = 0; ox < tw; ++ox) dest[ox] = DivideRounded(acc[static_cast<size_t>(ox)], divisor);
+      dest[tw] = dest[tw - 1];
+    }
+  });
+  std::copy(out[th - 1], out[th - 1] + tw + 1, out[th]);
+}
+
+}  // namespace tessfx
