@@ -11,6 +11,7 @@
 #include "render/demo_session.h"
 #include "ui/host_window.h"
 #include "ui/tool_window.h"
+#include "ui/tour.h"
 
 namespace tessfx {
 namespace {
@@ -65,6 +66,16 @@ int RunEditor(std::shared_ptr<EmbeddedHost> host, const EditorRunOptions& option
             status = 1;
           }
           QApplication::exit(status);
+        });
+      });
+    }
+    if (!options.tour_folder.empty()) {
+      // A fixed size, so that the pictures come out the same on every screen.
+      main_window.resize(1440, 900);
+      QTimer::singleShot(300, &main_window, [&] {
+        RunTour(*host, main_window, *tool, QString::fromStdString(options.tour_folder), [&](int s) {
+          status = s;
+          QApplication::exit(s);
         });
       });
     }

@@ -14,6 +14,9 @@ struct EditorRunOptions {
   // (PNG) and quits.
   std::string screenshot;
   std::string script_effect = "Color add";
+  // The scripted tour (ui/tour.h): a first session through the widgets, with a picture of
+  // each state saved into this folder; then the editor quits.
+  std::string tour_folder;
 };
 
 // True when a window system is reachable (a display, or a platform chosen explicitly).
