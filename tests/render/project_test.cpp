@@ -119,6 +119,29 @@ TEST(Thumb, PixelsAreAreaAveragesRoundedHalfToEven) {
   EXPECT_EQ(t.rgb, (std::vector<uint8_t>{0, 7, 255, 4, 7, 255}));
 }
 
+// Sizes that divide the frame take whole blocks; their averages must be the general case's.
+TEST(Thumb, WholeBlocksAverageAsTheGeneralCaseDoes) {
+  Plane r(12, 6), g(12, 6), b(12, 6);
+  for (int y = 0; y < 6; ++y)
+    for (int x = 0; x < 12; ++x) {
+      r.at(y, x) = static_cast<uint8_t>((x * 37 + y * 91) % 256);
+      g.at(y, x) = static_cast<uint8_t>(x * y * 11 % 256);
+      b.at(y, x) = static_cast<uint8_t>(x == 1 ? 255 : 0);  // blocks with halves to round
+    }
+  ThumbImage t;
+  SuperThumb(r, g, b, 12, 6, 4, 4, t);  // blocks of 3 x 3
+  ASSERT_EQ(std::vector<int32_t>({t.width, t.height}), std::vector<int32_t>({4, 2}));
+  for (int oy = 0; oy < 2; ++oy)
+    for (int ox = 0; ox < 4; ++ox)
+      for (int c = 0; c < 3; ++c) {
+        const Plane& p = c == 0 ? r : (c == 1 ? g : b);
+        int sum = 0;
+        for (int y = 3 * oy; y < 3 * oy + 3; ++y)
+          for (int x = 3 * ox; x < 3 * ox + 3; ++x) sum += p.at(y, x);
+        EXPECT_EQ(t.rgb[static_cast<size_t>((oy * 4 + ox) * 3 + c)], RoundHalfEven(sum / 9.0)) << ox << "," << oy;
+      }
+}
+
 TEST(Thumb, ReducedPlanesAverageTheSameWayAndRepeatTheirEdge) {
   Plane r(3, 2);
   const uint8_t rows[2][3] = {{0, 1, 4}, {0, 2, 5}};
