@@ -239,21 +239,15 @@ std::optional<int32_t> Editor::SelectedKeyFrame() const {
 
 void Editor::SelectKeyAt(int32_t frame) { state_.selected_key_index = keys_.KeyIndexAt(frame); }
 
-bool Editor::GotoPreviousKey() {
-  const std::optional<int32_t> f = keys_.PreviousKeyFrame(host().tes_Getcurrentframe());
-  if (!f || *f >= host().tes_GetTotalFrames()) return false;
-  host().Tes_GotoFrame(*f);
-  SelectKeyAt(*f);
+bool Editor::GotoKey(std::optional<int32_t> frame) {
+  if (!frame || *frame >= host().tes_GetTotalFrames()) return false;  // none, or the deleted-key mark
+  host().Tes_GotoFrame(*frame);
+  SelectKeyAt(*frame);
   return true;
 }
 
-bool Editor::GotoNextKey() {
-  const std::optional<int32_t> f = keys_.NextKeyFrame(host().tes_Getcurrentframe());
-  if (!f || *f >= host().tes_GetTotalFrames()) return false;
-  host().Tes_GotoFrame(*f);
-  SelectKeyAt(*f);
-  return true;
-}
+bool Editor::GotoPreviousKey() { return GotoKey(keys_.PreviousKeyFrame(host().tes_Getcurrentframe())); }
+bool Editor::GotoNextKey() { return GotoKey(keys_.NextKeyFrame(host().tes_Getcurrentframe())); }
 
 void Editor::ShowFlipbookFrame() {
   const PictureBox box = window_.PreviewBox();

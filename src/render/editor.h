@@ -128,6 +128,7 @@ class Editor {
     std::vector<bool> frames;  // by frame number
   };
   void RememberRender(const RenderSummary& r, const FrameSelection* selection);
+  bool GotoKey(std::optional<int32_t> frame);
   void FetchAsIs();  // the current frame into the working planes without the effect
   void ShowAsIs();
 
