@@ -70,6 +70,9 @@ void AddDemoCommand(CLI::App& app) {
 #ifdef TESSFX_HAVE_UI
   auto run = std::make_shared<EditorRunOptions>();
   cmd->add_option("--screenshot", run->screenshot, "Key --effect, save a picture of the window (PNG) and quit");
+  cmd->add_option("--tour", run->tour_folder,
+                  "Walk through a first session in the windows, save a picture of each step into this folder "
+                  "and quit");
 #endif
   cmd->footer(
       "Without a display (or with --headless) the demo does what a first session in the windows does: it keys "

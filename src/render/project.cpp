@@ -81,7 +81,11 @@ class Reader {
 
 json ProjectToJson(const Project& p) {
   json keys = json::array();
-  for (const ProjectKey& k : p.keys) keys.push_back({{"frame", k.frame}, {"values", k.values}});
+  for (const ProjectKey& k : p.keys) {
+    json key{{"frame", k.frame}, {"values", k.values}};
+    if (k.ease != KeyEase::Fill) key["ease"] = std::string(KeyEaseName(k.ease));
+    keys.push_back(std::move(key));
+  }
   return json{{"format", kProjectFormat},
               {"version", kProjectVersion},
               {"effect", p.effect},
@@ -125,6 +129,13 @@ Project ProjectFromJson(const json& j, const std::string& source) {
       const std::string vw = Reader::Join(where, "values");
       const json& vals = r.Array(*r.Member(k, where, "values", true), vw, 6);
       for (size_t c = 0; c < 6; ++c) key.values[c] = r.Number(vals[c], Reader::Index(vw, c));
+      if (const json* e = r.Member(k, where, "ease", false)) {
+        const std::optional<KeyEase> ease = KeyEaseFromName(r.String(*e, Reader::Join(where, "ease")));
+        if (!ease)
+          r.Refuse(Reader::Join(where, "ease"),
+                   R"(must be "fill", "linear", "hold", "ease in", "ease out" or "ease in and out")");
+        key.ease = *ease;
+      }
       if (!frames.insert(key.frame).second) r.Refuse(where, "repeats frame " + std::to_string(key.frame));
       p.keys.push_back(key);
     }
@@ -200,7 +211,7 @@ Project CaptureProject(Editor& editor) {
   const KeyChannels& keys = editor.keys();
   for (int32_t i = 0; i <= keys.LastKey(); ++i) {
     const KeyFrame& k = keys.KeyList()[static_cast<size_t>(i)];
-    p.keys.push_back({k.Frame, k.Value});
+    p.keys.push_back({k.Frame, k.Value, k.Ease});
   }
   p.sequence = editor.sequence;
   const ExternalAnimation& swap = editor.image().external_swap;
@@ -240,6 +251,7 @@ void ApplyProject(Editor& editor, const Project& p) {
     KeyFrame kf;
     kf.Frame = k.frame;
     kf.Value = k.values;
+    kf.Ease = k.ease;
     keys.push_back(kf);
   }
   editor.keys().SetSplineMode(p.spline);

@@ -9,6 +9,8 @@
 //     "sliders": [0, 0, 0, 0, 0, 0],            the six slider values
 //     "spline": false,                          the spline toggle
 //     "keys": [{"frame": 0, "values": [0, 0, 0, 0, 0, 0]}, ...],   values normalised (Value / Max)
+//                                               a key may add "ease": "linear", "hold",
+//                                               "ease in", "ease out" or "ease in and out"
 //     "sequence": {"base_name": "", "start_number": 0, "digit_count": 0},
 //     "swap": {"animation_file": "", "active": false}
 //   }
@@ -40,6 +42,7 @@ inline constexpr size_t kMaxProjectText = 4096;
 struct ProjectKey {
   int32_t frame = 0;
   std::array<float, 6> values{};
+  KeyEase ease = KeyEase::Fill;  // written only when set, so files without eases stay as they were
 };
 
 struct Project {

@@ -11,6 +11,7 @@
 #include "render/demo_session.h"
 #include "ui/host_window.h"
 #include "ui/tool_window.h"
+#include "ui/tour.h"
 
 namespace tessfx {
 namespace {
@@ -73,6 +74,16 @@ int RunEditor(std::shared_ptr<EmbeddedHost> host, const EditorRunOptions& option
     }
     if (options.screenshot.empty() && options.script)
       QTimer::singleShot(0, &main_window, [&] { RunScript(*tool, options); });
+    if (!options.tour_folder.empty()) {
+      // A fixed size, so that the pictures come out the same on every screen.
+      main_window.resize(1440, 900);
+      QTimer::singleShot(300, &main_window, [&] {
+        RunTour(*host, main_window, *tool, QString::fromStdString(options.tour_folder), [&](int s) {
+          status = s;
+          QApplication::exit(s);
+        });
+      });
+    }
     const int loop = QApplication::exec();
     if (status == 0) status = loop;
     host->RemoveObserver(tool);

@@ -18,6 +18,9 @@ struct EditorRunOptions {
   std::string screenshot;
   std::string script_effect = "Color add";
   std::function<void(Editor&)> script;
+  // The scripted tour (ui/tour.h): a first session through the widgets, with a picture of
+  // each state saved into this folder; then the editor quits.
+  std::string tour_folder;
 };
 
 // True when a window system is reachable (a display, or a platform chosen explicitly).

@@ -8,7 +8,7 @@
 #include <QProgressBar>
 #include <QPushButton>
 
-#include "ui/frame_view.h"
+#include "ui/preview_view.h"
 #include "ui/progress_window.h"
 #include "ui/timeline_widget.h"
 #include "ui/ui_rig.h"
@@ -64,7 +64,8 @@ TEST_F(ToolWindowTest, PickingConfiguresSlidersLabelsButtonAndPointer) {
   Pick("    Greenscreen sequence");
   EXPECT_FALSE(Button(13)->isHidden());
   EXPECT_EQ(Button(13)->text(), "Select Sequence...");
-  EXPECT_EQ(Button(13)->pos(), QPoint(Slider(1)->x(), 218));  // on the sliders' left edge
+  // On the sliders' left edge, in the row below the last slider (218 against 156 for slider 1).
+  EXPECT_EQ(Button(13)->pos(), QPoint(Slider(1)->x(), Slider(1)->y() + 218 - 156));
   Pick("    Greenscreen");  // placed, but left hidden
   EXPECT_TRUE(Button(13)->isHidden());
 }
@@ -127,16 +128,16 @@ TEST_F(ToolWindowTest, ScrubbingFollowsThePointerAndReleasePreviews) {
   EXPECT_EQ(rig.host->tes_Getcurrentframe(), 3);
 
   // Zoom widens the strip and shows the scroll bar; zooming out again narrows it.
-  const int w = strip->width();
+  const double w = strip->scale_width();
   Button(9)->click();
-  EXPECT_EQ(strip->width(), 2 * w);
+  EXPECT_EQ(strip->scale_width(), 2 * w);
   EXPECT_FALSE(rig.Find<QWidget>("HScroll1")->isHidden());
   Button(10)->click();
-  EXPECT_EQ(strip->width(), w);
+  EXPECT_EQ(strip->scale_width(), w);
 }
 
 TEST_F(ToolWindowTest, PressingAndDraggingOnThePreviewPlacesTheCentre) {
-  auto* preview = rig.Find<FrameView>("Picture2");
+  auto* preview = rig.Find<PreviewView>("Picture2");
   Pick("    Zoom blur");
   const QRect r = preview->PictureRect();
   ASSERT_GT(r.width(), 0);
@@ -157,7 +158,7 @@ TEST_F(ToolWindowTest, PressingAndDraggingOnThePreviewPlacesTheCentre) {
 
 TEST_F(ToolWindowTest, DraggingOnThePreviewMovesTurnsAndPlacesTheGeometricEffects) {
   DrawPatternAnimation(*rig.host, Pattern::Noise, 5);
-  auto* preview = rig.Find<FrameView>("Picture2");
+  auto* preview = rig.Find<PreviewView>("Picture2");
   struct Case {
     const char* entry;
     int slider;                 // the first of the two sliders the drag sets
