@@ -5,8 +5,36 @@
 
 #include "filters/parallel.h"
 
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "filters/blend.cpp"
+#include <hwy/foreach_target.h>  // IWYU pragma: keep
+#include <hwy/highway.h>
+
+#include "filters/simd-inl.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace tessfx::HWY_NAMESPACE {
+namespace {
+
+// work * keep + other * take, rounded half to even, in single precision.
+void ConstantRun(uint8_t* work, const uint8_t* other, int64_t n, float keep, float take) {
+  const hn::ScalableTag<float> df;
+  const auto k = hn::Set(df, keep), t = hn::Set(df, take);
+  ForEachStep(hn::Lanes(df), n, {work, other}, {work}, [&](const uint8_t* const* in, uint8_t* const* out) HWY_ATTR {
+    const auto mixed = hn::Add(hn::Mul(LoadBytesAsFloat(df, in[0]), k), hn::Mul(LoadBytesAsFloat(df, in[1]), t));
+    StoreFloatAsBytes(df, mixed, out[0]);
+  });
+}
+
+}  // namespace
+}  // namespace tessfx::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
 namespace tessfx {
 namespace {
+
+HWY_EXPORT(ConstantRun);
 
 void AlphaRow(uint8_t* work, const uint8_t* other, const uint8_t* alpha, int32_t width) {
   for (int32_t x = 0; x < width; ++x) work[x] = AlphaMix(work[x], other[x], alpha[x]);
@@ -22,13 +50,6 @@ void AlphaRange(const uint8_t* alpha, int32_t width, uint8_t& lo, uint8_t& hi) {
   }
   lo = mn;
   hi = mx;
-}
-
-// Vectorises as written; cloned for AVX2 where available.
-[[gnu::target_clones("avx2", "default")]] void ConstantRun(uint8_t* work, const uint8_t* other, int64_t n, float keep,
-                                                           float take) {
-  for (int64_t i = 0; i < n; ++i)
-    work[i] = RoundToByteF(static_cast<float>(work[i]) * keep + static_cast<float>(other[i]) * take);
 }
 
 void BlendByAlpha(RgbView work, ConstRgbView other, ConstPlaneView alpha) {
@@ -58,9 +79,10 @@ void BlendConstant(RgbView work, ConstRgbView other, float keep, float take) {
   const int64_t row = int64_t{work.r.width} + 1;
   ForEachPlaneRow(work.r.width, work.r.height, 3, [&](int32_t y0, int32_t y1) {
     for (int32_t y = y0; y < y1; ++y) {
-      ConstantRun(work.r.row(y), other.r.row(y), row, keep, take);
-      ConstantRun(work.g.row(y), other.g.row(y), row, keep, take);
-      ConstantRun(work.b.row(y), other.b.row(y), row, keep, take);
+      const auto run = HWY_DYNAMIC_DISPATCH(ConstantRun);
+      run(work.r.row(y), other.r.row(y), row, keep, take);
+      run(work.g.row(y), other.g.row(y), row, keep, take);
+      run(work.b.row(y), other.b.row(y), row, keep, take);
     }
   });
 }
@@ -87,3 +109,4 @@ void MixPlanes(RgbView work, ConstRgbView other, float level) {
 }
 
 }  // namespace tessfx
+#endif  // HWY_ONCE
