@@ -20,10 +20,6 @@
 namespace tessfx {
 namespace {
 
-void NegativeRun(const uint8_t* __restrict h, uint8_t* __restrict w, int64_t n) {
-  for (int64_t i = 0; i < n; ++i) w[i] = 255 - h[i];
-}
-
 // Gains 0..512, 255 leaving the frame unchanged.
 void FxColorAdjustment(EffectFrame& f, float red, float green, float blue) {
   FastChannelMultiply(f.work.r, red / 255.0f);
@@ -71,9 +67,9 @@ void FxPowerCurve(EffectFrame& f, float p) {
 
 void FxNegative(EffectFrame& f) {
   ForEachSampleRun(f.work.r, 3, [&](int64_t o, int64_t n) {
-    NegativeRun(f.host.r.data + o, f.work.r.data + o, n);
-    NegativeRun(f.host.g.data + o, f.work.g.data + o, n);
-    NegativeRun(f.host.b.data + o, f.work.b.data + o, n);
+    InvertRun(f.host.r.data + o, f.work.r.data + o, n);
+    InvertRun(f.host.g.data + o, f.work.g.data + o, n);
+    InvertRun(f.host.b.data + o, f.work.b.data + o, n);
   });
 }
 

@@ -22,7 +22,7 @@ namespace {
 
 // The Gaussian: up to this radius a direct kernel, whose cost grows with the radius;
 // beyond it a recursive filter, whose cost does not.
-constexpr int32_t kMaxDirectRadius = 10;
+constexpr int32_t kMaxDirectRadius = 32;
 
 // Motion blur sums up to this many samples in 16-bit lanes (257 x 255 < 65536).
 constexpr int32_t kMaxSums16 = 257;
@@ -37,26 +37,30 @@ inline int64_t Mirror(int64_t j, int64_t n) {
   return m < n ? m : period - 1 - m;
 }
 
-// The direct kernel: the sampled Gaussian over -radius..radius, normalised, as weights of
+// The direct kernel's reach: a quarter beyond the radius (3.75 standard deviations), where
+// the weights left out no longer move a hard edge by a tenth of a level.
+constexpr int32_t DirectReach(int32_t radius) { return radius + radius / 4; }
+
+// The direct kernel: the sampled Gaussian over -reach..reach, normalised, as weights of
 // the sample pairs (x - k, x + k) in 0.16 fixed point; the centre counts as the pair
 // (x, x) with half its weight. The weights add up to exactly one, so flat areas stay flat.
 struct DirectKernel {
   int32_t reach = 0;
-  std::array<uint16_t, kMaxDirectRadius + 1> pair_weight{};
+  std::array<uint16_t, DirectReach(kMaxDirectRadius) + 1> pair_weight{};
 };
 
 DirectKernel MakeDirectKernel(int32_t radius) {
   const double sigma = GaussianSigmaForRadius(radius);
   DirectKernel k;
-  k.reach = radius;
-  std::array<double, kMaxDirectRadius + 1> g{};
+  k.reach = DirectReach(radius);
+  std::array<double, DirectReach(kMaxDirectRadius) + 1> g{};
   double total = 0;
-  for (int32_t i = 0; i <= radius; ++i) {
+  for (int32_t i = 0; i <= k.reach; ++i) {
     g[i] = std::exp(-i * i / (2 * sigma * sigma));
     total += i == 0 ? g[i] : 2 * g[i];
   }
   int32_t outer = 0;
-  for (int32_t i = 1; i <= radius; ++i) {
+  for (int32_t i = 1; i <= k.reach; ++i) {
     k.pair_weight[i] = static_cast<uint16_t>(RoundHalfEven(g[i] / total * 65536.0));
     outer += k.pair_weight[i];
   }
@@ -146,7 +150,9 @@ namespace {
 // band come from the untouched plane before any band writes, so no band reads another's
 // output and the result does not depend on the thread count.
 
-constexpr int64_t kDirectBandRows = 128;
+// Rows per band: fixed for a radius, so results never depend on how bands meet threads;
+// tall enough that the rows recomputed at band edges stay a small part of the work.
+int64_t DirectBandRows(int64_t reach) { return std::max<int64_t>(128, 8 * reach); }
 
 using D16 = hn::ScalableTag<uint16_t>;
 
@@ -156,7 +162,11 @@ void DirectRow(const uint8_t* row, int64_t w, const DirectKernel& k, uint8_t* pa
   const D16 d;
   const int64_t n = static_cast<int64_t>(hn::Lanes(d));
   const int64_t reach = k.reach;
-  for (int64_t x = -reach; x < w + reach; ++x) padded[x + reach] = row[Mirror(x, w)];
+  std::memcpy(padded + reach, row, static_cast<size_t>(w));
+  for (int64_t i = 1; i <= reach; ++i) {
+    padded[reach - i] = row[Mirror(-i, w)];
+    padded[reach + w - 1 + i] = row[Mirror(w - 1 + i, w)];
+  }
   std::memset(padded + w + 2 * reach, 0, static_cast<size_t>(n));
   const uint8_t* centre = padded + reach;
   for (int64_t x = 0; x < w; x += n) {
@@ -198,13 +208,14 @@ void DirectGaussianPlane(uint8_t* plane, int64_t w, int64_t h, int64_t stride, c
   const int64_t row_len = (w + n - 1) / n * n;  // 16-bit samples per horizontal result
   const int64_t reach = k.reach;
   const int64_t padded_len = w + 2 * reach + n;
-  const int32_t bands = static_cast<int32_t>((h + kDirectBandRows - 1) / kDirectBandRows);
+  const int64_t band_rows = DirectBandRows(reach);
+  const int32_t bands = static_cast<int32_t>((h + band_rows - 1) / band_rows);
   const int64_t edge_rows = 2 * reach;
   auto edges = hwy::AllocateAligned<uint16_t>(static_cast<size_t>(std::max<int64_t>(1, bands * edge_rows * row_len)));
   ForEachRowBand(0, bands, edge_rows * w, [&](int32_t b0, int32_t b1) {
     auto padded = std::make_unique_for_overwrite<uint8_t[]>(static_cast<size_t>(padded_len));
     for (int32_t b = b0; b < b1; ++b) {
-      const int64_t y0 = int64_t{b} * kDirectBandRows, y1 = std::min(h, y0 + kDirectBandRows);
+      const int64_t y0 = int64_t{b} * band_rows, y1 = std::min(h, y0 + band_rows);
       uint16_t* e = edges.get() + b * edge_rows * row_len;
       for (int64_t i = 0; i < reach; ++i) {
         DirectRow(plane + Mirror(y0 - reach + i, h) * stride, w, k, padded.get(), e + i * row_len);
@@ -212,12 +223,12 @@ void DirectGaussianPlane(uint8_t* plane, int64_t w, int64_t h, int64_t stride, c
       }
     }
   });
-  ForEachRowBand(0, bands, kDirectBandRows * w * (reach + 1), [&](int32_t b0, int32_t b1) {
+  ForEachRowBand(0, bands, band_rows * w * (reach + 1), [&](int32_t b0, int32_t b1) {
     auto padded = std::make_unique_for_overwrite<uint8_t[]>(static_cast<size_t>(padded_len));
-    auto own = hwy::AllocateAligned<uint16_t>(static_cast<size_t>(kDirectBandRows * row_len));
-    std::vector<const uint16_t*> rows(static_cast<size_t>(kDirectBandRows + edge_rows));
+    auto own = hwy::AllocateAligned<uint16_t>(static_cast<size_t>(band_rows * row_len));
+    std::vector<const uint16_t*> rows(static_cast<size_t>(band_rows + edge_rows));
     for (int32_t b = b0; b < b1; ++b) {
-      const int64_t y0 = int64_t{b} * kDirectBandRows, y1 = std::min(h, y0 + kDirectBandRows);
+      const int64_t y0 = int64_t{b} * band_rows, y1 = std::min(h, y0 + band_rows);
       const uint16_t* e = edges.get() + b * edge_rows * row_len;
       // Row y0 - reach + j of the band's window.
       for (int64_t i = 0; i < reach; ++i) {
@@ -240,7 +251,7 @@ void DirectGaussianPlane(uint8_t* plane, int64_t w, int64_t h, int64_t stride, c
 // first, straight from the plane into a float frame stored column by column; then the
 // rows, which are that frame's columns, rounded back into the plane.
 
-constexpr int kGroup = 4;
+constexpr int kGroup = 2;
 using DF = hn::ScalableTag<float>;
 using VF = hn::Vec<DF>;
 
@@ -322,36 +333,48 @@ void RecursiveLines(const RecursiveKernel& k, int64_t n, float* causal, const Lo
   }
 }
 
+// Results reach the other layout through a small tile of kTile samples of every line of the
+// group, written out line by line: whole cache lines instead of one sample per line.
+constexpr int64_t kTile = 16;
+
 void RecursiveGaussianPlane(uint8_t* plane, int64_t w, int64_t h, int64_t stride, const RecursiveKernel& k) {
   const DF df;
   const int64_t lanes = static_cast<int64_t>(hn::Lanes(df));
   const int64_t group = kGroup * lanes;
   // The columns' results, column after column, with a group's slack for the last loads.
-  auto columns = hwy::AllocateAligned<float>(static_cast<size_t>(w * h + group));
-  std::fill(columns.get() + w * h, columns.get() + w * h + group, 0.0f);
+  auto columns_store = hwy::AllocateAligned<float>(static_cast<size_t>(w * h + group));
+  float* const columns = columns_store.get();
+  std::fill(columns + w * h, columns + w * h + group, 0.0f);
 
   const int32_t column_groups = static_cast<int32_t>((w + group - 1) / group);
   ForEachRowBand(0, column_groups, group * h, [&](int32_t g0, int32_t g1) {
     auto causal = hwy::AllocateAligned<float>(static_cast<size_t>(h * group));
+    auto tile = hwy::AllocateAligned<float>(static_cast<size_t>(group * kTile));
     HWY_ALIGN uint8_t bytes[kGroup * HWY_MAX_BYTES] = {};
-    HWY_ALIGN float lanes_out[HWY_MAX_BYTES / sizeof(float)] = {};
+    const uint8_t* const src_plane = plane;
     for (int32_t cg = g0; cg < g1; ++cg) {
       const int64_t x0 = int64_t{cg} * group, count = std::min(group, w - x0);
       auto load = [&](int64_t t, VF* v) HWY_ATTR {
-        const uint8_t* src = plane + Mirror(t, h) * stride + x0;
+        const uint8_t* src = src_plane + Mirror(t, h) * stride + x0;
         if (count < group) {  // the last group reads only its own columns
           std::memcpy(bytes, src, static_cast<size_t>(count));
           src = bytes;
         }
         for (int g = 0; g < kGroup; ++g) v[g] = LoadBytesAsFloat(df, src + g * lanes);
       };
+      // Samples t (descending) go to tile[line * kTile + t % kTile]; a tile is written out
+      // when its lowest sample is in.
       auto store = [&](int64_t t, const VF* v) HWY_ATTR {
+        float* lane_out = tile.get();
+        HWY_ALIGN float values[HWY_MAX_BYTES / sizeof(float)] = {};
         for (int g = 0; g < kGroup; ++g) {
-          hn::Store(v[g], df, lanes_out);
-          const int64_t first = x0 + g * lanes;
-          const int64_t m = std::min(lanes, w - first);
-          for (int64_t j = 0; j < m; ++j) columns[(first + j) * h + t] = lanes_out[j];
+          hn::Store(v[g], df, values);
+          for (int64_t j = 0; j < lanes; ++j) lane_out[(g * lanes + j) * kTile + t % kTile] = values[j];
         }
+        if (t % kTile != 0) return;
+        const int64_t len = std::min(kTile, h - t);
+        for (int64_t j = 0; j < count; ++j)
+          std::memcpy(columns + (x0 + j) * h + t, lane_out + j * kTile, static_cast<size_t>(len) * sizeof(float));
       };
       RecursiveLines(k, h, causal.get(), load, store);
     }
@@ -360,20 +383,26 @@ void RecursiveGaussianPlane(uint8_t* plane, int64_t w, int64_t h, int64_t stride
   const int32_t row_groups = static_cast<int32_t>((h + group - 1) / group);
   ForEachRowBand(0, row_groups, group * w, [&](int32_t g0, int32_t g1) {
     auto causal = hwy::AllocateAligned<float>(static_cast<size_t>(w * group));
-    HWY_ALIGN uint8_t lanes_out[HWY_MAX_BYTES] = {};
+    auto tile = hwy::AllocateAligned<uint8_t>(static_cast<size_t>(group * kTile));
+    uint8_t* const dst_plane = plane;
+    const float* const src = columns;
     for (int32_t rg = g0; rg < g1; ++rg) {
-      const int64_t y0 = int64_t{rg} * group;
+      const int64_t y0 = int64_t{rg} * group, count = std::min(group, h - y0);
       auto load = [&](int64_t t, VF* v) HWY_ATTR {
-        const float* src = columns.get() + Mirror(t, w) * h + y0;
-        for (int g = 0; g < kGroup; ++g) v[g] = hn::LoadU(df, src + g * lanes);
+        const float* line = src + Mirror(t, w) * h + y0;
+        for (int g = 0; g < kGroup; ++g) v[g] = hn::LoadU(df, line + g * lanes);
       };
       auto store = [&](int64_t t, const VF* v) HWY_ATTR {
+        uint8_t* lane_out = tile.get();
+        HWY_ALIGN uint8_t values[HWY_MAX_BYTES] = {};
         for (int g = 0; g < kGroup; ++g) {
-          StoreFloatAsBytes(df, v[g], lanes_out);
-          const int64_t first = y0 + g * lanes;
-          const int64_t m = std::min(lanes, h - first);
-          for (int64_t j = 0; j < m; ++j) plane[(first + j) * stride + t] = lanes_out[j];
+          StoreFloatAsBytes(df, v[g], values);
+          for (int64_t j = 0; j < lanes; ++j) lane_out[(g * lanes + j) * kTile + t % kTile] = values[j];
         }
+        if (t % kTile != 0) return;
+        const int64_t len = std::min(kTile, w - t);
+        for (int64_t j = 0; j < count; ++j)
+          std::memcpy(dst_plane + (y0 + j) * stride + t, lane_out + j * kTile, static_cast<size_t>(len));
       };
       RecursiveLines(k, w, causal.get(), load, store);
     }

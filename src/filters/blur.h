@@ -16,7 +16,7 @@ double GaussianSigmaForRadius(int32_t radius);
 // place, with the standard deviation GaussianSigmaForRadius(radius); the extra row and
 // column are left as they are. Beyond the frame the image is mirrored, so a flat frame
 // stays exactly flat. Every result is within one level of the exact Gaussian's. Up to
-// radius 10 the kernel is applied directly in fixed point; beyond, a recursive filter
+// radius 32 the kernel is applied directly in fixed point; beyond, a recursive filter
 // approximates it at a cost that no longer grows with the radius.
 void GaussianBlur(std::span<const PlaneView> planes, int32_t radius);
 

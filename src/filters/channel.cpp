@@ -42,6 +42,14 @@ void SubtractRun(uint8_t* p, int64_t n, uint8_t take) {
   });
 }
 
+// 255 - x is the complement of every bit.
+void InvertLanes(const uint8_t* src, uint8_t* dst, int64_t n) {
+  const hn::ScalableTag<uint8_t> d;
+  ForEachStep(hn::Lanes(d), n, {src}, {dst}, [&](const uint8_t* const* in, uint8_t* const* out) HWY_ATTR {
+    hn::StoreU(hn::Not(hn::LoadU(d, in[0])), d, out[0]);
+  });
+}
+
 }  // namespace
 }  // namespace tessfx::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
@@ -52,7 +60,10 @@ namespace {
 HWY_EXPORT(MultiplyRun);
 HWY_EXPORT(AddRun);
 HWY_EXPORT(SubtractRun);
+HWY_EXPORT(InvertLanes);
 }  // namespace
+
+void InvertRun(const uint8_t* src, uint8_t* dst, int64_t n) { HWY_DYNAMIC_DISPATCH(InvertLanes)(src, dst, n); }
 
 void FastChannelMultiply(PlaneView plane, float factor) {
   ForEachSampleRun(plane, 1, [&](int64_t o, int64_t n) { HWY_DYNAMIC_DISPATCH(MultiplyRun)(plane.data + o, n, factor); });

@@ -77,6 +77,30 @@ void HsvRun(const HsvParams& p, uint8_t* r, uint8_t* g, uint8_t* b, int64_t n) {
   });
 }
 
+// p[i] = table[p[i]]: sixteen 16-entry byte shuffles, one per high nibble, each kept where
+// the sample's high nibble selects it. The one-lane build has no 16-byte shuffle and looks
+// the samples up one by one.
+void ToneLanes(uint8_t* p, int64_t n, const uint8_t* table) {
+#if HWY_TARGET == HWY_SCALAR
+  for (int64_t i = 0; i < n; ++i) p[i] = table[p[i]];
+#else
+  const hn::ScalableTag<uint8_t> d;
+  HWY_ALIGN uint8_t aligned[256];
+  std::memcpy(aligned, table, sizeof aligned);
+  hn::Vec<decltype(d)> part[16];
+  for (int k = 0; k < 16; ++k) part[k] = hn::LoadDup128(d, aligned + 16 * k);
+  ForEachStep(hn::Lanes(d), n, {p}, {p}, [&](const uint8_t* const* in, uint8_t* const* out) HWY_ATTR {
+    const auto sample = hn::LoadU(d, in[0]);
+    const auto low = hn::And(sample, hn::Set(d, 15));
+    const auto high = hn::ShiftRight<4>(sample);
+    auto v = hn::TableLookupBytes(part[0], low);
+    for (int k = 1; k < 16; ++k)
+      v = hn::IfThenElse(hn::Eq(high, hn::Set(d, static_cast<uint8_t>(k))), hn::TableLookupBytes(part[k], low), v);
+    hn::StoreU(v, d, out[0]);
+  });
+#endif
+}
+
 }  // namespace
 }  // namespace tessfx::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
@@ -86,6 +110,7 @@ namespace tessfx {
 namespace {
 
 HWY_EXPORT(HsvRun);
+HWY_EXPORT(ToneLanes);
 
 inline constexpr int64_t kChunk = 1 << 14;
 
@@ -109,9 +134,9 @@ void FastHSVandRGB(RgbView planes, float hue, float saturation, float value, flo
 }
 
 void SetValue(RgbView work, const ToneTable& table) {
+  const auto run = HWY_DYNAMIC_DISPATCH(ToneLanes);
   ForEachSampleRun(work.r, 3, [&](int64_t o, int64_t n) {
-    for (uint8_t* p : {work.r.data + o, work.g.data + o, work.b.data + o})
-      for (int64_t i = 0; i < n; ++i) p[i] = table[p[i]];
+    for (uint8_t* p : {work.r.data + o, work.g.data + o, work.b.data + o}) run(p, n, table.data());
   });
 }
 

@@ -80,7 +80,7 @@ TEST(GaussianFilter, WithinOneLevelOfTheExactGaussianOverTheMirroredFrame) {
   const auto spot = [](int32_t y, int32_t x) -> uint8_t { return y == 7 && x == 9 ? 255 : 0; };
   for (auto [w, h] : {std::pair{1, 1}, std::pair{2, 3}, std::pair{5, 4}, std::pair{17, 9}, std::pair{70, 5},
                       std::pair{83, 140}})
-    for (int radius : {2, 3, 5, 8, 10, 11, 16, 36, 64, 90})
+    for (int radius : {2, 3, 5, 8, 16, 32, 33, 36, 64, 90})
       for (const Plane& in : {Noise(w, h, 3), testing::Make(w, h, edge), testing::Make(w, h, spot)}) {
         const double sigma = GaussianSigmaForRadius(radius);
         std::vector<std::vector<double>> columns(w, std::vector<double>(h));
@@ -102,7 +102,7 @@ TEST(GaussianFilter, WithinOneLevelOfTheExactGaussianOverTheMirroredFrame) {
 }
 
 TEST(GaussianFilter, FlatFramesStayFlat) {
-  for (int radius : {2, 7, 10, 11, 40, 64})
+  for (int radius : {2, 7, 32, 33, 40, 64})
     for (uint8_t level : {0, 1, 128, 254, 255}) {
       Plane p(45, 31, level);
       const PlaneView planes[1] = {p.view()};
