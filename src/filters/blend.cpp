@@ -76,14 +76,12 @@ void BlendByAlpha(RgbView work, ConstRgbView other, ConstPlaneView alpha) {
 
 void BlendConstant(RgbView work, ConstRgbView other, float keep, float take) {
   if (keep == 1.0f && take == 0.0f) return;  // work * 1 + other * 0 is the working sample itself
-  const int64_t row = int64_t{work.r.width} + 1;
-  ForEachPlaneRow(work.r.width, work.r.height, 3, [&](int32_t y0, int32_t y1) {
-    for (int32_t y = y0; y < y1; ++y) {
-      const auto run = HWY_DYNAMIC_DISPATCH(ConstantRun);
-      run(work.r.row(y), other.r.row(y), row, keep, take);
-      run(work.g.row(y), other.g.row(y), row, keep, take);
-      run(work.b.row(y), other.b.row(y), row, keep, take);
-    }
+  const auto run = HWY_DYNAMIC_DISPATCH(ConstantRun);
+  // Whole runs of rows at a time: the planes' rows lie one after the other.
+  ForEachSampleRun(work.r, 3, [&](int64_t o, int64_t n) {
+    run(work.r.data + o, other.r.data + o, n, keep, take);
+    run(work.g.data + o, other.g.data + o, n, keep, take);
+    run(work.b.data + o, other.b.data + o, n, keep, take);
   });
 }
 
