@@ -7,6 +7,8 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <tbb/global_control.h>
+#include <thread>
+#include <vector>
 
 #include "cli/cli.h"
 #include "cli/session.h"
@@ -15,9 +17,12 @@
 #include "media/sequence.h"
 #include "core/error.h"
 #include "engine/catalogue.h"
+#include "host/embedded/document_io.h"
+#include "host/embedded/embedded_host.h"
 #include "host/image_state.h"
 #include "render/editor.h"
 #include "render/project.h"
+#include "render/sequence_output.h"
 
 namespace tessfx::cli {
 namespace {
@@ -107,6 +112,40 @@ nlohmann::json JsonFloat(float v) {
   return nlohmann::json::parse(FloatText(v));
 }
 
+// The console's progress, which also hands each rendered frame to the sequence writer as
+// soon as it is back in the host, so that encoding overlaps the next frames' rendering.
+class WritingProgress final : public RenderProgress {
+ public:
+  WritingProgress(ConsoleProgress& console, EmbeddedHost& host, SequenceOutput& output)
+      : console_(console), host_(host), output_(output), submitted_(static_cast<size_t>(host.tes_GetTotalFrames())) {}
+
+  void SetLabel(const std::string& text) override { console_.SetLabel(text); }
+  void Yield() override { console_.Yield(); }
+  bool Cancelled() override { return console_.Cancelled(); }
+  void DisplayBar(double fraction) override { console_.DisplayBar(fraction); }
+  void Close() override { console_.Close(); }
+  void FrameDone(int32_t frame) override { Submit(frame); }
+
+  // Every frame not handed over yet (not chosen, or after an interruption), as it is.
+  void SubmitTheRest() {
+    for (int32_t f = 0; f < static_cast<int32_t>(submitted_.size()); ++f)
+      if (!submitted_[static_cast<size_t>(f)]) Submit(f);
+  }
+
+ private:
+  void Submit(int32_t frame) {
+    RgbaPlanes planes;
+    for (int c = 0; c < 4; ++c) host_.ReadFramePlane(frame, static_cast<Channel>(c), planes[static_cast<size_t>(c)]);
+    output_.Submit(frame, std::move(planes));
+    submitted_[static_cast<size_t>(frame)] = true;
+  }
+
+  ConsoleProgress& console_;
+  EmbeddedHost& host_;
+  SequenceOutput& output_;
+  std::vector<bool> submitted_;
+};
+
 }  // namespace
 
 void AddRenderCommand(CLI::App& app) {
@@ -160,8 +199,20 @@ void AddRenderCommand(CLI::App& app) {
 
     InterruptGuard interrupt;
     ConsoleProgress progress(selection ? selection->Count() : total, interrupt);
-    const RenderSummary r = editor.kv_button3_Click(progress, selection ? &*selection : nullptr);
-    s.host->SaveDocument(o->output);
+    RenderSummary r;
+    if (OutputKind(o->output) == DocumentKind::ImageSequence) {
+      // Frames are written while the render goes on: encoders on every core, a few frames
+      // held at most.
+      const int workers = static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
+      SequenceOutput output(o->output, 1, s.host->has_alpha(), workers, workers + 2);
+      WritingProgress writing(progress, *s.host, output);
+      r = editor.kv_button3_Click(writing, selection ? &*selection : nullptr);
+      writing.SubmitTheRest();
+      output.Finish();
+    } else {
+      r = editor.kv_button3_Click(progress, selection ? &*selection : nullptr);
+      s.host->SaveDocument(o->output);
+    }
     const std::string undo_note = r.recorded ? "; undo file " + editor.undo().Path() : "";
     if (r.cancelled)
       throw ExitStatus{130, "interrupted after " + Plural(r.frames_rendered, "frame") + "; " + o->output +

@@ -404,6 +404,11 @@ void ImageFileWriter::Write(const std::string& path, const Plane& r, const Plane
                                 : (ext == ".hdr" || ext == ".rgbe") ? OIIO::TypeDesc::FLOAT
                                                                     : OIIO::TypeDesc::UINT8;
   OIIO::ImageSpec layout(w, h, nch, format);
+  // Compression chosen for speed, as renders write many frames: deflate level 1 rather than
+  // the writer's 6 for PNG, run lengths rather than zlib for OpenEXR (larger files, no
+  // deflate at all).
+  if (ext == ".png") layout.attribute("png:compressionLevel", 1);
+  if (ext == ".exr") layout.attribute("compression", "rle");
   if (alpha) {
     layout.alpha_channel = 3;
     layout.attribute("oiio:UnassociatedAlpha", 1);  // colour is not premultiplied; keep it as it is

@@ -80,6 +80,7 @@ RenderSummary Renderer::DoRender(RenderProgress& progress, const FrameSelection*
     host.tes_setgbuffer(s.work_g);
     host.tes_setbbuffer(s.work_b);
     ++r.frames_rendered;
+    progress.FrameDone(f);
     // The frame number over the walk's length, as is: it runs 0..1 for a whole forward
     // render, 0..-1 for "Ghost", is NaN for one frame and goes past 1 for a walk that does
     // not start at 0. The display clamps.

@@ -54,6 +54,8 @@ class RenderProgress {
   virtual void DisplayBar(double fraction) = 0;
   // The render has finished or stopped: the window closes.
   virtual void Close() = 0;
+  // Frame `frame` has been rendered and is back in the host (a writer may take it now).
+  virtual void FrameDone(int32_t /*frame*/) {}
 };
 
 // Shows the wait cursor for as long as it lives.
