@@ -1,5 +1,6 @@
 // Colour-model and blur filters on raw planes.
 #include <gtest/gtest.h>
+#include <tbb/global_control.h>
 
 #include <array>
 #include <cmath>
@@ -110,6 +111,25 @@ TEST(GaussianFilter, FlatFramesStayFlat) {
       for (int32_t y = 0; y < 31; ++y)
         for (int32_t x = 0; x < 45; ++x) ASSERT_EQ(p[y][x], level) << "radius " << radius;
     }
+}
+
+TEST(GaussianFilter, OneThreadAndManyGiveTheSameBytes) {
+  // Several row bands of the direct kernel and several line groups of the recursive one.
+  for (int radius : {2, 20, 40}) {
+    const Plane in = Noise(257, 700, 9);
+    Plane one = in.Clone(), many = in.Clone();
+    {
+      tbb::global_control limit(tbb::global_control::max_allowed_parallelism, 1);
+      const PlaneView planes[1] = {one.view()};
+      GaussianBlur(planes, radius);
+    }
+    {
+      tbb::global_control limit(tbb::global_control::max_allowed_parallelism, 4);
+      const PlaneView planes[1] = {many.view()};
+      GaussianBlur(planes, radius);
+    }
+    EXPECT_TRUE(one == many) << "radius " << radius;
+  }
 }
 
 TEST(MotionBlurFilter, AveragesAlongTheVectorWithClampedEdges) {
