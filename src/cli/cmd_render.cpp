@@ -10,6 +10,7 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <tbb/global_control.h>
+#include <vector>
 
 #include "cli/cli.h"
 #include "cli/output.h"
