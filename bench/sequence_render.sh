@@ -21,7 +21,7 @@ mkdir -p "$work/in"
 # Four pictures of the test scene (slow to draw), repeated: every frame is still read,
 # changed and written on its own.
 "$tessfx" new "$work/source.tsa" --size 1920x1080 --frames 4 --pattern scene >/dev/null
-"$tessfx" convert "$work/source.tsa" "$work/s.####.png" >/dev/null
+"$tessfx" convert "$work/source.tsa" "$work/s.####.png" --first 1 >/dev/null
 for ((i = 1; i <= frames; ++i)); do
   cp "$work/s.000$(((i - 1) % 4 + 1)).png" "$work/in/f.$(printf %04d "$i").png"
 done
