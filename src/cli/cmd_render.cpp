@@ -177,37 +177,15 @@ std::string SkippedNote(const OutputPlan& plan, int64_t base) {
          FrameNumbersText(plan.skipped, base) + ")";
 }
 
-// Where the render's undo file is, and how the frames it records are numbered in the
-// output: the undo of a render that wrote some files of a sequence, or renumbered them,
-// needs to know which file the recorded frame 0 is.
-std::string UndoNumberingPath(const std::string& undo_path) { return undo_path + ".json"; }
-
-void WriteUndoNumbering(const std::string& undo_path, const OutputPlan& plan, int32_t total, const RenderSummary& r) {
-  nlohmann::json j = {{"document", plan.path}, {"first_number", plan.first_number}, {"frames", total},
-                      {"first", r.first},      {"last", r.last},                    {"step", r.step}};
-  AtomicOutputFile out(UndoNumberingPath(undo_path));
-  const std::string text = j.dump() + "\n";
-  out.Append(text.data(), text.size());
-  out.Commit();
-}
-
-// The numbering a render left for `document`, when its undo file is the one recorded then.
-std::optional<OpenOptions::Span> ReadUndoNumbering(const std::string& undo_path, const std::string& document,
-                                                    const UndoHeader& h) {
-  std::ifstream in(UndoNumberingPath(undo_path));
-  if (!in) return std::nullopt;
-  try {
-    const nlohmann::json j = nlohmann::json::parse(in);
-    std::error_code ec;
-    const bool same_document = std::filesystem::weakly_canonical(j.at("document").get<std::string>(), ec) ==
-                               std::filesystem::weakly_canonical(document, ec);
-    if (!same_document || j.at("first").get<int32_t>() != h.first || j.at("last").get<int32_t>() != h.last ||
-        j.at("step").get<int32_t>() != h.step)
-      return std::nullopt;
-    return OpenOptions::Span{j.at("first_number").get<int64_t>(), j.at("frames").get<int32_t>()};
-  } catch (const std::exception&) {
-    return std::nullopt;  // not ours, or damaged: the document's own numbering holds
-  }
+// The numbering a render left for `document`, when the undo data is for it: the undo of a
+// render that wrote some files of a sequence, or renumbered them, needs to know which file
+// the recorded frame 0 is.
+std::optional<OpenOptions::Span> UndoNumbering(const std::optional<UndoDescription>& d, const std::string& document) {
+  if (!d) return std::nullopt;
+  std::error_code ec;
+  if (std::filesystem::weakly_canonical(d->document, ec) != std::filesystem::weakly_canonical(document, ec))
+    return std::nullopt;  // another document: its own numbering holds, and the fingerprints decide
+  return OpenOptions::Span{d->first_number, d->frames};
 }
 
 void Render(const RenderOptions& o) {
@@ -233,6 +211,13 @@ void Render(const RenderOptions& o) {
   Session s(host, o.document.alpha_bits);
   Editor& editor = *s.editor;
   editor.panel().Check1 = o.undo ? 1 : 0;
+  if (o.undo) {
+    // Held to the end: another render or undo never replaces or reads this one's data meanwhile.
+    editor.undo().LockUndoFile();
+    std::error_code ec;
+    const std::filesystem::path where = std::filesystem::absolute(plan.path, ec);
+    editor.undo().SetDocument(ec ? plan.path : where.string(), plan.first_number);
+  }
   SetUpEffect(editor, o.effect, true, base);
   if (!o.swap.empty()) {
     if (LowerExtension(o.swap) == ".tsa") {
@@ -262,7 +247,6 @@ void Render(const RenderOptions& o) {
   const RenderSummary r = editor.kv_button3_Click(phase, &chosen);
   progress.End();
   const std::string undo_path = editor.undo().Path();
-  if (r.recorded) WriteUndoNumbering(undo_path, plan, total, r);
   const std::string undo_note = r.recorded ? "; undo file " + undo_path : "";
 
   OutputPlan done = plan;
@@ -292,12 +276,14 @@ struct UndoOptions {
 
 void Undo(const UndoOptions& o) {
   const std::string path = JoinPath(DefaultTempDir(), kUndoFileName);
+  // Held from the start: a render with undo running meanwhile would change what is read.
+  Descriptor lock = LockUndoFolder(DefaultTempDir());
   // Checked here first: the undo itself deletes the file after a mismatch.
   const std::optional<UndoHeader> h = UndoBuffer::ReadHeader(path);
   if (!h)
     Fail(ErrorKind::NoInput, "There is nothing to undo: no undo file " + path + " (render with --undo to make one)");
   std::shared_ptr<EmbeddedHost> host = MakeHost();
-  const auto span = ReadUndoNumbering(path, o.document, *h);
+  const auto span = UndoNumbering(UndoBuffer::ReadDescription(DefaultTempDir()), o.document);
   if (span && ParseSequencePattern(o.document)) {
     OpenOptions numbered;
     numbered.on_demand = true;
@@ -328,12 +314,17 @@ void Undo(const UndoOptions& o) {
   Session s(host);
   Editor& editor = *s.editor;
   editor.panel().Check1 = 1;
+  editor.undo().AdoptLock(std::move(lock));
   InterruptGuard interrupt;
   Progress progress(o.output.verbosity());
   LoadPhase(*host, restored.Frames(), progress, interrupt);
+  if (const auto why = editor.undo().WhyNotUndo()) Fail(ErrorKind::BadData, "can't undo: " + *why);
+  // The undo data goes only once the restored frames are on disk: a save that fails (a
+  // missing folder, a full disk, Ctrl-C) leaves it for another try.
+  editor.undo().KeepFileAfterUndo(true);
   const UndoOutcome u = editor.kv_button12_Click();
-  std::filesystem::remove(UndoNumberingPath(path), ec);
   SavePhase(*host, plan, plan.frames, progress, interrupt);
+  editor.undo().DeleteUndos();
   if (!o.output.quiet)
     Say("wrote " + plan.path + ": " + Plural(u.frames_restored, "frame") + " restored from " + path + " (frames " +
         FrameNumbersText(restored.Frames(), info.FrameNumberBase()) + ")" + SkippedNote(plan, info.FrameNumberBase()));

@@ -76,10 +76,11 @@ RenderSummary Renderer::DoRender(RenderProgress& progress, const FrameSelection*
     r.last = r.step > 0 ? hi : lo;
   }
 
-  // Closes the undo file however the walk ends: finished, cancelled or failed.
+  // Closes the undo file however the walk ends: finished, cancelled or failed (its
+  // description then covers the records written).
   struct Finish {
     UndoBuffer& undo;
-    ~Finish() { undo.FinishRecording(); }
+    ~Finish() { undo.AbandonRecording(); }
   } finish{undo_};
   if (panel_.Check1) {
     undo_.StartRecording({host.Tes_BufferWidth(), host.Tes_BufferHeight(), r.first, r.last, r.step});
@@ -110,12 +111,14 @@ RenderSummary Renderer::DoRender(RenderProgress& progress, const FrameSelection*
     host.tes_setrbuffer(s.work_r);
     host.tes_setgbuffer(s.work_g);
     host.tes_setbbuffer(s.work_b);
+    undo_.NoteRendered();
     ++r.frames_rendered;
     // The frame number over the walk's length, as is: it runs 0..1 for a whole forward
     // render, 0..-1 for "Ghost", is NaN for one frame and goes past 1 for a walk that does
     // not start at 0. The display clamps.
     progress.DisplayBar(static_cast<double>(f) / static_cast<double>(r.last - r.first));
   }
+  undo_.FinishRecording();
   return r;
 }
 

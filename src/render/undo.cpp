@@ -1,6 +1,7 @@
 #include "render/undo.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/uio.h>
 #include <unistd.h>
 
@@ -8,8 +9,10 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <nlohmann/json.hpp>
 
 #include "core/error.h"
+#include "host/embedded/embedded_host.h"
 #include "media/file_util.h"
 #include "media/private_folder.h"
 
@@ -51,9 +54,92 @@ std::optional<InputFile> OpenUndoFile(const PrivateFolder& folder) {
   return InputFile::Adopt(fd, folder.PathOf(kUndoFileName));
 }
 
+uint64_t Mix(uint64_t h, uint64_t v) {
+  h ^= v * 0xff51afd7ed558ccdULL;
+  h = (h << 27 | h >> 37) * 0x9e3779b97f4a7c15ULL;
+  return h + 0x52dce729ULL;
+}
+
+std::string Hex(uint64_t v) {
+  char buf[17];
+  std::snprintf(buf, sizeof buf, "%016llx", static_cast<unsigned long long>(v));
+  return buf;
+}
+
 }  // namespace
 
-UndoBuffer::~UndoBuffer() { FinishRecording(); }
+uint64_t FrameFingerprint(const Plane& r, const Plane& g, const Plane& b) {
+  uint64_t h = Mix(0x243f6a8885a308d3ULL, uint64_t(uint32_t(r.width())) << 32 | uint32_t(r.height()));
+  for (const Plane* p : {&r, &g, &b}) {
+    const auto w = static_cast<size_t>(p->width());
+    for (int32_t y = 0; y < p->height(); ++y) {
+      const uint8_t* row = (*p)[y];
+      size_t x = 0;
+      for (; x + 8 <= w; x += 8) {
+        uint64_t v;
+        std::memcpy(&v, row + x, 8);
+        h = Mix(h, v);
+      }
+      uint64_t tail = 0;
+      std::memcpy(&tail, row + x, w - x);
+      h = Mix(h, tail ^ (uint64_t(w - x) << 56));
+    }
+  }
+  h ^= h >> 33;
+  h *= 0xc4ceb9fe1a85ec53ULL;
+  return h ^ (h >> 33);
+}
+
+UndoBuffer::~UndoBuffer() {
+  AbandonRecording();
+  lock_held_by_caller_ = false;
+  UnlockUndoFile();
+}
+
+void UndoBuffer::LockUndoFile() {
+  if (lock_fd_ >= 0) {
+    lock_held_by_caller_ = true;
+    return;
+  }
+  AdoptLock(LockUndoFolder(image_.host.Tes_GetTempDir()));
+}
+
+void UndoBuffer::AdoptLock(Descriptor lock) {
+  UnlockUndoFile();
+  lock_fd_ = lock.Release();
+  lock_held_by_caller_ = true;
+}
+
+Descriptor LockUndoFolder(const std::string& temp_dir) {
+  const PrivateFolder folder = PrivateFolder::Open(temp_dir);
+  const std::string undo_path = folder.PathOf(kUndoFileName);
+  int fd = folder.OpenFile(kUndoLockName, true);
+  if (fd < 0) {
+    try {
+      fd = folder.CreateFile(kUndoLockName);
+    } catch (const Error&) {
+      fd = folder.OpenFile(kUndoLockName, true);  // made by another process meanwhile
+      if (fd < 0) throw;
+    }
+  }
+  if (::flock(fd, LOCK_EX | LOCK_NB) != 0) {
+    const int error = errno;
+    ::close(fd);
+    Fail(ErrorKind::CantCreate, error == EWOULDBLOCK
+                                    ? "the undo file " + undo_path +
+                                          " is in use by another tessfx (a render with undo, or an undo); "
+                                          "try again when it has finished"
+                                    : "cannot lock the undo file " + undo_path + ": " + std::strerror(error));
+  }
+  return Descriptor(fd);
+}
+
+void UndoBuffer::UnlockUndoFile() {
+  if (lock_fd_ < 0) return;
+  ::close(lock_fd_);  // closing the only descriptor releases the lock
+  lock_fd_ = -1;
+  lock_held_by_caller_ = false;
+}
 
 std::string UndoBuffer::Path() const { return JoinPath(image_.host.Tes_GetTempDir(), kUndoFileName); }
 
@@ -71,9 +157,16 @@ void UndoBuffer::WriteAll(const void* data, size_t bytes) {
 }
 
 void UndoBuffer::StartRecording(const UndoHeader& header) {
-  FinishRecording();
+  AbandonRecording();
+  const bool was_locked = lock_fd_ >= 0 && lock_held_by_caller_;
+  LockUndoFile();
+  lock_held_by_caller_ = was_locked;
   const PrivateFolder folder = TempFolder(image_.host);
+  folder.Remove(kUndoDescriptionName);
   folder.Remove(kUndoFileName);
+  header_ = header;
+  frames_ = image_.host.tes_GetTotalFrames();
+  fingerprints_.clear();
   // A fresh file of its own, renamed into place once it has its header: whatever stood at
   // the name (a planted link included) is replaced, never written through.
   std::string fresh;
@@ -89,7 +182,7 @@ void UndoBuffer::StartRecording(const UndoHeader& header) {
     WriteAll(b.data(), b.size());
     folder.Rename(fresh, kUndoFileName);
   } catch (...) {
-    FinishRecording();
+    CloseRecording(false);
     folder.Remove(fresh);
     throw;
   }
@@ -110,6 +203,7 @@ void UndoBuffer::SaveUndo() {
     parts[i].iov_len = planes[i]->size();
     remaining += parts[i].iov_len;
   }
+  fingerprints_.push_back(FrameFingerprint(image_.host_r, image_.host_g, image_.host_b));
   size_t first = 0;
   while (remaining > 0) {
     const ssize_t n = ::writev(fd_, parts.data() + first, static_cast<int>(parts.size() - first));
@@ -128,10 +222,123 @@ void UndoBuffer::SaveUndo() {
   }
 }
 
-void UndoBuffer::FinishRecording() {
+void UndoBuffer::NoteRendered() {
+  if (recording() && !fingerprints_.empty())
+    fingerprints_.back() = FrameFingerprint(image_.work_r, image_.work_g, image_.work_b);
+}
+
+void UndoBuffer::CloseRecording(bool write_description) {
   if (fd_ < 0) return;
-  ::close(fd_);
+  const bool closed = ::close(fd_) == 0;
   fd_ = -1;
+  try {
+    const PrivateFolder folder = TempFolder(image_.host);
+    if (!closed) Fail(ErrorKind::IoError, "cannot write the undo file " + recording_path_ + ": " + std::strerror(errno));
+    if (!write_description) return;
+    nlohmann::json prints = nlohmann::json::array();
+    for (uint64_t p : fingerprints_) prints.push_back(Hex(p));
+    const nlohmann::json j = {{"document", document_},
+                              {"first_number", first_number_},
+                              {"width", header_.width},
+                              {"height", header_.height},
+                              {"frames", frames_},
+                              {"first", header_.first},
+                              {"last", header_.last},
+                              {"step", header_.step},
+                              {"fingerprints", prints}};
+    folder.ReplaceFile(kUndoDescriptionName, j.dump() + "\n");
+  } catch (...) {
+    if (!lock_held_by_caller_) UnlockUndoFile();
+    throw;
+  }
+  if (!lock_held_by_caller_) UnlockUndoFile();
+}
+
+void UndoBuffer::FinishRecording() { CloseRecording(true); }
+
+void UndoBuffer::AbandonRecording() noexcept {
+  try {
+    CloseRecording(true);
+  } catch (...) {
+    // Without a description the undo refuses: nothing is restored into the wrong frames.
+  }
+}
+
+std::optional<UndoDescription> UndoBuffer::ReadDescription(const std::string& folder_path) {
+  try {
+    const PrivateFolder folder = PrivateFolder::Open(folder_path);
+    const int fd = folder.OpenFile(kUndoDescriptionName);
+    if (fd < 0) return std::nullopt;
+    const InputFile in = InputFile::Adopt(fd, folder.PathOf(kUndoDescriptionName));
+    const int64_t size = in.Size();
+    if (size > (int64_t{1} << 28)) return std::nullopt;
+    std::string text(static_cast<size_t>(size), '\0');
+    in.ReadExactly(0, text.data(), text.size());
+    const nlohmann::json j = nlohmann::json::parse(text);
+    UndoDescription d;
+    d.document = j.at("document").get<std::string>();
+    d.first_number = j.at("first_number").get<int64_t>();
+    d.width = j.at("width").get<int32_t>();
+    d.height = j.at("height").get<int32_t>();
+    d.frames = j.at("frames").get<int32_t>();
+    d.first = j.at("first").get<int32_t>();
+    d.last = j.at("last").get<int32_t>();
+    d.step = j.at("step").get<int32_t>();
+    for (const auto& p : j.at("fingerprints")) d.fingerprints.push_back(std::stoull(p.get<std::string>(), nullptr, 16));
+    return d;
+  } catch (const std::exception&) {
+    return std::nullopt;  // damaged or not ours: the undo refuses
+  }
+}
+
+std::optional<std::string> UndoBuffer::WhyNotUndo() {
+  const PrivateFolder folder = TempFolder(image_.host);
+  const std::optional<InputFile> in = OpenUndoFile(folder);
+  if (!in) return "there is no undo file " + Path();
+  std::array<uint8_t, kUndoHeaderBytes> b{};
+  in->ReadAt(0, b.data(), b.size());
+  const UndoHeader h = DecodeHeader(b.data());
+  const std::optional<UndoDescription> d = ReadDescription(folder.path());
+  if (!d) return "the undo file " + Path() + " has no description of the document it belongs to";
+  TessalineHost& host = image_.host;
+  const int32_t width = host.Tes_BufferWidth(), height = host.Tes_BufferHeight(), total = host.tes_GetTotalFrames();
+  if (d->first != h.first || d->last != h.last || d->step != h.step || d->width != h.width || d->height != h.height)
+    return "the undo file " + Path() + " and its description disagree";
+  if (h.width != width || h.height != height)
+    return "the undo data is for " + std::to_string(h.width) + "x" + std::to_string(h.height) + " frames, this document's are " +
+           std::to_string(width) + "x" + std::to_string(height);
+  if (d->frames != total)
+    return "the rendered document had " + std::to_string(d->frames) + " frames, this one has " + std::to_string(total);
+  const int64_t record = 3 * static_cast<int64_t>(PlaneBytes(width, height));
+  const int64_t records =
+      std::min<int64_t>(static_cast<int64_t>(d->fingerprints.size()), std::max<int64_t>(0, (in->Size() - kUndoHeaderBytes) / record));
+  // Our own host shows its frames without moving to them; another host is walked over them
+  // and brought back.
+  auto* embedded = dynamic_cast<EmbeddedHost*>(&host);
+  const int32_t current = host.tes_Getcurrentframe();
+  Plane red, green, blue;
+  auto fingerprint = [&](int32_t frame) {
+    if (!embedded) {
+      host.Tes_GotoFrame(frame);
+      return FrameFingerprint(host.Tes_GetRBuffer(), host.Tes_GetGBuffer(), host.Tes_GetBBuffer());
+    }
+    embedded->ReadFramePlane(frame, Channel::R, red);
+    embedded->ReadFramePlane(frame, Channel::G, green);
+    embedded->ReadFramePlane(frame, Channel::B, blue);
+    return FrameFingerprint(red, green, blue);
+  };
+  std::optional<std::string> why;
+  int64_t f = h.first;
+  for (int64_t i = 0; i < records && !why; ++i, f += h.step) {
+    if (f < 0 || f >= total)
+      why = "the undo data names frame " + std::to_string(f) + ", which this document lacks";
+    else if (fingerprint(static_cast<int32_t>(f)) != d->fingerprints[static_cast<size_t>(i)])
+      why = "frame " + std::to_string(d->first_number + f) +
+            " is not as the render left it (another document, or changed since)";
+    if (h.step == 0) break;
+  }
+  if (!embedded) host.Tes_GotoFrame(current);
+  return why;
 }
 
 std::optional<UndoHeader> UndoBuffer::ReadHeader(const std::string& path) {
@@ -147,10 +354,19 @@ UndoOutcome UndoBuffer::Undo(bool checked) {
   UndoOutcome outcome;
   const std::string path = Path();
   if (!checked) {
-    RemoveIgnoringErrors(image_.host);
+    DeleteUndos();
     return outcome;
   }
   WaitCursor wait(window_);
+  const bool was_locked = lock_fd_ >= 0 && lock_held_by_caller_;
+  LockUndoFile();
+  struct Unlock {
+    UndoBuffer& u;
+    bool keep;
+    ~Unlock() {
+      if (!keep) u.UnlockUndoFile();
+    }
+  } unlock{*this, was_locked};
   const PrivateFolder folder = TempFolder(image_.host);
   std::optional<InputFile> undo_file = OpenUndoFile(folder);
   if (!undo_file)
@@ -163,9 +379,16 @@ UndoOutcome UndoBuffer::Undo(bool checked) {
     const UndoHeader h = DecodeHeader(b.data());
     TessalineHost& host = image_.host;
     const int32_t width = host.Tes_BufferWidth(), height = host.Tes_BufferHeight();
+    std::optional<std::string> why;
     if (h.width != width || h.height != height) {
       outcome.result = UndoResult::SizeMismatch;
       window_.MessageBox("can't undo");
+    } else if ((why = WhyNotUndo())) {
+      // The data stays: it belongs to another document, which may come back.
+      outcome.result = UndoResult::DocumentChanged;
+      outcome.reason = *why;
+      window_.MessageBox("can't undo: " + *why);
+      return outcome;
     } else {
       outcome.result = UndoResult::Restored;
       const int64_t size = in.Size();
@@ -193,11 +416,20 @@ UndoOutcome UndoBuffer::Undo(bool checked) {
     }
     // Deleted before it is closed (the reader still holds it): where deleting an open file
     // is refused the file stays, without an error.
-    folder.Remove(kUndoFileName);
+    if (!keep_after_undo_) {
+      folder.Remove(kUndoFileName);
+      folder.Remove(kUndoDescriptionName);
+    }
   }
   return outcome;
 }
 
-void UndoBuffer::DeleteUndos() { RemoveIgnoringErrors(image_.host); }
+void UndoBuffer::DeleteUndos() {
+  RemoveIgnoringErrors(image_.host);
+  try {
+    TempFolder(image_.host).Remove(kUndoDescriptionName);
+  } catch (const Error&) {
+  }
+}
 
 }  // namespace tessfx

@@ -6,6 +6,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
 #include <nlohmann/json.hpp>
 
 #include "media/tsa.h"
@@ -34,7 +35,9 @@ class Cli : public ::testing::Test {
   // Runs the program with its output and errors together, its undo file and settings kept in
   // this test's folder. With `interrupt_at`, Ctrl-C reaches it once it has printed a line
   // holding that text.
-  Result Run(const std::vector<std::string>& args, const std::string& interrupt_at = {}) {
+  // With `at_line` given, it is called instead, the program waiting on its full pipe meanwhile.
+  Result Run(const std::vector<std::string>& args, const std::string& interrupt_at = {},
+             const std::function<void()>& at_line = {}) {
     // The shell prints its process id, which the program takes over.
     std::string cmd = "echo $$; exec env";
     for (const std::string& a : {"TESSFX_TEMP_DIR=" + dir + "/temp", "TESSFX_CONFIG_DIR=" + dir + "/config",
@@ -52,7 +55,10 @@ class Cli : public ::testing::Test {
     while (fgets(line, sizeof line, p)) {
       r.output += line;
       if (interrupt && std::string_view(line).find(interrupt_at) != std::string_view::npos && pid > 0) {
-        kill(pid, SIGINT);
+        if (at_line)
+          at_line();
+        else
+          kill(pid, SIGINT);
         interrupt = false;
       }
     }
@@ -182,6 +188,60 @@ TEST_F(Cli, InterruptedRenderSavesItsFramesAndCanBeUndone) {
   ASSERT_EQ(u.code, 0) << u.output;
   EXPECT_NE(u.output.find(": " + std::to_string(rendered) + " frame"), std::string::npos) << u.output;
   EXPECT_EQ(FileBytes(back), FileBytes(in));
+}
+
+// The undo data stays until the restored document is on disk, goes back only into the
+// document the render wrote while its frames are as the render left them, and is never
+// shared by two processes at once.
+TEST_F(Cli, UndoBelongsToTheDocumentItRendered) {
+  const std::string a = dir + "/a.tsa", b = dir + "/b.tsa", out_a = dir + "/out_a.tsa", out_b = dir + "/out_b.tsa",
+                    back = dir + "/back.tsa";
+  ASSERT_EQ(Run({"new", a, "--size", "9x7", "--frames", "4", "--pattern", "noise"}).code, 0);
+  ASSERT_EQ(Run({"new", b, "--size", "9x7", "--frames", "4", "--pattern", "bars"}).code, 0);
+  auto one_line = [](const Result& r) { return std::count(r.output.begin(), r.output.end(), '\n') == 1; };
+  ASSERT_EQ(Run({"render", a, "-o", out_a, "--effect", "Negative", "--undo"}).code, 0);
+
+  // A save that cannot happen keeps the undo data for the next try.
+  Result u = Run({"undo", out_a, "-o", dir + "/no/such/folder/a.tsa"});
+  EXPECT_EQ(u.code, 73) << u.output;
+  u = Run({"undo", out_a, "-o", back});
+  ASSERT_EQ(u.code, 0) << u.output;
+  EXPECT_EQ(FileBytes(back), FileBytes(a));
+
+  // Another document of the same size, and the rendered one changed since: refused, kept.
+  ASSERT_EQ(Run({"render", a, "-o", out_a, "--effect", "Negative", "--undo"}).code, 0);
+  ASSERT_EQ(Run({"render", b, "-o", out_b, "--effect", "Negative", "--undo"}).code, 0);
+  u = Run({"undo", out_a, "-o", back});
+  EXPECT_EQ(u.code, 65) << u.output;
+  EXPECT_EQ(u.output.rfind("tessfx: can't undo: frame 0 is not as the render left it", 0), 0u) << u.output;
+  EXPECT_TRUE(one_line(u)) << u.output;
+  ASSERT_EQ(Run({"render", out_b, "-o", out_b, "--in-place", "--effect", "Negative", "--frames",
+                 "2"}).code, 0);
+  u = Run({"undo", out_b, "-o", back});
+  EXPECT_EQ(u.code, 65) << u.output;
+  EXPECT_NE(u.output.find("can't undo: frame 2 is not as"), std::string::npos) << u.output;
+  ASSERT_EQ(Run({"render", out_b, "-o", out_b, "--in-place", "--effect", "Negative", "--frames",
+                 "2"}).code, 0);
+  u = Run({"undo", out_b, "-o", back});
+  ASSERT_EQ(u.code, 0) << u.output;
+  EXPECT_EQ(FileBytes(back), FileBytes(b));
+
+  // A render with undo holds the undo file: a second one, and an undo, refuse meanwhile.
+  const std::string long_in = Black(16, 12, 300), long_out = dir + "/long.tsa";
+  Result second, undo_meanwhile;
+  const Result first = Run({"render", long_in, "-o", long_out, "--effect", "Color add", "--values=9", "--undo", "-v"},
+                           "rendered frame", [&] {
+                             second = Run({"render", a, "-o", out_a, "--effect", "Negative", "--undo"});
+                             undo_meanwhile = Run({"undo", out_a, "-o", back});
+                           });
+  ASSERT_EQ(first.code, 0) << first.output.substr(first.output.size() - std::min<size_t>(first.output.size(), 300));
+  EXPECT_EQ(second.code, 73) << second.output;
+  EXPECT_NE(second.output.find("is in use by another tessfx"), std::string::npos) << second.output;
+  EXPECT_TRUE(one_line(second)) << second.output;
+  EXPECT_EQ(undo_meanwhile.code, 73) << undo_meanwhile.output;
+  u = Run({"undo", long_out, "-o", back});
+  ASSERT_EQ(u.code, 0) << u.output;
+  EXPECT_EQ(FileBytes(back), FileBytes(long_in));
 }
 
 }  // namespace

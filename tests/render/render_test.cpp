@@ -149,12 +149,17 @@ TEST(Undo, RefusesAnotherSizeAndSurvivesAShrunkAnimationOrACutFile) {
   EXPECT_THROW(e.kv_button12_Click(), Error);  // no file yet: the command line shows its message
   RecordingProgress progress;
   e.kv_button3_Click(progress);
-  // The animation shrinks to 3 frames: records 3 and 4 land in frame 2, the last one wins.
+  // The animation shrinks to 3 frames: it is no longer the document rendered; the undo
+  // data stays for it.
   rig.host->Tes_CreateAnim(3);
-  EXPECT_EQ(e.kv_button12_Click().frames_restored, 5);
-  auto expected = rig.before;
-  expected.erase(expected.begin() + 2 * 3, expected.begin() + 4 * 3);
-  EXPECT_EQ(rig.Frames(), expected);
+  const auto shrunk = rig.Frames();
+  const UndoOutcome refused = e.kv_button12_Click();
+  EXPECT_EQ(refused.result, UndoResult::DocumentChanged);
+  EXPECT_EQ(rig.window.messages, (std::vector<std::string>{"can't undo: " + refused.reason}));
+  EXPECT_NE(refused.reason.find("had 5 frames, this one has 3"), std::string::npos) << refused.reason;
+  EXPECT_EQ(rig.Frames(), shrunk);
+  EXPECT_TRUE(std::filesystem::exists(e.undo().Path()));
+  rig.window.messages.clear();
   // A file cut inside its third record restores two frames.
   e.kv_button3_Click(progress);
   std::filesystem::resize_file(e.undo().Path(), 20 + 2 * 27 + 10);
@@ -166,6 +171,34 @@ TEST(Undo, RefusesAnotherSizeAndSurvivesAShrunkAnimationOrACutFile) {
   EXPECT_EQ(e.kv_button12_Click().result, UndoResult::SizeMismatch);
   EXPECT_EQ(rig.window.messages, (std::vector<std::string>{"can't undo"}));
   EXPECT_EQ(rig.Frames(), other);
+}
+
+// Undo puts frames back only where the render left them: a frame changed since (or another
+// document of the same size opened meanwhile) refuses, restoring nothing and keeping the data.
+TEST(Undo, GoesBackOnlyIntoTheFramesTheRenderLeft) {
+  PaintedRig rig(4, 3, 5, "Color add");
+  Editor& e = *rig.editor;
+  e.panel().HProp[0].SetValue(60);
+  RecordingProgress progress;
+  e.kv_button3_Click(progress);
+  const auto rendered = rig.Frames();
+  Plane touched;
+  rig.host->ReadFramePlane(2, Channel::G, touched);
+  const Plane rendered_green = touched.Clone();
+  touched[1][1] ^= 1;
+  rig.host->WriteFramePlane(2, Channel::G, touched);
+  const auto edited = rig.Frames();
+  UndoOutcome u = e.kv_button12_Click();
+  EXPECT_EQ(u.result, UndoResult::DocumentChanged);
+  EXPECT_EQ(u.reason, "frame 2 is not as the render left it (another document, or changed since)");
+  EXPECT_EQ(rig.Frames(), edited);
+  // Put back as the render left it, the frame matches again.
+  rig.host->WriteFramePlane(2, Channel::G, rendered_green);
+  ASSERT_EQ(rig.Frames(), rendered);
+  u = e.kv_button12_Click();
+  EXPECT_EQ(u.result, UndoResult::Restored);
+  EXPECT_EQ(rig.Frames(), rig.before);
+  EXPECT_FALSE(std::filesystem::exists(e.undo().Path()));
 }
 
 TEST(Undo, APlantedLinkInTheTemporaryFolderRedirectsNoWrite) {
