@@ -72,14 +72,21 @@ void InputFile::ReadExactly(int64_t offset, void* dest, size_t bytes) const {
   if (ReadAt(offset, dest, bytes) != bytes) Fail(ErrorKind::BadData, path_ + " is truncated");
 }
 
-AtomicOutputFile::AtomicOutputFile(const std::string& path) : path_(path) {
-  const std::filesystem::path p(path);
+AtomicOutputFile::AtomicOutputFile(const std::string& path) : path_(path), target_(SaveTarget(path)) {
+  const std::filesystem::path p(target_);
   for (int attempt = 0; attempt < 16 && fd_ < 0; ++attempt) {
     temp_ = (p.parent_path() / TemporaryNameFor(p.filename().string())).string();
     fd_ = ::open(temp_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
     if (fd_ < 0 && errno != EEXIST) break;
   }
   if (fd_ < 0) Fail(ErrorKind::CantCreate, "cannot create " + path + ": " + SysError());
+  try {
+    KeepModeOf(target_, fd_);
+  } catch (...) {
+    ::close(fd_);
+    ::unlink(temp_.c_str());
+    throw;
+  }
 }
 
 AtomicOutputFile::~AtomicOutputFile() {
@@ -110,9 +117,28 @@ void AtomicOutputFile::Commit() {
     Fail(ErrorKind::IoError, "cannot write " + path_ + ": " + SysError());
   }
   fd_ = -1;
-  if (::rename(temp_.c_str(), path_.c_str()) != 0)
+  if (::rename(temp_.c_str(), target_.c_str()) != 0)
     Fail(ErrorKind::CantCreate, "cannot replace " + path_ + ": " + SysError());
   committed_ = true;
+}
+
+std::string SaveTarget(const std::string& path) {
+  std::filesystem::path p(path);
+  for (int hops = 0; hops < 40; ++hops) {
+    std::error_code ec;
+    if (!std::filesystem::is_symlink(std::filesystem::symlink_status(p, ec))) return p.string();
+    const std::filesystem::path to = std::filesystem::read_symlink(p, ec);
+    if (ec) Fail(ErrorKind::CantCreate, "cannot write " + path + ": " + ec.message());
+    p = to.is_absolute() ? to : p.parent_path() / to;
+  }
+  Fail(ErrorKind::CantCreate, "cannot write " + path + ": too many levels of links");
+}
+
+void KeepModeOf(const std::string& target, int fd) {
+  struct stat st {};
+  if (::stat(target.c_str(), &st) != 0 || !S_ISREG(st.st_mode)) return;
+  if (::fchmod(fd, st.st_mode & 07777) != 0)
+    Fail(ErrorKind::CantCreate, "cannot give the new " + target + " the mode of the old: " + SysError());
 }
 
 bool FileExists(const std::string& path) {

@@ -76,11 +76,20 @@ class AtomicOutputFile {
 
  private:
   std::string path_;
+  std::string target_;  // the file replaced: path_, or the file its link leads to
   std::string temp_;
   int fd_ = -1;
   int64_t end_ = 0;
   bool committed_ = false;
 };
+
+// The file a save to `path` replaces: when `path` is a symbolic link, the file it leads to
+// (relative links from the link's folder, chains followed), so a save writes through the
+// link and the link stays; otherwise `path` itself.
+std::string SaveTarget(const std::string& path);
+// Gives the fresh temporary file `fd` the permission bits of `target` when that exists, so
+// a save keeps what the user had (0600 stays 0600); new files keep the umask's.
+void KeepModeOf(const std::string& target, int fd);
 
 // True for a regular file (links followed); never opens it.
 bool FileExists(const std::string& path);

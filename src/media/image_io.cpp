@@ -2,8 +2,10 @@
 
 #include <fcntl.h>
 #include <sys/mman.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <OpenImageIO/filesystem.h>
 #include <OpenImageIO/imageio.h>
 #include <algorithm>
 #include <cerrno>
@@ -134,6 +136,13 @@ std::string ClaimTempName(const std::string& path) {
     const std::string temp = folder.empty() ? name : JoinPath(folder, name);
     const int fd = ::open(temp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
     if (fd >= 0) {
+      try {
+        KeepModeOf(path, fd);  // the writer reopens it, keeping the mode
+      } catch (...) {
+        ::close(fd);
+        ::unlink(temp.c_str());
+        throw;
+      }
       ::close(fd);
       return temp;
     }
@@ -142,11 +151,69 @@ std::string ClaimTempName(const std::string& path) {
   Fail(ErrorKind::CantCreate, "cannot create " + path + ": " + std::strerror(errno));
 }
 
+// The library's writers hand their bytes to this proxy, which writes them to our own
+// descriptor and checks every write. Several writers ignore a short write of their stream
+// (a full disk then leaves a cut file and "success"), and the JPEG library ends the process
+// on one; so a failure is recorded here, the writer is told all went well, and the caller
+// checks failed() once the writer has closed.
+class CheckedFileProxy final : public OIIO::Filesystem::IOProxy {
+ public:
+  CheckedFileProxy(const std::string& path, int fd) : IOProxy(path, Write), fd_(fd) {}
+  const char* proxytype() const override { return "tessfx-file"; }
+  void close() override {}  // the descriptor is ours: synced and closed by the caller
+  bool opened() const override { return fd_ >= 0; }
+  size_t write(const void* buf, size_t size) override {
+    const size_t n = pwrite(buf, size, m_pos);
+    m_pos += static_cast<int64_t>(n);
+    return n;
+  }
+  size_t pwrite(const void* buf, size_t size, int64_t offset) override {
+    const auto* p = static_cast<const char*>(buf);
+    for (size_t done = 0; done < size && error_ == 0;) {
+      const ssize_t n = ::pwrite(fd_, p + done, size - done, offset + static_cast<int64_t>(done));
+      if (n < 0 && errno == EINTR) continue;
+      if (n <= 0) error_ = n < 0 ? errno : ENOSPC;
+      else done += static_cast<size_t>(n);
+    }
+    if (error_ == 0) end_ = std::max(end_, offset + static_cast<int64_t>(size));
+    return size;
+  }
+  size_t read(void* buf, size_t size) override {
+    const size_t n = pread(buf, size, m_pos);
+    m_pos += static_cast<int64_t>(n);
+    return n;
+  }
+  size_t pread(void* buf, size_t size, int64_t offset) override {
+    const ssize_t n = ::pread(fd_, buf, size, offset);
+    return n > 0 ? static_cast<size_t>(n) : 0;
+  }
+  size_t size() const override { return static_cast<size_t>(end_); }
+  int failure() const { return error_; }  // errno of the first failed write, or 0
+
+ private:
+  int fd_;
+  int64_t end_ = 0;
+  int error_ = 0;
+};
+
 void SyncFile(const std::string& temp, const std::string& path) {
   const int fd = ::open(temp.c_str(), O_RDONLY | O_CLOEXEC);
   const bool ok = fd >= 0 && ::fsync(fd) == 0;
   if (fd >= 0) ::close(fd);
   if (!ok) Fail(ErrorKind::IoError, "cannot write " + path + ": " + std::strerror(errno));
+}
+
+// Reads a file just written by name back whole: a write the writer cut short without saying
+// so (a full disk) shows here, before the file replaces anything.
+void VerifyReadsBack(const std::string& temp, const std::string& path, int32_t w, int32_t h) {
+  auto in = OIIO::ImageInput::open(temp);
+  bool ok = in && in->spec().width == w && in->spec().height == h;
+  if (ok) {
+    std::vector<uint8_t> pixels(static_cast<size_t>(w) * static_cast<size_t>(h) * static_cast<size_t>(in->spec().nchannels));
+    ok = in->read_image(0, 0, 0, -1, OIIO::TypeDesc::UINT8, pixels.data()) && !in->has_error();
+  }
+  if (in) in->close();
+  if (!ok) Fail(ErrorKind::IoError, "cannot write " + path + ": the file written does not read back whole (is the disk full?)");
 }
 
 // ---- the still-image formats ----
@@ -927,16 +994,38 @@ void ImageFileWriter::Write(const std::string& path, const Plane& r, const Plane
     }
   }
 
-  const std::string temp = ClaimTempName(path);
-  pending_.push_back({temp, path});
+  const std::string target = SaveTarget(path);
+  const std::string temp = ClaimTempName(target);
+  pending_.push_back({temp, target});
   LibraryOutputCapture capture;
+  // Through our checked descriptor where the writer takes one; otherwise by name, and the
+  // file is read back whole afterwards (a writer by name may hide a short write).
+  std::optional<Descriptor> fd;
+  std::optional<CheckedFileProxy> proxy;
+  if (out->supports("ioproxy")) {
+    fd.emplace(::open(temp.c_str(), O_RDWR | O_TRUNC | O_NOFOLLOW | O_CLOEXEC));
+    if (fd->get() < 0) Fail(ErrorKind::CantCreate, "cannot create " + path + ": " + std::strerror(errno));
+    proxy.emplace(temp, fd->get());
+    out->set_ioproxy(&*proxy);
+  }
   if (!out->open(temp, layout))
     Fail(ErrorKind::CantCreate, "cannot create " + path + ": " + Reason(out->geterror(), capture.Text(), temp, path));
   const bool wrote = out->write_image(OIIO::TypeDesc::UINT8, pixels_.data());
   const bool closed = out->close();
+  // The error state is no verdict of its own: the TIFF writer leaves a message about its
+  // Exif directory there after writing a whole file. The proxy and the results are.
+  if (proxy && proxy->failure() != 0)
+    Fail(ErrorKind::IoError, "cannot write " + path + ": " + std::strerror(proxy->failure()));
   if (!wrote || !closed)
     Fail(ErrorKind::IoError, "cannot write " + path + ": " + Reason(out->geterror(), capture.Text(), temp, path));
-  SyncFile(temp, path);
+  if (fd) {
+    const bool synced = ::fsync(fd->get()) == 0;
+    const bool closed_fd = ::close(fd->Release()) == 0;
+    if (!synced || !closed_fd) Fail(ErrorKind::IoError, "cannot write " + path + ": " + std::strerror(errno));
+  } else {
+    SyncFile(temp, path);
+    VerifyReadsBack(temp, path, w, h);
+  }
 }
 
 void ImageFileWriter::Commit() {
