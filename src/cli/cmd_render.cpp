@@ -188,6 +188,36 @@ std::optional<OpenOptions::Span> UndoNumbering(const std::optional<UndoDescripti
   return OpenOptions::Span{d->first_number, d->frames};
 }
 
+// Formats that store a frame approximately: what a later undo finds in their files is not
+// what the render sent, so the undo data's fingerprints are taken from the files.
+bool StoresApproximately(const std::string& path) {
+  const std::string ext = LowerExtension(path);
+  for (const char* lossy : {".jpg", ".jpeg", ".jpe", ".jfif", ".webp", ".heic", ".heif", ".avif"})
+    if (ext == lossy) return true;
+  return false;
+}
+
+// Reads the frames just written back from `plan`'s files and gives the undo data their fingerprints.
+void FingerprintWrittenFrames(UndoBuffer& undo, const OutputPlan& plan, const std::vector<int32_t>& written,
+                              int32_t total) {
+  std::shared_ptr<EmbeddedHost> files = MakeHost();
+  OpenOptions numbered;
+  numbered.on_demand = true;
+  if (plan.kind == DocumentKind::ImageSequence) numbered.span = OpenOptions::Span{plan.first_number, total};
+  files->OpenDocument(plan.path, numbered);
+  Plane r, g, b;
+  undo.UpdateFingerprints([&](int32_t f) -> std::optional<uint64_t> {
+    if (!std::binary_search(written.begin(), written.end(), f)) return std::nullopt;
+    // A single picture holds the one frame written.
+    const int32_t at = plan.kind == DocumentKind::Image ? 0 : f;
+    files->LoadFrame(at);
+    files->ReadFramePlane(at, Channel::R, r);
+    files->ReadFramePlane(at, Channel::G, g);
+    files->ReadFramePlane(at, Channel::B, b);
+    return FrameFingerprint(r, g, b);
+  });
+}
+
 void Render(const RenderOptions& o) {
   std::optional<tbb::global_control> threads;
   if (o.threads > 0) threads.emplace(tbb::global_control::max_allowed_parallelism, static_cast<size_t>(o.threads));
@@ -256,6 +286,7 @@ void Render(const RenderOptions& o) {
     throw ExitStatus{130, "interrupted before the first frame; nothing written" + undo_note};
   // A sequence or image gets the frames rendered; a .tsa is the whole animation.
   SavePhase(*host, plan, plan.kind == DocumentKind::Animation ? plan.frames : done.frames, progress, interrupt);
+  if (r.recorded && StoresApproximately(plan.path)) FingerprintWrittenFrames(editor.undo(), plan, done.frames, total);
 
   const std::string count = std::to_string(r.frames_rendered) + " of " + Plural(chosen.Count(), "frame");
   if (r.cancelled)

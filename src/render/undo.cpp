@@ -264,6 +264,23 @@ void UndoBuffer::AbandonRecording() noexcept {
   }
 }
 
+void UndoBuffer::UpdateFingerprints(const std::function<std::optional<uint64_t>(int32_t frame)>& print) {
+  const PrivateFolder folder = TempFolder(image_.host);
+  std::optional<UndoDescription> d = ReadDescription(folder.path());
+  if (!d) Fail(ErrorKind::IoError, "cannot read back the description of the undo file " + Path());
+  nlohmann::json prints = nlohmann::json::array();
+  int64_t f = d->first;
+  for (uint64_t& p : d->fingerprints) {
+    if (const std::optional<uint64_t> now = print(static_cast<int32_t>(f))) p = *now;
+    prints.push_back(Hex(p));
+    f += d->step;
+  }
+  const nlohmann::json j = {{"document", d->document}, {"first_number", d->first_number}, {"width", d->width},
+                            {"height", d->height},     {"frames", d->frames},             {"first", d->first},
+                            {"last", d->last},         {"step", d->step},                 {"fingerprints", prints}};
+  folder.ReplaceFile(kUndoDescriptionName, j.dump() + "\n");
+}
+
 std::optional<UndoDescription> UndoBuffer::ReadDescription(const std::string& folder_path) {
   try {
     const PrivateFolder folder = PrivateFolder::Open(folder_path);

@@ -14,6 +14,7 @@
 // never lands in another of the same size, nor over work done since. "UndoBuffer.lock" is
 // held (flock) while a process records or restores, so two of them never share the file.
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -106,6 +107,11 @@ class UndoBuffer {
   // refuses). AbandonRecording does the same for a render that failed, never throwing.
   void FinishRecording();
   void AbandonRecording() noexcept;
+
+  // After the render's frames were saved in a format that stores them approximately (JPEG),
+  // the fingerprints of what the files hold: `print` gives a recorded frame's, or nullopt to
+  // keep the one recorded. Rewrites the description in place.
+  void UpdateFingerprints(const std::function<std::optional<uint64_t>(int32_t frame)>& print);
 
   // Why the undo file cannot go back into the host's document (a line for "can't undo: "),
   // or nullopt when it can. Moves the host over the recorded frames to compare them.
