@@ -397,11 +397,12 @@ UndoOutcome UndoBuffer::Undo(bool checked) {
     TessalineHost& host = image_.host;
     const int32_t width = host.Tes_BufferWidth(), height = host.Tes_BufferHeight();
     std::optional<std::string> why;
+    // Refused, the data stays: it belongs to another document, which may come back.
     if (h.width != width || h.height != height) {
       outcome.result = UndoResult::SizeMismatch;
       window_.MessageBox("can't undo");
+      return outcome;
     } else if ((why = WhyNotUndo())) {
-      // The data stays: it belongs to another document, which may come back.
       outcome.result = UndoResult::DocumentChanged;
       outcome.reason = *why;
       window_.MessageBox("can't undo: " + *why);

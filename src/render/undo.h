@@ -44,7 +44,7 @@ struct UndoHeader {
 
 enum class UndoResult {
   NotChecked,    // the undo box is cleared: nothing restored (the file is still deleted)
-  SizeMismatch,  // "can't undo": the file is for another frame size
+  SizeMismatch,  // "can't undo": the file is for another frame size (and is kept)
   DocumentChanged,  // "can't undo: ...": another document, or its frames changed since
   Restored,      // the records were written back (as many as the file holds)
 };

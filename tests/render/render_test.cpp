@@ -171,6 +171,7 @@ TEST(Undo, RefusesAnotherSizeAndSurvivesAShrunkAnimationOrACutFile) {
   EXPECT_EQ(e.kv_button12_Click().result, UndoResult::SizeMismatch);
   EXPECT_EQ(rig.window.messages, (std::vector<std::string>{"can't undo"}));
   EXPECT_EQ(rig.Frames(), other);
+  EXPECT_TRUE(std::filesystem::exists(e.undo().Path()));
 }
 
 // Undo puts frames back only where the render left them: a frame changed since (or another
