@@ -4,6 +4,7 @@
 #include <cmath>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 
 #include "render/rig.h"
 
@@ -200,6 +201,39 @@ TEST(Undo, GoesBackOnlyIntoTheFramesTheRenderLeft) {
   EXPECT_EQ(u.result, UndoResult::Restored);
   EXPECT_EQ(rig.Frames(), rig.before);
   EXPECT_FALSE(std::filesystem::exists(e.undo().Path()));
+}
+
+// Two windows on two animations of one size share the temporary folder: while one records,
+// the other cannot start recording; afterwards each undo goes only to its own animation.
+TEST(Undo, TwoWindowsNeverShareOrSwapTheirUndoData) {
+  PaintedRig first(5, 4, 3, "Color add"), second(5, 4, 3, "Negative");
+  first.editor->panel().HProp[0].SetValue(40);
+  struct SecondRendersMeanwhile : RecordingProgress {
+    std::function<void()> meanwhile;
+    void Yield() override {
+      if (meanwhile) std::exchange(meanwhile, nullptr)();
+    }
+  } progress;
+  progress.meanwhile = [&] {
+    RecordingProgress p;
+    try {
+      second.editor->kv_button3_Click(p);
+      ADD_FAILURE() << "the second render recorded meanwhile";
+    } catch (const Error& e) {
+      EXPECT_EQ(e.kind(), ErrorKind::CantCreate);
+      EXPECT_NE(std::string(e.what()).find("is in use by another tessfx"), std::string::npos) << e.what();
+    }
+  };
+  first.editor->kv_button3_Click(progress);
+  EXPECT_EQ(second.Frames(), second.before);  // refused before it changed anything
+  const auto first_rendered = first.Frames();
+
+  RecordingProgress p;
+  second.editor->kv_button3_Click(p);  // its own render replaces the first's undo data
+  EXPECT_EQ(first.editor->kv_button12_Click().result, UndoResult::DocumentChanged);
+  EXPECT_EQ(first.Frames(), first_rendered);
+  EXPECT_EQ(second.editor->kv_button12_Click().result, UndoResult::Restored);
+  EXPECT_EQ(second.Frames(), second.before);
 }
 
 TEST(Undo, APlantedLinkInTheTemporaryFolderRedirectsNoWrite) {
