@@ -10,6 +10,7 @@ enum class ErrorKind {
   Usage = 64,        // bad arguments or names
   BadData = 65,      // input exists but is not valid
   NoInput = 66,      // input missing or unreadable
+  Unavailable = 69,  // a service it needs (the cluster's scheduler) is missing or does not answer
   CantCreate = 73,   // output cannot be created
   IoError = 74,      // read or write failed part-way
   Software = 70,     // anything else
