@@ -67,7 +67,7 @@ same_frames() {
 }
 
 wait_for() {  # job: waits until no task is pending or running; the status goes to the log
-  "$tessfx" farm status "$1" --wait --interval 1 >"$work/status-$1.txt" 2>&1
+  timeout 900 "$tessfx" farm status "$1" --wait --interval 1 >"$work/status-$1.txt" 2>&1
 }
 
 cd "$work"
