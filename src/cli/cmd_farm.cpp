@@ -99,11 +99,14 @@ void Submit(const SubmitOptions& o) {
   if (o.output.in_place)
     Fail(ErrorKind::Usage, "--in-place: a farm render writes a new image sequence (-o PATTERN), never its input");
   if (o.undo)
-    Fail(ErrorKind::Usage, "--undo: a farm render writes new files and leaves its input as it was, so there is nothing to undo");
+    Fail(ErrorKind::Usage,
+         "--undo: a farm render writes new files and leaves its input as it was, so there is nothing to undo");
   if (o.output.path.empty()) Fail(ErrorKind::Usage, "give the output sequence, -o out.####.png");
   if (OutputKind(o.output.path) != DocumentKind::ImageSequence)
-    Fail(ErrorKind::Usage, o.output.path + ": a farm render writes one file per frame, so the output is an image "
-                           "sequence pattern such as out.####.png (tessfx farm collect -o ANIM.tsa assembles an animation)");
+    Fail(ErrorKind::Usage,
+         o.output.path +
+             ": a farm render writes one file per frame, so the output is an image "
+             "sequence pattern such as out.####.png (tessfx farm collect -o ANIM.tsa assembles an animation)");
   if (o.chunk < 1) Fail(ErrorKind::Usage, "--chunk " + std::to_string(o.chunk) + ": give 1 or more frames per chunk");
 
   // The checks `render` makes before any work, made here once instead of in every task.
@@ -111,7 +114,8 @@ void Submit(const SubmitOptions& o) {
   const DocumentInfo& info = host->document_info();
   const int32_t total = host->tes_GetTotalFrames();
   const int64_t base = info.FrameNumberBase();
-  const FrameSelection chosen = o.frames.empty() ? FrameSelection::All(total) : FrameSelection::Parse(o.frames, total, base);
+  const FrameSelection chosen =
+      o.frames.empty() ? FrameSelection::All(total) : FrameSelection::Parse(o.frames, total, base);
   OutputOptions output = o.output;
   output.no_clobber = true;
   const OutputPlan plan = PlanOutput(output, info, chosen, AnimationOutput::Whole);
@@ -119,7 +123,8 @@ void Submit(const SubmitOptions& o) {
   Session session(host, o.document.alpha_bits);
   SetUpEffect(*session.editor, o.effect, true, base);
   if (!o.swap.empty() && !FileExists(o.swap)) Fail(ErrorKind::NoInput, "--swap " + o.swap + ": no such file");
-  if (!o.sequence.empty() && !FileExists(o.sequence)) Fail(ErrorKind::NoInput, "--sequence " + o.sequence + ": no such file");
+  if (!o.sequence.empty() && !FileExists(o.sequence))
+    Fail(ErrorKind::NoInput, "--sequence " + o.sequence + ": no such file");
 
   std::vector<int64_t> numbers;
   for (int32_t f : plan.frames) numbers.push_back(base + f);
@@ -147,7 +152,8 @@ void Submit(const SubmitOptions& o) {
   std::error_code ec;
   fs::create_directories(job.log_folder, ec);
   if (ec) Fail(ErrorKind::CantCreate, "cannot create the log folder " + job.log_folder + ": " + ec.message());
-  const std::string pending = WriteScriptFile(JoinPath(farm::FarmFolder(), "submitting-" + std::to_string(::getpid()) + ".sh"), script);
+  const std::string pending =
+      WriteScriptFile(JoinPath(farm::FarmFolder(), "submitting-" + std::to_string(::getpid()) + ".sh"), script);
   std::string id;
   try {
     id = farm::SubmitArray(pending, "0-" + std::to_string(job.chunks.size() - 1));
@@ -174,7 +180,9 @@ void Submit(const SubmitOptions& o) {
     std::cerr << "tessfx: submitted job " << id << ": " << Plural(static_cast<int64_t>(numbers.size()), "frame") << " ("
               << NumberRangesText(numbers) << ") in " << Plural(static_cast<int64_t>(job.chunks.size()), "chunk")
               << " into " << plan.path
-              << (plan.skipped.empty() ? "" : "; " + Plural(static_cast<int64_t>(plan.skipped.size()), "frame") + " skipped, their files exist")
+              << (plan.skipped.empty() ? ""
+                                       : "; " + Plural(static_cast<int64_t>(plan.skipped.size()), "frame") +
+                                             " skipped, their files exist")
               << "; logs in " << job.log_folder << "; follow it with `tessfx farm status " << id << "`\n";
 }
 
@@ -183,7 +191,7 @@ struct ChunkState {
   std::string job;          // the newest job that ran it
   std::string slurm_state;  // empty: the scheduler no longer knows the task
   farm::TaskPhase phase = farm::TaskPhase::Pending;
-  int64_t present = 0;      // frames whose files exist
+  int64_t present = 0;  // frames whose files exist
   std::vector<int64_t> missing;
 };
 
@@ -226,8 +234,8 @@ RenderState StateOf(const FarmRecord& r) {
 void PrintStatus(const FarmRecord& r, const RenderState& s) {
   std::string jobs;
   for (const FarmRecord::Job& j : r.jobs) jobs += (jobs.empty() ? "" : ", ") + j.id;
-  Say("farm render " + r.input + " -> " + r.output + " (job" + (r.jobs.size() > 1 ? "s " : " ") + jobs + "): " +
-      Plural(s.total, "frame") + " in " + Plural(static_cast<int64_t>(r.chunks.size()), "chunk"));
+  Say("farm render " + r.input + " -> " + r.output + " (job" + (r.jobs.size() > 1 ? "s " : " ") + jobs +
+      "): " + Plural(s.total, "frame") + " in " + Plural(static_cast<int64_t>(r.chunks.size()), "chunk"));
   size_t width = 0, state_width = 0;
   std::vector<std::string> states;
   for (size_t i = 0; i < r.chunks.size(); ++i) {
@@ -252,10 +260,11 @@ void PrintStatus(const FarmRecord& r, const RenderState& s) {
   auto count = [&](farm::TaskPhase p) { return s.phases.count(p) ? s.phases.at(p) : 0; };
   Say("tasks: " + std::to_string(count(farm::TaskPhase::Pending)) + " pending, " +
       std::to_string(count(farm::TaskPhase::Running)) + " running, " + std::to_string(count(farm::TaskPhase::Done)) +
-      " done, " + std::to_string(count(farm::TaskPhase::Failed)) + " failed; frames present: " +
-      std::to_string(s.present) + " of " + std::to_string(s.total));
+      " done, " + std::to_string(count(farm::TaskPhase::Failed)) +
+      " failed; frames present: " + std::to_string(s.present) + " of " + std::to_string(s.total));
   if (!s.note.empty() && s.Active())
-    std::cerr << "tessfx: " << s.note << " (task states come from squeue, which lists a job for some minutes after it "
+    std::cerr << "tessfx: " << s.note
+              << " (task states come from squeue, which lists a job for some minutes after it "
                  "ends; after that the files on disk decide)\n";
 }
 
@@ -292,7 +301,8 @@ void Resume(const std::string& job, bool quiet) {
   if (again.empty()) {
     if (!quiet)
       std::cerr << "tessfx: nothing to resume: "
-                << (busy.empty() ? "all " + Plural(s.total, "frame") + " are present" : std::string("no chunk has ended with frames missing"))
+                << (busy.empty() ? "all " + Plural(s.total, "frame") + " are present"
+                                 : std::string("no chunk has ended with frames missing"))
                 << busy_note << "\n";
     return;
   }
@@ -316,8 +326,9 @@ void Resume(const std::string& job, bool quiet) {
   if (!quiet) {
     std::vector<int64_t> chunks(again.begin(), again.end());
     std::cerr << "tessfx: submitted job " << id << " for chunk" << (again.size() == 1 ? " " : "s ")
-              << NumberRangesText(chunks) << " of job " << first_job << ": " << Plural(static_cast<int64_t>(missing.size()), "frame")
-              << " missing (" << NumberRangesText(missing) << ")" << busy_note << "\n";
+              << NumberRangesText(chunks) << " of job " << first_job << ": "
+              << Plural(static_cast<int64_t>(missing.size()), "frame") << " missing (" << NumberRangesText(missing)
+              << ")" << busy_note << "\n";
   }
 }
 
@@ -380,7 +391,8 @@ void Collect(const CollectOptions& o) {
 }  // namespace
 
 void AddFarmCommand(CLI::App& app) {
-  auto* farm = app.add_subcommand("farm", "Render on a Slurm cluster: submit, follow, resume and collect a farm render");
+  auto* farm =
+      app.add_subcommand("farm", "Render on a Slurm cluster: submit, follow, resume and collect a farm render");
   farm->require_subcommand(1);
   farm->footer(
       "A farm render is one Slurm job array: one task per chunk of frames, each running `tessfx render` on its "
@@ -407,17 +419,21 @@ void AddFarmCommand(CLI::App& app) {
   AddDocumentOptions(submit, o->document);
   AddGapOption(submit, o->document);
   AddOutputOptions(submit, o->output, true);
-  submit->footer("Prints the job id. Frames whose files exist are left out. Every check `tessfx render` makes "
-                 "before work is made here once, before anything is queued.");
+  submit->footer(
+      "Prints the job id. Frames whose files exist are left out. Every check `tessfx render` makes "
+      "before work is made here once, before anything is queued.");
   submit->callback([o] { Submit(*o); });
 
-  auto* status = farm->add_subcommand("status", "The tasks of a farm render (pending, running, done, failed) and its frames present");
+  auto* status = farm->add_subcommand(
+      "status", "The tasks of a farm render (pending, running, done, failed) and its frames present");
   auto job = std::make_shared<std::string>();
   auto wait = std::make_shared<bool>(false);
   auto interval = std::make_shared<int32_t>(5);
   status->add_option("JOB", *job, "Job id that farm submit or farm resume printed")->required();
   status->add_flag("--wait", *wait, "Wait until no task is pending or running; exit 66 when frames are missing then");
-  status->add_option("--interval", *interval, "Seconds between looks while waiting")->check(CLI::Range(1, 3600))->capture_default_str();
+  status->add_option("--interval", *interval, "Seconds between looks while waiting")
+      ->check(CLI::Range(1, 3600))
+      ->capture_default_str();
   status->callback([=] { Status(*job, *wait, *interval); });
 
   auto* resume = farm->add_subcommand("resume", "Submit again the chunks of a farm render whose frames are missing");
@@ -425,16 +441,19 @@ void AddFarmCommand(CLI::App& app) {
   auto quiet = std::make_shared<bool>(false);
   resume->add_option("JOB", *resume_job, "Job id of the render (its submission or an earlier resume)")->required();
   resume->add_flag("-q,--quiet", *quiet, "Print only the new job id");
-  resume->footer("Chunks still queued or running are left alone; a resubmitted task renders only the frames whose "
-                 "files are missing. Prints the new job id.");
+  resume->footer(
+      "Chunks still queued or running are left alone; a resubmitted task renders only the frames whose "
+      "files are missing. Prints the new job id.");
   resume->callback([=] { Resume(*resume_job, *quiet); });
 
-  auto* collect = farm->add_subcommand("collect", "Check that every frame of a farm render exists and reads; assemble them");
+  auto* collect =
+      farm->add_subcommand("collect", "Check that every frame of a farm render exists and reads; assemble them");
   auto c = std::make_shared<CollectOptions>();
   collect->add_option("OUTPUT_PATTERN", c->pattern, "The render's output sequence (out.####.png)")->required();
   AddOutputOptions(collect, c->output, true);
-  collect->footer("The range is the farm render's that wrote OUTPUT_PATTERN, or without its record the sequence's "
-                  "first to last file. With -o ANIM.tsa the frames are assembled into one animation.");
+  collect->footer(
+      "The range is the farm render's that wrote OUTPUT_PATTERN, or without its record the sequence's "
+      "first to last file. With -o ANIM.tsa the frames are assembled into one animation.");
   collect->callback([c] { Collect(*c); });
 }
 

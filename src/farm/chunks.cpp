@@ -7,7 +7,10 @@ namespace tessfx::farm {
 
 std::string FrameRangeText(const std::vector<int64_t>& numbers) {
   std::string text;
-  auto add = [&](const std::string& part) { text += (text.empty() ? "" : ",") + part; };
+  auto add = [&](const std::string& part) {
+    if (!text.empty()) text += ',';
+    text += part;
+  };
   for (size_t i = 0; i < numbers.size();) {
     // The longest run from i with one step between its members.
     size_t j = i;
@@ -19,7 +22,7 @@ std::string FrameRangeText(const std::vector<int64_t>& numbers) {
       if (step != 1 && j - i < 2) j = i;
       if (j > i) {
         std::string part = std::to_string(numbers[i]) + "-" + std::to_string(numbers[j]);
-        if (step != 1) part += "x" + std::to_string(step);
+        if (step != 1) part.append("x").append(std::to_string(step));
         add(part);
         i = j + 1;
         continue;
@@ -32,7 +35,8 @@ std::string FrameRangeText(const std::vector<int64_t>& numbers) {
 }
 
 std::vector<Chunk> SplitIntoChunks(const std::vector<int64_t>& numbers, int32_t chunk_size) {
-  if (chunk_size < 1) Fail(ErrorKind::Usage, "--chunk " + std::to_string(chunk_size) + ": give 1 or more frames per chunk");
+  if (chunk_size < 1)
+    Fail(ErrorKind::Usage, "--chunk " + std::to_string(chunk_size) + ": give 1 or more frames per chunk");
   std::vector<Chunk> chunks;
   const auto size = static_cast<size_t>(chunk_size);
   for (size_t i = 0; i < numbers.size(); i += size) {

@@ -18,13 +18,16 @@ std::string DirectiveWord(const std::string& text, const std::string& what) {
 }  // namespace
 
 std::string ShellQuote(const std::string& text) {
-  if (!text.empty() && text.find_first_not_of("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-+./:=,@%") ==
-                           std::string::npos)
+  if (!text.empty() &&
+      text.find_first_not_of("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-+./:=,@%") ==
+          std::string::npos)
     return text;
   std::string quoted = "'";
   for (char c : text) {
-    if (c == '\'') quoted.append("'\\''");
-    else quoted.push_back(c);
+    if (c == '\'')
+      quoted.append("'\\''");
+    else
+      quoted.push_back(c);
   }
   quoted.push_back('\'');
   return quoted;
@@ -45,14 +48,16 @@ std::string JobScript(const RenderJob& job) {
     if (arg.size() < 2 || arg[0] != '-')
       Fail(ErrorKind::Usage, "--sbatch-arg \"" + arg + "\": give one sbatch option, such as --time=2:00:00");
     if (arg.rfind("--array", 0) == 0 || arg.rfind("-a", 0) == 0)
-      Fail(ErrorKind::Usage, "--sbatch-arg \"" + arg + "\": the array is the chunks; choose them with --chunk and --frames");
+      Fail(ErrorKind::Usage,
+           "--sbatch-arg \"" + arg + "\": the array is the chunks; choose them with --chunk and --frames");
     s += "#SBATCH " + DirectiveWord(arg, "--sbatch-arg") + "\n";
   }
   s += "set -u\n";
   s += "case \"${SLURM_ARRAY_TASK_ID:-}\" in\n";
   for (size_t i = 0; i < job.chunks.size(); ++i)
     s += "  " + std::to_string(i) + ") frames=" + ShellQuote(job.chunks[i].frames) + " ;;\n";
-  s += "  *) echo \"tessfx farm: array task '${SLURM_ARRAY_TASK_ID:-}' is not a chunk of this render\" >&2; exit 64 ;;\n";
+  s += "  *) echo \"tessfx farm: array task '${SLURM_ARRAY_TASK_ID:-}' is not a chunk of this render\" >&2; exit 64 "
+       ";;\n";
   s += "esac\n";
   s += "exec " + ShellQuote(job.program) + " render";
   for (const std::string& arg : job.render_args) s.append(" ").append(ShellQuote(arg));

@@ -11,14 +11,14 @@
 namespace tessfx::farm {
 
 struct RenderJob {
-  std::string name = "tessfx-render";     // the job's name in squeue
-  std::string program;                    // tessfx as the nodes run it (absolute path)
-  std::vector<std::string> render_args;   // after "render", without --frames: input, effect, output
-  std::vector<Chunk> chunks;              // array task i renders chunks[i]
-  std::string log_folder;                 // where each task's output goes, as JOB_TASK.log
-  int32_t cpus_per_task = 1;              // also the render's thread count
-  std::string partition;                  // empty: the cluster's default
-  std::vector<std::string> sbatch_args;   // more sbatch options, one per #SBATCH line
+  std::string name = "tessfx-render";    // the job's name in squeue
+  std::string program;                   // tessfx as the nodes run it (absolute path)
+  std::vector<std::string> render_args;  // after "render", without --frames: input, effect, output
+  std::vector<Chunk> chunks;             // array task i renders chunks[i]
+  std::string log_folder;                // where each task's output goes, as JOB_TASK.log
+  int32_t cpus_per_task = 1;             // also the render's thread count
+  std::string partition;                 // empty: the cluster's default
+  std::vector<std::string> sbatch_args;  // more sbatch options, one per #SBATCH line
 };
 
 // `text` as one word for a POSIX shell.

@@ -20,14 +20,19 @@ nlohmann::json ToJson(const FarmRecord& r) {
   for (const FarmRecord::Job& j : r.jobs) jobs.push_back({{"id", j.id}, {"chunks", j.chunks}});
   nlohmann::json chunks = nlohmann::json::array();
   for (const Chunk& c : r.chunks) chunks.push_back(c.numbers);
-  return {{"jobs", jobs},       {"input", r.input},   {"output", r.output},
-          {"file_number_offset", r.file_number_offset}, {"chunks", chunks},
-          {"script", r.script}, {"log_folder", r.log_folder}};
+  return {{"jobs", jobs},
+          {"input", r.input},
+          {"output", r.output},
+          {"file_number_offset", r.file_number_offset},
+          {"chunks", chunks},
+          {"script", r.script},
+          {"log_folder", r.log_folder}};
 }
 
 FarmRecord FromJson(const nlohmann::json& j) {
   FarmRecord r;
-  for (const auto& job : j.at("jobs")) r.jobs.push_back({job.at("id").get<std::string>(), job.at("chunks").get<std::vector<int32_t>>()});
+  for (const auto& job : j.at("jobs"))
+    r.jobs.push_back({job.at("id").get<std::string>(), job.at("chunks").get<std::vector<int32_t>>()});
   r.input = j.at("input").get<std::string>();
   r.output = j.at("output").get<std::string>();
   r.file_number_offset = j.at("file_number_offset").get<int64_t>();
@@ -43,7 +48,8 @@ FarmRecord FromJson(const nlohmann::json& j) {
   if (r.jobs.empty() || !ParseSequencePattern(r.output)) throw std::runtime_error("no job or no output pattern");
   for (const auto& job : r.jobs)
     for (int32_t c : job.chunks)
-      if (c < 0 || static_cast<size_t>(c) >= r.chunks.size()) throw std::runtime_error("a job names a chunk not listed");
+      if (c < 0 || static_cast<size_t>(c) >= r.chunks.size())
+        throw std::runtime_error("a job names a chunk not listed");
   return r;
 }
 
@@ -66,7 +72,8 @@ std::vector<std::string> RecordFiles() {
   std::vector<std::pair<fs::file_time_type, std::string>> files;
   std::error_code ec;
   for (const auto& e : fs::directory_iterator(FarmFolder(), ec))
-    if (e.is_regular_file(ec) && e.path().extension() == ".json") files.emplace_back(e.last_write_time(ec), e.path().string());
+    if (e.is_regular_file(ec) && e.path().extension() == ".json")
+      files.emplace_back(e.last_write_time(ec), e.path().string());
   std::sort(files.rbegin(), files.rend());
   std::vector<std::string> paths;
   for (auto& f : files) paths.push_back(std::move(f.second));
@@ -117,7 +124,8 @@ FarmRecord ReadRecordOfJob(const std::string& job) {
   if (auto r = ReadFile(RecordPath(job)); r && Holds(*r, job)) return *r;
   for (const std::string& path : RecordFiles())
     if (auto r = ReadFile(path); r && Holds(*r, job)) return *r;
-  Fail(ErrorKind::NoInput, "no farm render submitted from here has job " + job + " (records are in " + FarmFolder() + ")");
+  Fail(ErrorKind::NoInput,
+       "no farm render submitted from here has job " + job + " (records are in " + FarmFolder() + ")");
 }
 
 // A pattern as one text whatever way it was written ("out.####.png", "./out.%04d.png").

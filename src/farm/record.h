@@ -18,12 +18,12 @@ struct FarmRecord {
     std::string id;
     std::vector<int32_t> chunks;  // the array tasks it ran
   };
-  std::vector<Job> jobs;          // the submission, then each resume
+  std::vector<Job> jobs;  // the submission, then each resume
   std::string input;
-  std::string output;             // the output sequence's pattern
-  int64_t file_number_offset = 0; // output file number minus input frame number
+  std::string output;              // the output sequence's pattern
+  int64_t file_number_offset = 0;  // output file number minus input frame number
   std::vector<Chunk> chunks;
-  std::string script;             // the batch script's text
+  std::string script;  // the batch script's text
   std::string log_folder;
 
   int64_t FrameCount() const;

@@ -59,10 +59,14 @@ TaskPhase PhaseOf(const std::string& state) {
 
 const char* PhaseName(TaskPhase phase) {
   switch (phase) {
-    case TaskPhase::Pending: return "pending";
-    case TaskPhase::Running: return "running";
-    case TaskPhase::Done: return "done";
-    case TaskPhase::Failed: return "failed";
+    case TaskPhase::Pending:
+      return "pending";
+    case TaskPhase::Running:
+      return "running";
+    case TaskPhase::Done:
+      return "done";
+    case TaskPhase::Failed:
+      return "failed";
   }
   return "failed";
 }

@@ -111,8 +111,8 @@ std::vector<std::string> Lines(const std::string& text) {
 TEST(JobScript, EachTaskRendersItsChunkWithTheArgumentsAsGivenAndLeavesExistingFilesAlone) {
   ScriptRig rig;
   // Spaces, quotes and shell characters in paths and names must reach the render intact.
-  rig.job.render_args = {"/in put/it's.tsa", "--effect", "Color add", "--values", "10, 20,$HOME", "--key=1001:`id`",
-                         "-o", "/out/a b.####.png"};
+  rig.job.render_args = {"/in put/it's.tsa", "--effect",        "Color add", "--values",
+                         "10, 20,$HOME",     "--key=1001:`id`", "-o",        "/out/a b.####.png"};
   const ProcessResult second = rig.RunTask("1");
   ASSERT_TRUE(second.ok()) << second.err;
   EXPECT_EQ(Lines(second.out),
@@ -164,8 +164,8 @@ TEST(Slurm, TaskStatesAreReadFromSqueueAndSacctLines) {
             (std::map<int32_t, std::string>{{0, "COMPLETED"}, {1, "RUNNING"}, {3, "PENDING"}}));
   // sacct -P: tasks not started yet are grouped, a throttle may follow, states have reasons.
   EXPECT_EQ(ParseTaskStates("40_[2-4,7%2]|PENDING\n40_0|CANCELLED by 0\n40_1|TIMEOUT\ngarbage\n40_[|PENDING\n", "40"),
-            (std::map<int32_t, std::string>{{0, "CANCELLED"}, {1, "TIMEOUT"}, {2, "PENDING"}, {3, "PENDING"},
-                                            {4, "PENDING"}, {7, "PENDING"}}));
+            (std::map<int32_t, std::string>{
+                {0, "CANCELLED"}, {1, "TIMEOUT"}, {2, "PENDING"}, {3, "PENDING"}, {4, "PENDING"}, {7, "PENDING"}}));
   EXPECT_EQ(PhaseOf("PENDING"), TaskPhase::Pending);
   EXPECT_EQ(PhaseOf("COMPLETING"), TaskPhase::Running);
   EXPECT_EQ(PhaseOf("COMPLETED"), TaskPhase::Done);
@@ -184,8 +184,8 @@ TEST(Slurm, MissingCommandsAndSilentDeadlinesSayWhatHappened) {
   const ProcessResult slow = RunProcess({"sleep", "30"}, std::chrono::milliseconds(300));
   EXPECT_TRUE(slow.timed_out);
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
-  const ProcessResult refused = RunProcess({"sh", "-c", "echo noise; echo 'sbatch: error: invalid partition' >&2; exit 1"},
-                                           std::chrono::seconds(5));
+  const ProcessResult refused = RunProcess(
+      {"sh", "-c", "echo noise; echo 'sbatch: error: invalid partition' >&2; exit 1"}, std::chrono::seconds(5));
   EXPECT_EQ(refused.exit_code, 1);
   EXPECT_EQ(refused.Reason("sbatch"), "sbatch: error: invalid partition");
 }
