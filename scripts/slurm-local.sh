@@ -74,10 +74,15 @@ install_packages() {
   [ ${#missing[@]} -eq 0 ] && return 0
   echo "slurm-local: installing ${missing[*]}"
   # The packages' own start-up scripts are kept from running: this script starts the daemons.
+  local log
+  log="$(mktemp)"
   if ! { apt-get update -qq &&
-    DEBIAN_FRONTEND=noninteractive RUNLEVEL=1 apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null; }; then
+    DEBIAN_FRONTEND=noninteractive RUNLEVEL=1 apt-get install -y -qq --no-install-recommends "${missing[@]}"; } >"$log" 2>&1; then
+    tail -n 15 "$log" >&2
+    rm -f "$log"
     unavailable "could not install ${missing[*]} with apt-get"
   fi
+  rm -f "$log"
 }
 
 write_config() {

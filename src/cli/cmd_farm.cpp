@@ -178,7 +178,7 @@ void Submit(const SubmitOptions& o) {
   std::cout << id << std::endl;
   if (!o.output.quiet)
     std::cerr << "tessfx: submitted job " << id << ": " << Plural(static_cast<int64_t>(numbers.size()), "frame") << " ("
-              << NumberRangesText(numbers) << ") in " << Plural(static_cast<int64_t>(job.chunks.size()), "chunk")
+              << farm::FrameRangeText(numbers) << ") in " << Plural(static_cast<int64_t>(job.chunks.size()), "chunk")
               << " into " << plan.path
               << (plan.skipped.empty() ? ""
                                        : "; " + Plural(static_cast<int64_t>(plan.skipped.size()), "frame") +
@@ -252,7 +252,7 @@ void PrintStatus(const FarmRecord& r, const RenderState& s) {
     std::string line = "  chunk " + pad(std::to_string(i), std::to_string(r.chunks.size() - 1).size()) + "  frames " +
                        pad(r.chunks[i].frames, width) + "  " + pad(states[i], state_width) + "  " +
                        std::to_string(c.present) + "/" + std::to_string(n) + " frames present";
-    if (!c.missing.empty() && c.present > 0) line += ", missing " + NumberRangesText(c.missing);
+    if (!c.missing.empty() && c.present > 0) line += ", missing " + farm::FrameRangeText(c.missing);
     if (c.phase == farm::TaskPhase::Failed)
       line += "  log " + JoinPath(r.log_folder, c.job + "_" + std::to_string(i) + ".log");
     Say(line);
@@ -327,7 +327,7 @@ void Resume(const std::string& job, bool quiet) {
     std::vector<int64_t> chunks(again.begin(), again.end());
     std::cerr << "tessfx: submitted job " << id << " for chunk" << (again.size() == 1 ? " " : "s ")
               << NumberRangesText(chunks) << " of job " << first_job << ": "
-              << Plural(static_cast<int64_t>(missing.size()), "frame") << " missing (" << NumberRangesText(missing)
+              << Plural(static_cast<int64_t>(missing.size()), "frame") << " missing (" << farm::FrameRangeText(missing)
               << ")" << busy_note << "\n";
   }
 }
@@ -359,15 +359,15 @@ void Collect(const CollectOptions& o) {
     if (!FileExists(pattern->FileName(n))) missing.push_back(n);
   if (!missing.empty())
     Fail(ErrorKind::NoInput, Plural(static_cast<int64_t>(missing.size()), "frame") + " of " + o.pattern + " missing (" +
-                                 NumberRangesText(missing) + "; first " + pattern->FileName(missing.front()) +
+                                 farm::FrameRangeText(missing) + "; first " + pattern->FileName(missing.front()) +
                                  "): `tessfx farm resume " + resume + "` renders them");
   // Every frame must read whole, at one size: a file cut short by a failing node shows here.
   RgbaPlanes planes;
   const ImageInfo first = ProbeImage(pattern->FileName(numbers.front()));
   for (int64_t n : numbers) ReadImage(pattern->FileName(n), planes, &first);
-  const std::string summary = Plural(static_cast<int64_t>(numbers.size()), "frame") + " (" + NumberRangesText(numbers) +
-                              ", from " + range_source + ") of " + std::to_string(first.width) + "x" +
-                              std::to_string(first.height);
+  const std::string summary = Plural(static_cast<int64_t>(numbers.size()), "frame") + " (" +
+                              farm::FrameRangeText(numbers) + ", from " + range_source + ") of " +
+                              std::to_string(first.width) + "x" + std::to_string(first.height);
   if (o.output.path.empty()) {
     if (!o.output.quiet) Say(o.pattern + ": all " + summary + " present and readable");
     return;

@@ -111,6 +111,10 @@ std::string SubmitArray(const std::string& script_path, const std::string& array
 std::map<int32_t, std::string> QueryTaskStates(const std::string& job, std::string* note) {
   // squeue lists finished tasks as well for a few minutes (MinJobAge).
   const ProcessResult q = RunProcess({"squeue", "-h", "-r", "-t", "all", "-j", job, "-o", "%i|%T"}, kSlurmTimeout);
+  // A job the controller has forgotten is an answer; a controller that cannot be asked is
+  // not: states guessed then could have a running chunk submitted twice.
+  const bool forgotten = q.started && !q.timed_out && q.err.find("Invalid job id") != std::string::npos;
+  if (!q.ok() && !forgotten) Fail(ErrorKind::Unavailable, "squeue: " + q.Reason("squeue"));
   std::map<int32_t, std::string> states;
   if (q.ok()) states = ParseTaskStates(q.out, job);
   // sacct knows jobs long after; it needs an accounting database, which small clusters lack.
@@ -120,7 +124,6 @@ std::map<int32_t, std::string> QueryTaskStates(const std::string& job, std::stri
   } else if (note) {
     *note = "sacct: " + a.Reason("sacct");
   }
-  if (!q.ok() && !a.ok() && note && !q.started) *note = q.Reason("squeue");
   return states;
 }
 

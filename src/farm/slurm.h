@@ -30,7 +30,8 @@ std::string SubmitArray(const std::string& script_path, const std::string& array
 
 // The states of the job's tasks as the scheduler knows them: squeue first, then sacct for
 // tasks squeue no longer lists. Empty when neither knows the job (it ended long ago and
-// there is no accounting). `note` receives why a source was not available.
+// there is no accounting); an Unavailable Error when squeue cannot reach the controller.
+// `note` receives why sacct had no answer.
 std::map<int32_t, std::string> QueryTaskStates(const std::string& job, std::string* note = nullptr);
 
 }  // namespace tessfx::farm
