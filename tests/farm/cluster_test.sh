@@ -21,9 +21,9 @@ was_up=0
 "$root/scripts/slurm-local.sh" status >/dev/null 2>&1 && was_up=1
 cleanup() {
   local jobs
-  jobs="$(ls "$TESSFX_FARM_DIR" 2>/dev/null | sed -n 's/\.json$//p' | tr '\n' ' ')"
+  jobs="$(ls "$TESSFX_FARM_DIR" 2>/dev/null | sed -n 's/\.json$//p' | tr '\n' ' ' || true)"
   [ -n "$jobs" ] && scancel $jobs >/dev/null 2>&1 || true
-  [ "$was_up" -eq 1 ] || "$root/scripts/slurm-local.sh" stop >/dev/null || true
+  [ "$was_up" -eq 1 ] || "$root/scripts/slurm-local.sh" stop >/dev/null 2>&1 || true
   rm -rf "$work"
 }
 trap cleanup EXIT
