@@ -173,7 +173,12 @@ void Submit(const SubmitOptions& o) {
   record.chunks = job.chunks;
   record.script = script;
   record.log_folder = job.log_folder;
-  farm::WriteRecord(record);
+  try {
+    farm::WriteRecord(record);
+  } catch (const Error& e) {
+    // The job runs all the same: say which, so that it can be followed or cancelled.
+    Fail(e.kind(), std::string(e.what()) + "; job " + id + " was submitted, but farm status and resume cannot follow it");
+  }
 
   std::cout << id << std::endl;
   if (!o.output.quiet)
