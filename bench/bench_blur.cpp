@@ -88,9 +88,9 @@ void BM_GaussianBlur(benchmark::State& state) {
   auto limit = ThreadLimit(state);
   BenchFrame b;
   const PlaneView planes[3] = {b.work_r.view(), b.work_g.view(), b.work_b.view()};
-  const double sigma = GaussianSigmaForRadius(static_cast<int32_t>(state.range(1)));
+  const int32_t radius = static_cast<int32_t>(state.range(1));
   for (auto _ : state) {
-    GaussianBlur(planes, sigma);
+    GaussianBlur(planes, radius);
     benchmark::ClobberMemory();
   }
   Label(state);

@@ -17,6 +17,7 @@
 #include <cstring>
 #include <functional>
 #include <map>
+#include <optional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -29,6 +30,8 @@
 #include "host/embedded/embedded_host.h"
 #include "host/image_state.h"
 #include "host/registry.h"
+#include "media/bmp.h"
+#include "media/file_util.h"
 #include "media/test_patterns.h"
 
 namespace tessfx {
@@ -36,17 +39,27 @@ namespace {
 
 constexpr int32_t kWidth = 1920, kHeight = 1080;
 
-// A noise frame and a noise swap image in an in-memory host with the shared state. The
-// alpha plane is the host's default (fully selected), as for every animation file.
+// Noise frames and a noise swap image in a host with the shared state, at the last frame so
+// that the echo has earlier frames to read, and a noise picture with alpha as the sequence's
+// picture for every frame. The alpha plane is the host's default (fully selected), as for
+// every animation file.
+constexpr int32_t kFrames = 16;
+
 class BenchFrame {
  public:
   BenchFrame() : host_(std::make_shared<EmbeddedHost>()) {
-    host_->NewAnimation(kWidth, kHeight, 1);
-    Plane r(kWidth, kHeight), g(kWidth, kHeight), b(kWidth, kHeight);
-    DrawPattern(Pattern::Noise, 1, 0, 1, r, g, b);
-    host_->WriteFramePlane(0, Channel::R, r);
-    host_->WriteFramePlane(0, Channel::G, g);
-    host_->WriteFramePlane(0, Channel::B, b);
+    host_->NewAnimation(kWidth, kHeight, kFrames);
+    Plane r(kWidth, kHeight), g(kWidth, kHeight), b(kWidth, kHeight), a(kWidth, kHeight);
+    for (int32_t f = 0; f < kFrames; ++f) {
+      DrawPattern(Pattern::Noise, 1, f, kFrames, r, g, b);
+      host_->WriteFramePlane(f, Channel::R, r);
+      host_->WriteFramePlane(f, Channel::G, g);
+      host_->WriteFramePlane(f, Channel::B, b);
+    }
+    host_->Tes_GotoFrame(kFrames - 1);
+    DrawPattern(Pattern::Noise, 3, 0, 1, a, a, a);
+    sequence_picture_ = JoinPath(host_->Tes_GetTempDir(), "bench-sequence.bmp");
+    WriteBmp32(sequence_picture_, r, g, b, a);
     DrawPattern(Pattern::Noise, 2, 0, 1, r, g, b);
     host_->SetSwapImage(r, g, b);
     registry_.Register(kHostProgId, [h = host_] { return std::static_pointer_cast<TessalineHost>(h); });
@@ -60,11 +73,14 @@ class BenchFrame {
     const std::string entry = "    " + effect;
     DispatchHooks hooks;
     hooks.selected_entry = [&entry] { return entry; };
+    hooks.sequence_file = [this](int32_t) { return sequence_picture_; };
     FrameDispatcher d(image(), std::move(hooks));
     d.ProccessFrame(v[0], v[1], v[2], v[3], v[4], v[5]);
   }
+  ~BenchFrame() { std::remove(sequence_picture_.c_str()); }
 
  private:
+  std::string sequence_picture_;
   std::shared_ptr<EmbeddedHost> host_;
   HostRegistry registry_;
   std::unique_ptr<SharedState> state_;
@@ -77,6 +93,26 @@ std::array<float, 6> PickedValues(const std::string& effect) {
   ParameterPanel panel;
   panel.SelectEffect(effect);
   return panel.SliderValues();
+}
+
+// For effects that change nothing at those values (the displacements start at 0): every
+// slider that starts at its minimum moved three quarters up its range.
+std::optional<std::array<float, 6>> WorkingValues(BenchFrame& frame, const EffectDef& e) {
+  const std::array<float, 6> picked = PickedValues(std::string(e.name));
+  frame.Dispatch(std::string(e.name), picked);
+  const ImageState& s = frame.image();
+  if (!(s.work_r == s.host_r && s.work_g == s.host_g && s.work_b == s.host_b)) return std::nullopt;
+  std::array<float, 6> v = picked;
+  for (size_t i = 0; i < e.sliders.size(); ++i)
+    if (e.sliders[i].value == e.sliders[i].min)
+      v[i] = static_cast<float>(e.sliders[i].min + (e.sliders[i].max - e.sliders[i].min) * 3 / 4);
+  return v;
+}
+
+std::string ValuesText(const EffectDef& e, const std::array<float, 6>& v) {
+  std::string text;
+  for (size_t i = 0; i < e.sliders.size(); ++i) text += (i ? "," : " at ") + std::to_string(static_cast<int>(v[i]));
+  return text;
 }
 
 // The copy floor: the four host planes into the four working planes, in row bands.
@@ -128,11 +164,11 @@ class SummaryReporter : public benchmark::ConsoleReporter {
   }
   void Finalize() override {
     ConsoleReporter::Finalize();
-    std::printf("\n%-24s", "ms per 1920x1080 frame");
+    std::printf("\n%-34s", "ms per 1920x1080 frame");
     for (const auto& [threads, _] : ms_) std::printf(" | %2d thr: total   own  own/copy", threads);
     std::printf("\n");
     for (const std::string& effect : order_) {
-      std::printf("%-24s", effect.c_str());
+      std::printf("%-34s", effect.c_str());
       for (auto& [threads, table] : ms_) {
         // Below the dispatch's own time is measurement noise: shown as 0.
         const double total = table[effect], own = std::max(0.0, total - table[kDispatchOnly]),
@@ -192,7 +228,18 @@ int main(int argc, char** argv) {
       if (!e.implemented()) continue;
       const std::string name(e.name);
       add(name, [frame, name, values = PickedValues(name)] { frame->Dispatch(name, values); });
+      if (const auto working = WorkingValues(*frame, e))
+        add(name + ValuesText(e, *working), [frame, name, values = *working] { frame->Dispatch(name, values); });
     }
+    // Effects whose defaults change nothing or little, at values that do the whole work.
+    const std::pair<const char*, std::pair<std::string, std::array<float, 6>>> variants[] = {
+        {"Transform, 70%, 30 degrees", {"Transform", {10, 5, 70, 30}}},
+        {"Transform, quarter turn", {"Transform", {0, 0, 100, 90}}},
+        {"Wireframe designer, step 1", {"Wireframe designer", {40, 1, 0, 350, 0, 400}}},
+    };
+    for (const auto& [label, call] : variants)
+      if (const EffectDef* e = FindEffect(call.first); e && e->implemented())
+        add(label, [frame, call] { frame->Dispatch(call.first, call.second); });
   }
   SummaryReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);

@@ -41,8 +41,8 @@ class BenchProgress final : public RenderProgress {
 };
 
 void BM_RenderWithUndo(benchmark::State& state) {
+  // A private folder inside the user's temporary folder (created 0700 by the host).
   const std::string dir = (std::filesystem::path(DefaultTempDir()) / "bench-render").string();
-  std::filesystem::create_directories(dir);
   EmbeddedHostOptions options;
   options.temp_dir = dir;
   options.settings_path = dir + "/settings.ini";

@@ -1,6 +1,8 @@
 // Writes the fuzzers' seed corpus: make_seeds DIR writes DIR/bmp_reader/*.bmp,
-// DIR/tsa_reader/*.tsa and DIR/project_loader/*.json, one small file for each layout the
-// readers distinguish.
+// DIR/tsa_reader/*.tsa, DIR/project_loader/*.json, DIR/image_reader/* (a small picture in
+// every still format the image library writes, and files that once did harm) and
+// DIR/sequence_loader/* (frames joined by the loader's "<<NEXT>>"), one small file for each
+// layout the readers distinguish.
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -8,6 +10,8 @@
 
 #include "core/error.h"
 #include "media/bmp_samples.h"
+#include "media/image_io.h"
+#include "media/test_patterns.h"
 #include "media/tsa.h"
 
 #include <nlohmann/json.hpp>
@@ -77,6 +81,49 @@ void WriteTsaSeeds(const std::filesystem::path& dir) {
   put("wide.tsa", 16, 1, 2);
 }
 
+std::string Contents(const std::filesystem::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), {}};
+}
+
+void WriteImageSeeds(const std::filesystem::path& dir, const std::filesystem::path& sequences) {
+  tessfx::Plane r(6, 4), g(6, 4), b(6, 4), a(6, 4);
+  tessfx::DrawPattern(tessfx::Pattern::Noise, 3, 0, 1, r, g, b);
+  for (int32_t y = 0; y <= 4; ++y)
+    for (int32_t x = 0; x <= 6; ++x) a[y][x] = static_cast<uint8_t>(40 * x + y);
+  std::vector<std::string> written;
+  for (const char* ext : {"png", "jpg", "tif", "exr", "bmp", "tga", "dpx", "ppm", "pgm", "hdr", "webp", "heic"}) {
+    const std::filesystem::path file = dir / (std::string("picture.") + ext);
+    try {
+      tessfx::ImageFileWriter writer;
+      writer.Write(file.string(), r, g, b, &a);
+      writer.Commit();
+      written.push_back(file.string());
+    } catch (const tessfx::Error&) {
+      // The library has no writer for this format here.
+    }
+  }
+  // Frames of a sequence: two of one size, and one of another size after them.
+  for (size_t i = 0; i + 1 < written.size(); ++i)
+    std::ofstream(sequences / ("pair-" + std::to_string(i)), std::ios::binary)
+        << Contents(written[i]) << "<<NEXT>>" << Contents(written[i]) << "<<NEXT>>" << Contents(written[i + 1]);
+
+  // A 24-bit BMP that claims RLE8, and headers that declare far more than their files hold.
+  tessfx::samples::BmpSample rle = tessfx::samples::Gradient24(4, 4);
+  rle.compression = 1;
+  rle.pixels.resize(12);
+  tessfx::samples::WriteFile((dir / "rle8-24bit.bmp").string(), tessfx::samples::BuildBmp(rle));
+  tessfx::samples::BmpSample huge;
+  huge.width = huge.height = 32767;
+  huge.pixels.assign(970, 0);
+  tessfx::samples::WriteFile((dir / "declares-huge.bmp").string(), tessfx::samples::BuildBmp(huge));
+  // PNG signature and header of a 32767 x 16383 picture, without its data.
+  const uint8_t png_header[] = {0x89, 'P', 'N', 'G', 0x0D, 0x0A, 0x1A, 0x0A, 0, 0, 0, 13, 'I', 'H', 'D', 'R',
+                                0, 0, 0x7F, 0xFF, 0, 0, 0x3F, 0xFF, 8, 2, 0, 0, 0, 0x82, 0x9B, 0xE4, 0x13};
+  std::ofstream(dir / "declares-huge.png", std::ios::binary)
+      .write(reinterpret_cast<const char*>(png_header), sizeof png_header);
+}
+
 void WriteProjectSeeds(const std::filesystem::path& dir) {
   auto put = [&](const std::string& name, const nlohmann::json& j) { std::ofstream(dir / name) << j.dump(1); };
   using nlohmann::json;
@@ -103,6 +150,12 @@ void WriteProjectSeeds(const std::filesystem::path& dir) {
   json wrong = minimal;
   wrong["version"] = 2;
   put("other-version.json", wrong);
+  // Close to the size limit of the runs: a key on every frame of a long animation.
+  json many = minimal;
+  many["keys"] = json::array();
+  for (int f = 0; f < 4000; ++f) many["keys"].push_back({{"frame", f}, {"values", {f / 4000.0, 0.5, 0, 0, 0, 1}}});
+  put("many-keys.json", many);
+  std::ofstream(dir / "deep.json") << std::string(64, '[') << std::string(64, ']');
 }
 
 }  // namespace
@@ -117,7 +170,10 @@ int main(int argc, char** argv) {
     std::filesystem::create_directories(root / "bmp_reader");
     std::filesystem::create_directories(root / "tsa_reader");
     std::filesystem::create_directories(root / "project_loader");
+    std::filesystem::create_directories(root / "image_reader");
+    std::filesystem::create_directories(root / "sequence_loader");
     WriteBmpSeeds(root / "bmp_reader");
+    WriteImageSeeds(root / "image_reader", root / "sequence_loader");
     WriteTsaSeeds(root / "tsa_reader");
     WriteProjectSeeds(root / "project_loader");
   } catch (const std::exception& e) {

@@ -5,8 +5,9 @@ packages=(
   build-essential cmake ninja-build pkg-config
   qt6-base-dev qt6-base-dev-tools libqt6opengl6-dev qt6-qpa-plugins
   libopenimageio-dev openimageio-tools
-  libtbb-dev libcli11-dev nlohmann-json3-dev
+  libtbb-dev libcli11-dev nlohmann-json3-dev libhwy-dev
   libgtest-dev libgmock-dev libbenchmark-dev
+  libopencv-core-dev libopencv-imgproc-dev
   clang libclang-rt-14-dev
   imagemagick xvfb xauth
 )

@@ -5,9 +5,12 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "host/embedded/embedded_host.h"
+#include "media/input_limits.h"
+#include "media/sequence.h"
 
 namespace tessfx::cli {
 
@@ -18,15 +21,26 @@ std::pair<int32_t, int32_t> ParseSize(const std::string& text);
 // settings store as the editor uses them).
 std::unique_ptr<EmbeddedHost> MakeHost();
 
-// Prints a line to standard output (commands report what they wrote).
+// Prints a line to standard output (commands report what they wrote), control characters
+// of names in it escaped.
 void Say(const std::string& line);
 
-// Replaces the host's animation with a BMP picture or numbered sequence starting at
-// `firstFile` (take0012.bmp, take0013.bmp, ... until the next file is missing), each fitted
-// to `size` (default: the first picture's) by the reader's rules. Returns the frame count;
-// a member the reader refuses throws BadData with the reader's message.
+// Prints "tessfx: " and the message as one escaped, bounded line to standard error and
+// returns `code`: every command ends a failure through here.
+int ReportFailure(int code, const std::string& message);
+
+// BMP documents (".bmp" files and patterns) are read by the program's own BMP reader, the
+// same one the sequence effects use, so a file reads the same whichever way it arrives.
+bool IsBmpDocument(const std::string& path);
+// Replaces the host's animation with a BMP picture or numbered sequence: a pattern
+// (take.####.bmp) or a first file (take0012.bmp, take0013.bmp, ... until the next file is
+// missing), each fitted to `size` (default: the first picture's) by the reader's rules, within
+// the host's input limits. Returns the frame count; a member the reader refuses throws
+// BadData with the reader's message.
 int32_t ReadBmpSequenceIntoHost(EmbeddedHost& host, const std::string& firstFile,
                                 std::optional<std::pair<int32_t, int32_t>> size);
+// What ReadBmpSequenceIntoHost would read, from the first file's headers.
+DocumentInfo ProbeBmpDocument(const std::string& path, const InputLimits& limits);
 
 // Options every command that opens a document accepts.
 struct DocumentOptions {
@@ -36,6 +50,7 @@ struct DocumentOptions {
   std::optional<std::pair<int32_t, int32_t>> bmp_size;
   // --allow-gaps: a sequence's missing files repeat the frame before them instead of being refused.
   bool allow_gaps = false;
+  InputLimits limits;  // --max-pixels, --max-frames
 };
 void AddDocumentOptions(CLI::App* cmd, DocumentOptions& options);
 void AddGapOption(CLI::App* cmd, DocumentOptions& options);
@@ -45,6 +60,14 @@ void AddGapOption(CLI::App* cmd, DocumentOptions& options);
 // they recover after a crash is the whole document.
 void OpenDocumentWithOptions(EmbeddedHost& host, const std::string& path, const DocumentOptions& options,
                              bool on_demand = true);
+// Describes the document at `path` from its headers, as OpenDocumentWithOptions would read it.
+DocumentInfo ProbeDocumentWithOptions(const std::string& path, const DocumentOptions& options);
+// The sequence whose first file `--sequence` names; the file must be there.
+SequenceSettings SequenceOption(const std::string& first_file);
+
+// Refuses an effect that takes the swap image when no swap source was given, before any
+// work is done: "no swap image: give --swap FILE" (usage).
+void RequireSwapSource(std::string_view effect_name, bool swap_given);
 
 void AddNewCommand(CLI::App& app);
 void AddInfoCommand(CLI::App& app);

@@ -54,6 +54,9 @@ void WriteResult(const OutputPlan& plan, int32_t frame, const ImageState& s) {
 }
 
 void Apply(const ApplyOptions& o) {
+  const EffectDef& effect = EffectNamedByUser(o.effect);
+  if (!effect.implemented()) Fail(ErrorKind::Usage, "effect \"" + std::string(effect.name) + "\" is not implemented yet");
+  RequireSwapSource(effect.name, !o.swap.empty());
   // Only the frame asked for is read (and the document's headers): the host reads on demand.
   std::shared_ptr<EmbeddedHost> host = MakeHost();
   OpenDocumentWithOptions(*host, o.input, o.document);
@@ -87,8 +90,6 @@ void Apply(const ApplyOptions& o) {
     image.external_swap.set_active(true);
   }
 
-  const EffectDef& effect = EffectNamedByUser(o.effect);
-  if (!effect.implemented()) Fail(ErrorKind::Usage, "effect \"" + std::string(effect.name) + "\" is not implemented yet");
   ParameterPanel panel;
   panel.SelectEffect(std::string(effect.name));
   SetSliderValues(panel, ParseSliderValues(o.values, "--values"), "--values");
@@ -100,10 +101,7 @@ void Apply(const ApplyOptions& o) {
     if (text.rfind("Timeline editor", 0) != 0) caption_message = text;  // the reader's messages
   };
   SequenceSettings sequence;
-  if (!o.sequence.empty()) {
-    if (!FileExists(o.sequence)) Fail(ErrorKind::NoInput, "--sequence " + o.sequence + ": no such file");
-    sequence = SequenceFromFirstFile(o.sequence);
-  }
+  if (!o.sequence.empty()) sequence = SequenceOption(o.sequence);
   hooks.sequence_file = [&sequence](int32_t frame) { return SequenceFrameFileName(sequence, frame); };
   FrameDispatcher dispatcher(image, std::move(hooks));
   const std::array<float, 6> v = panel.SliderValues();

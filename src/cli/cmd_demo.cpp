@@ -9,6 +9,8 @@
 #include "cli/cli.h"
 #include "cli/progress.h"
 #include "cli/session.h"
+#include "cli/slider_values.h"
+#include "engine/catalogue.h"
 #include "core/error.h"
 #include "media/file_util.h"
 #include "media/test_patterns.h"
@@ -68,6 +70,9 @@ void AddDemoCommand(CLI::App& app) {
 #ifdef TESSFX_HAVE_UI
   auto run = std::make_shared<EditorRunOptions>();
   cmd->add_option("--screenshot", run->screenshot, "Key --effect, save a picture of the window (PNG) and quit");
+  cmd->add_option("--tour", run->tour_folder,
+                  "Walk through a first session in the windows, save a picture of each step into this folder "
+                  "and quit");
 #endif
   cmd->footer(
       "Without a display (or with --headless) the demo does what a first session in the windows does: it keys "
@@ -113,13 +118,37 @@ void AddEditCommand(CLI::App& app) {
   auto* cmd = app.add_subcommand("edit", "Open the editor's windows on an animation, image or sequence");
   auto file = std::make_shared<std::string>();
   auto options = std::make_shared<DocumentOptions>();
+  auto swap = std::make_shared<std::string>();
+  auto effect = std::make_shared<std::string>();
+  auto values = std::make_shared<std::string>();
   cmd->add_option("FILE", *file, "The document to open (default: a blank animation)");
+  cmd->add_option("--swap", *swap, "An image to load as the swap image, resized to the frame");
+  cmd->add_option("--effect", *effect, "The effect to select at start");
+  cmd->add_option("--values", *values, "Its slider values V1,...,V6 (an empty or missing value keeps the default)");
   AddDocumentOptions(cmd, *options);
   AddGapOption(cmd, *options);
+#ifdef TESSFX_HAVE_UI
+  auto screenshot = std::make_shared<std::string>();
+  cmd->add_option("--screenshot", *screenshot, "Save a picture of the window (PNG) once the effect is previewed, and quit");
+#endif
   cmd->callback([=] {
 #ifdef TESSFX_HAVE_UI
     if (!HaveDisplay()) Fail(ErrorKind::Usage, "no display: set DISPLAY or WAYLAND_DISPLAY (or QT_QPA_PLATFORM)");
-    if (const int status = RunWindows(*file, *options, {}); status != 0) throw ExitStatus{status, "the editor failed"};
+    const std::vector<std::optional<int32_t>> parsed = ParseSliderValues(*values, "--values");
+    const std::string name = effect->empty() ? std::string() : std::string(EffectNamedByUser(*effect).name);
+    std::shared_ptr<EmbeddedHost> host = MakeHost();
+    if (!file->empty()) OpenDocumentWithOptions(*host, *file, *options);
+    if (!swap->empty()) host->LoadSwapImage(*swap);
+    EditorRunOptions run;
+    run.screenshot = *screenshot;
+    // Picks the effect with its values and previews the current frame, as a user would.
+    run.script = [name, parsed](Editor& editor) {
+      if (name.empty()) return;
+      editor.panel().SelectEffect(name);
+      SetSliderValues(editor.panel(), parsed, "--values");
+      editor.DoPreviewFrame();
+    };
+    if (const int status = RunEditor(host, run); status != 0) throw ExitStatus{status, "the editor failed"};
 #else
     Fail(ErrorKind::Usage, "this build has no editor windows");
 #endif

@@ -23,12 +23,12 @@ void AddNewCommand(CLI::App& app) {
   cmd->add_option("OUT", *out, "Output: .tsa, image sequence pattern (f.####.png) or image")->required();
   cmd->add_option("--size", *size, "Frame size WIDTHxHEIGHT")->capture_default_str();
   cmd->add_option("--frames", *frames, "Number of frames (1..10000)")->capture_default_str();
-  cmd->add_option("--pattern", *pattern, "gradient, bars, checker, noise or circles")->capture_default_str();
+  cmd->add_option("--pattern", *pattern, "gradient, bars, checker, noise, circles, scene or greenscreen")->capture_default_str();
   cmd->add_option("--seed", *seed, "Seed of the noise pattern")->capture_default_str();
   cmd->callback([=] {
     auto [w, h] = ParseSize(*size);
     auto p = ParsePattern(*pattern);
-    if (!p) Fail(ErrorKind::Usage, "unknown pattern \"" + *pattern + "\" (gradient, bars, checker, noise, circles)");
+    if (!p) Fail(ErrorKind::Usage, "unknown pattern \"" + *pattern + "\" (gradient, bars, checker, noise, circles, scene, greenscreen)");
     if (*frames < 1 || *frames > kMaxFrames)
       Fail(ErrorKind::Usage, "--frames must be 1.." + std::to_string(kMaxFrames));
     OutputKind(*out);
@@ -108,9 +108,9 @@ void AddInfoCommand(CLI::App& app) {
               "numbers --frames and --frame take. Missing files of a sequence are listed, not refused.");
   cmd->callback([=] {
     // Headers only: describing a document never reads its frames.
-    const DocumentInfo info = ProbeDocument(*in);
+    const DocumentInfo info = ProbeDocumentWithOptions(*in, *options);
     if (!options->alpha_mask.empty()) {
-      const ImageInfo mask = ProbeImage(options->alpha_mask);
+      const ImageInfo mask = ProbeImage(options->alpha_mask, options->limits);
       if (mask.width != info.width || mask.height != info.height)
         Fail(ErrorKind::BadData, options->alpha_mask + ": mask size " + SizeText(mask.width, mask.height) +
                                      " differs from the frame size " + SizeText(info.width, info.height));

@@ -10,6 +10,7 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <tbb/global_control.h>
+#include <vector>
 
 #include "cli/cli.h"
 #include "cli/effect_options.h"
@@ -171,10 +172,8 @@ void Render(const RenderOptions& o) {
       host->LoadSwapImage(o.swap);
     }
   }
-  if (!o.sequence.empty()) {
-    if (!FileExists(o.sequence)) Fail(ErrorKind::NoInput, "--sequence " + o.sequence + ": no such file");
-    editor.sequence = SequenceFromFirstFile(o.sequence);
-  }
+  RequireSwapSource(editor.panel().EffectName(), !o.swap.empty() || editor.image().external_swap.active());
+  if (!o.sequence.empty()) editor.sequence = SequenceOption(o.sequence);
 
   InterruptGuard interrupt;
   Progress progress(o.output.verbosity());

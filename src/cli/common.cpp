@@ -4,6 +4,7 @@
 #include "cli/cli.h"
 #include "media/file_util.h"
 #include "core/error.h"
+#include "engine/catalogue.h"
 #include "host/embedded/document_io.h"
 #include "media/image_io.h"
 
@@ -24,12 +25,25 @@ std::pair<int32_t, int32_t> ParseSize(const std::string& text) {
 
 std::unique_ptr<EmbeddedHost> MakeHost() { return std::make_unique<EmbeddedHost>(EmbeddedHostOptions{}); }
 
-void Say(const std::string& line) { std::cout << line << std::endl; }
+void Say(const std::string& line) { std::cout << EscapeControls(line, true) << std::endl; }
+
+int ReportFailure(int code, const std::string& message) {
+  std::cout.flush();  // what was said before stays before the error
+  std::cerr << "tessfx: " << OneLineMessage(message) << std::endl;
+  return code;
+}
 
 void AddDocumentOptions(CLI::App* cmd, DocumentOptions& options) {
   cmd->add_option("--alpha", options.alpha_mask, "Greyscale image of the frame size used as every frame's alpha");
   cmd->add_option("--alphabits", options.alpha_bits, "The document's alpha-bits flag (0 off)")
       ->check(CLI::NonNegativeNumber)
+      ->capture_default_str();
+  cmd->add_option("--max-pixels", options.limits.max_pixels,
+                  "Most pixels a frame or picture read may have (up to " + std::to_string(kMaxFramePixels) + ")")
+      ->check(CLI::Range(int64_t{1}, kMaxFramePixels))
+      ->capture_default_str();
+  cmd->add_option("--max-frames", options.limits.max_frames, "Most frames an animation or sequence read may have")
+      ->check(CLI::Range(1, kMaxFrames))
       ->capture_default_str();
 }
 
@@ -40,7 +54,8 @@ void AddGapOption(CLI::App* cmd, DocumentOptions& options) {
 
 void OpenDocumentWithOptions(EmbeddedHost& host, const std::string& path, const DocumentOptions& options,
                              bool on_demand) {
-  if (LowerExtension(path) == ".bmp") {
+  host.set_input_limits(options.limits);
+  if (IsBmpDocument(path)) {
     ReadBmpSequenceIntoHost(host, path, options.bmp_size);
   } else {
     OpenOptions open;
@@ -51,6 +66,20 @@ void OpenDocumentWithOptions(EmbeddedHost& host, const std::string& path, const 
   }
   if (!options.alpha_mask.empty()) host.LoadAlphaMask(options.alpha_mask);
   host.set_alpha_bits(options.alpha_bits);
+}
+
+DocumentInfo ProbeDocumentWithOptions(const std::string& path, const DocumentOptions& options) {
+  return IsBmpDocument(path) ? ProbeBmpDocument(path, options.limits) : ProbeDocument(path, options.limits);
+}
+
+SequenceSettings SequenceOption(const std::string& first_file) {
+  if (const auto why = NotAnInputFile(first_file)) Fail(ErrorKind::NoInput, "--sequence " + first_file + ": " + *why);
+  return SequenceFromFirstFile(first_file);
+}
+
+void RequireSwapSource(std::string_view effect_name, bool swap_given) {
+  const EffectDef* effect = FindEffect(effect_name);
+  if (effect && effect->Uses(kSwapImage) && !swap_given) Fail(ErrorKind::Usage, "no swap image: give --swap FILE");
 }
 
 }  // namespace tessfx::cli

@@ -53,7 +53,8 @@ void AddEffectOptions(CLI::App* cmd, EffectOptions& o, bool with_values) {
 void SetUpEffect(Editor& editor, const EffectOptions& o, bool need_routine, int64_t number_base) {
   if (!o.project.empty()) {
     const Project p = ReadProjectFile(o.project);
-    if (need_routine && !EffectNamedByUser(p.effect).implemented())
+    // An unknown name is the file's fault (ApplyProject says so), as in every other command.
+    if (const EffectDef* e = FindEffectIgnoringCase(p.effect); need_routine && e && !e->implemented())
       Fail(ErrorKind::Usage, "effect \"" + p.effect + "\" is not available in this build yet");
     ApplyProject(editor, p);
     editor.panel().SuppressPreview = 255;

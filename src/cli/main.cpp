@@ -69,20 +69,15 @@ int main(int argc, char** argv) {
     return app.exit(e);
   } catch (const CLI::ParseError& e) {
     if (e.get_exit_code() == 0) return app.exit(e);
-    std::cerr << "tessfx: " << e.what() << "\n";
-    return static_cast<int>(tessfx::ErrorKind::Usage);
+    return tessfx::cli::ReportFailure(static_cast<int>(tessfx::ErrorKind::Usage), e.what());
   } catch (const tessfx::cli::ExitStatus& e) {
-    std::cerr << "tessfx: " << e.message << "\n";
-    return e.code;
+    return tessfx::cli::ReportFailure(e.code, e.message);
   } catch (const tessfx::Error& e) {
-    std::cerr << "tessfx: " << e.what() << "\n";
-    return static_cast<int>(e.kind());
+    return tessfx::cli::ReportFailure(static_cast<int>(e.kind()), e.what());
   } catch (const std::bad_alloc&) {
-    std::cerr << "tessfx: out of memory\n";
-    return static_cast<int>(tessfx::ErrorKind::Software);
+    return tessfx::cli::ReportFailure(static_cast<int>(tessfx::ErrorKind::Software), "out of memory");
   } catch (const std::exception& e) {
-    std::cerr << "tessfx: " << e.what() << "\n";
-    return static_cast<int>(tessfx::ErrorKind::Software);
+    return tessfx::cli::ReportFailure(static_cast<int>(tessfx::ErrorKind::Software), e.what());
   }
   return 0;
 }

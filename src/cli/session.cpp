@@ -1,5 +1,7 @@
 #include "cli/session.h"
 
+#include "core/error.h"
+
 #include <unistd.h>
 
 #include <atomic>
@@ -44,7 +46,7 @@ InterruptGuard::~InterruptGuard() {
 
 bool InterruptGuard::interrupted() const { return g_interrupted.load(); }
 
-void ConsoleWindow::MessageBox(const std::string& text) { std::cerr << "tessfx: " << text << "\n"; }
+void ConsoleWindow::MessageBox(const std::string& text) { std::cerr << "tessfx: " << OneLineMessage(text) << "\n"; }
 
 Session::Session(std::shared_ptr<EmbeddedHost> h, int32_t alpha_bits) : host(std::move(h)) {
   host->set_alpha_bits(alpha_bits);

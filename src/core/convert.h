@@ -1,6 +1,7 @@
 #pragma once
 // The numeric conversions used everywhere. Effects and readers never cast ad hoc:
 // every computed value becomes an integer or a sample through one of these.
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <limits>
@@ -50,6 +51,13 @@ inline uint8_t RoundToByteF(float v) {
   if (!(r > 0.0f)) return 0;
   if (r >= 255.0f) return 255;
   return static_cast<uint8_t>(r);
+}
+
+// RoundToByteF for values known to be finite, written without branches so that pixel
+// loops using it vectorise.
+inline uint8_t FiniteToByteF(float v) {
+  const float r = std::nearbyint(v);
+  return static_cast<uint8_t>(std::min(std::max(r, 0.0f), 255.0f));
 }
 
 }  // namespace tessfx

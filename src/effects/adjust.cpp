@@ -13,61 +13,12 @@
 #include "effects/families.h"
 #include "filters/channel.h"
 #include "filters/color.h"
+#include "filters/grade.h"
 #include "filters/parallel.h"
 #include "filters/point.h"
 
 namespace tessfx {
 namespace {
-
-// The per-pixel kernels below are plain float loops that vectorise; each is cloned for
-// AVX2 where the processor has it.
-
-[[gnu::target_clones("avx2", "default")]] void SaturationRun(const uint8_t* __restrict hr, const uint8_t* __restrict hg,
-                                                             const uint8_t* __restrict hb, uint8_t* __restrict wr,
-                                                             uint8_t* __restrict wg, uint8_t* __restrict wb, int64_t n,
-                                                             float s) {
-  const float keep = 1.0f - s;
-  for (int64_t i = 0; i < n; ++i) {
-    const float r = hr[i], g = hg[i], b = hb[i];
-    const float grey = (r + g + b) / 3.0f * keep;
-    wr[i] = RoundToByteF(r * s + grey);
-    wg[i] = RoundToByteF(g * s + grey);
-    wb[i] = RoundToByteF(b * s + grey);
-  }
-}
-
-[[gnu::target_clones("avx2", "default")]] void PowerCurveRun(uint8_t* __restrict wr, uint8_t* __restrict wg,
-                                                             uint8_t* __restrict wb, int64_t n, float p) {
-  const float q = 1.0f / p - 2.0f;
-  for (int64_t i = 0; i < n; ++i) {
-    const float r = wr[i] / 255.0f, g = wg[i] / 255.0f, b = wb[i] / 255.0f;
-    const float lum = 0.299f * r + 0.587f * g + 0.114f * b;
-    const float k = lum / ((1.0f - lum) * q + 1.0f);
-    const float o = (1.0f - k) * lum;
-    wr[i] = RoundToByteF((r * k + o) * 255.0f);
-    wg[i] = RoundToByteF((g * k + o) * 255.0f);
-    wb[i] = RoundToByteF((b * k + o) * 255.0f);
-  }
-}
-
-[[gnu::target_clones("avx2", "default")]] void InvertValueRun(const uint8_t* __restrict hr,
-                                                              const uint8_t* __restrict hg,
-                                                              const uint8_t* __restrict hb, uint8_t* __restrict wr,
-                                                              uint8_t* __restrict wg, uint8_t* __restrict wb,
-                                                              int64_t n) {
-  for (int64_t i = 0; i < n; ++i) {
-    float y, u, v, r, g, b;
-    f_rgb2yuv(hr[i] / 255.0f, hg[i] / 255.0f, hb[i] / 255.0f, y, u, v);
-    f_yuv2rgb(1.0f - y, u, v, r, g, b);
-    wr[i] = RoundToByteF(r * 255.0f);
-    wg[i] = RoundToByteF(g * 255.0f);
-    wb[i] = RoundToByteF(b * 255.0f);
-  }
-}
-
-void NegativeRun(const uint8_t* __restrict h, uint8_t* __restrict w, int64_t n) {
-  for (int64_t i = 0; i < n; ++i) w[i] = 255 - h[i];
-}
 
 // Gains 0..512, 255 leaving the frame unchanged.
 void FxColorAdjustment(EffectFrame& f, float red, float green, float blue) {
@@ -116,9 +67,9 @@ void FxPowerCurve(EffectFrame& f, float p) {
 
 void FxNegative(EffectFrame& f) {
   ForEachSampleRun(f.work.r, 3, [&](int64_t o, int64_t n) {
-    NegativeRun(f.host.r.data + o, f.work.r.data + o, n);
-    NegativeRun(f.host.g.data + o, f.work.g.data + o, n);
-    NegativeRun(f.host.b.data + o, f.work.b.data + o, n);
+    InvertRun(f.host.r.data + o, f.work.r.data + o, n);
+    InvertRun(f.host.g.data + o, f.work.g.data + o, n);
+    InvertRun(f.host.b.data + o, f.work.b.data + o, n);
   });
 }
 

@@ -14,10 +14,10 @@
 namespace tessfx {
 namespace {
 
-// Gaussian blur of working R, G, B in place, radius 2..64 (see GaussianSigmaForRadius).
+// Gaussian blur of working R, G, B in place, radius 2..64.
 void GaussianBlurPlanes(EffectFrame& f, int32_t radius) {
   const PlaneView planes[3] = {f.work.r, f.work.g, f.work.b};
-  GaussianBlur(planes, GaussianSigmaForRadius(radius));
+  GaussianBlur(planes, radius);
 }
 
 // Keeps, per sample, the lighter (or darker) of the blurred working sample and the

@@ -82,6 +82,11 @@ void FrameDispatcher::ProccessFrame(float p1, float p2, float p3, float p4, floa
   f.caption = hooks_.set_caption;
   if (effect->Uses(kSwapImage)) {
     s.FetchSwapPlanes();
+    if (s.swap_r.empty() || s.swap_g.empty() || s.swap_b.empty()) {
+      // Nothing to combine with: say so and leave the frame as it is, rather than use black.
+      if (hooks_.set_caption) hooks_.set_caption(kNoSwapImageCaption);
+      return;
+    }
     RequireFrameSize({&s.swap_r, &s.swap_g, &s.swap_b}, s.width, s.height, "swap image");
     f.swap = {s.swap_r.view(), s.swap_g.view(), s.swap_b.view()};
   }

@@ -48,6 +48,10 @@ class FrameDispatcher {
   Plane sequence_r_, sequence_g_, sequence_b_, sequence_a_;  // storage reused, contents read fresh
 };
 
+// The caption when an effect that takes the swap image meets none (the host hands over
+// empty swap planes): the frame is left as it is.
+inline constexpr const char* kNoSwapImageCaption = "No swap image loaded";
+
 // "Timeline editor  (frame N of  T total)": both numbers keep their sign blank.
 std::string FrameCaption(int32_t current_frame, int32_t total_frames);
 

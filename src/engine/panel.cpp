@@ -1,6 +1,11 @@
 #include "engine/panel.h"
 
 #include <algorithm>
+#include <cctype>
+#include <charconv>
+#include <cmath>
+
+#include "core/convert.h"
 
 namespace tessfx {
 
@@ -141,6 +146,32 @@ void ParameterPanel::HProp_Change(int n) {
   HPropModel& h = HProp[static_cast<size_t>(n - 1)];
   if (h.Visible()) Label[static_cast<size_t>(6 + n - 1)].caption = std::to_string(h.Value());
   if (!SuppressPreview && hooks.preview) hooks.preview();
+}
+
+std::optional<int16_t> ParseSliderText(std::string_view text, int16_t min, int16_t max) {
+  while (!text.empty() && std::isspace(static_cast<unsigned char>(text.front()))) text.remove_prefix(1);
+  while (!text.empty() && std::isspace(static_cast<unsigned char>(text.back()))) text.remove_suffix(1);
+  if (!text.empty() && text.front() == '+') text.remove_prefix(1);
+  if (text.empty()) return std::nullopt;
+  // Digits, one sign and a decimal point only: no exponent, hexadecimal, "inf" or "nan".
+  for (char c : text)
+    if (!std::isdigit(static_cast<unsigned char>(c)) && c != '-' && c != '.') return std::nullopt;
+  double v = 0;
+  // from_chars ignores the locale and takes only plain decimal numbers (no hex, inf or nan).
+  const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), v, std::chars_format::fixed);
+  if (end != text.data() + text.size()) return std::nullopt;
+  if (ec == std::errc::result_out_of_range) v = text.front() == '-' ? -HUGE_VAL : HUGE_VAL;
+  else if (ec != std::errc()) return std::nullopt;
+  return static_cast<int16_t>(std::clamp<double>(RoundHalfEvenD(v), min, max));
+}
+
+bool ParameterPanel::TypeValue(int n, std::string_view text) {
+  if (n < 1 || n > 6) return false;
+  HPropModel& h = HProp[static_cast<size_t>(n - 1)];
+  const std::optional<int16_t> v = ParseSliderText(text, h.Min(), h.Max());
+  if (!v) return false;
+  h.SetValue(*v);
+  return true;
 }
 
 void ParameterPanel::HProp_Scroll(int n) {

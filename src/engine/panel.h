@@ -7,7 +7,9 @@
 #include <array>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "engine/catalogue.h"
@@ -51,6 +53,11 @@ class HPropModel {
   bool dragging_ = false;
 };
 
+// A value typed for a slider of range min..max: a whole or decimal number (blanks around it
+// ignored, halves rounded to even), brought into the range; nullopt when the text is not a
+// number.
+std::optional<int16_t> ParseSliderText(std::string_view text, int16_t min, int16_t max);
+
 struct LabelModel {
   std::string caption;
   bool visible = true;
@@ -90,6 +97,9 @@ class ParameterPanel {
   void Setuptool();
   void HProp_Change(int n);  // n = 1..6
   void HProp_Scroll(int n);
+  // A value typed into slider n's value label: assigned like a slider move (one Change).
+  // False, with nothing changed, when the text is not a number.
+  bool TypeValue(int n, std::string_view text);
   void Label13_Click();
   // The reset button kv_button6: reconfigures the sliders to their defaults, keeping keys.
   void kv_button6_Click();

@@ -13,10 +13,12 @@ namespace tessfx {
 double GaussianSigmaForRadius(int32_t radius);
 
 // Gaussian blur of the frame (columns 0..width-1, rows 0..height-1) of each plane, in
-// place; the extra row and column are left as they are. Beyond the frame the image is
-// mirrored, so a flat frame stays exactly flat and the total of the samples is kept
-// within rounding. Cost per sample does not depend on sigma.
-void GaussianBlur(std::span<const PlaneView> planes, double sigma);
+// place, with the standard deviation GaussianSigmaForRadius(radius); the extra row and
+// column are left as they are. Beyond the frame the image is mirrored, so a flat frame
+// stays exactly flat. Every result is within one level of the exact Gaussian's. Up to
+// radius 32 the kernel is applied directly in fixed point; beyond, a recursive filter
+// approximates it at a cost that no longer grows with the radius.
+void GaussianBlur(std::span<const PlaneView> planes, int32_t radius);
 
 // Radial blur towards the centre (cx, cy): each pixel p of columns 0..last_x and rows
 // 0..last_y becomes the mean of `steps` samples taken evenly along the segment from p to

@@ -5,30 +5,68 @@
 #include "core/convert.h"
 #include "filters/parallel.h"
 
-namespace tessfx {
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "filters/channel.cpp"
+#include <hwy/foreach_target.h>  // IWYU pragma: keep
+#include <hwy/highway.h>
+
+#include "filters/simd-inl.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace tessfx::HWY_NAMESPACE {
 namespace {
 
-// Plain loops over runs of samples that vectorise; cloned for AVX2 where available. Each
-// sample's result is what a 256-entry table of the same formula would hold.
-[[gnu::target_clones("avx2", "default")]] void MultiplyRun(uint8_t* p, int64_t n, float factor) {
-  for (int64_t i = 0; i < n; ++i) p[i] = RoundToByteF(static_cast<float>(p[i]) * factor);
+// Each sample's result is what a 256-entry table of the same formula would hold.
+void MultiplyRun(uint8_t* p, int64_t n, float factor) {
+  const hn::ScalableTag<float> df;
+  const auto f = hn::Set(df, factor);
+  ForEachStep(hn::Lanes(df), n, {p}, {p}, [&](const uint8_t* const* in, uint8_t* const* out) HWY_ATTR {
+    StoreFloatAsBytes(df, hn::Mul(LoadBytesAsFloat(df, in[0]), f), out[0]);
+  });
 }
 
-// Adding up to 255 clamped, or taking away up to 255 clamped, stays in bytes: the sample
-// is first limited so that the sum cannot leave 0..255 (the same as ClampByte of the sum).
-[[gnu::target_clones("avx2", "default")]] void AddRun(uint8_t* p, int64_t n, uint8_t add) {
-  const uint8_t limit = 255 - add;
-  for (int64_t i = 0; i < n; ++i) p[i] = std::min(p[i], limit) + add;
+// Adding (or taking away) up to 255 with saturation is ClampByte of the sum.
+void AddRun(uint8_t* p, int64_t n, uint8_t add) {
+  const hn::ScalableTag<uint8_t> d;
+  const auto a = hn::Set(d, add);
+  ForEachStep(hn::Lanes(d), n, {p}, {p}, [&](const uint8_t* const* in, uint8_t* const* out) HWY_ATTR {
+    hn::StoreU(hn::SaturatedAdd(hn::LoadU(d, in[0]), a), d, out[0]);
+  });
 }
 
-[[gnu::target_clones("avx2", "default")]] void SubtractRun(uint8_t* p, int64_t n, uint8_t take) {
-  for (int64_t i = 0; i < n; ++i) p[i] = std::max(p[i], take) - take;
+void SubtractRun(uint8_t* p, int64_t n, uint8_t take) {
+  const hn::ScalableTag<uint8_t> d;
+  const auto t = hn::Set(d, take);
+  ForEachStep(hn::Lanes(d), n, {p}, {p}, [&](const uint8_t* const* in, uint8_t* const* out) HWY_ATTR {
+    hn::StoreU(hn::SaturatedSub(hn::LoadU(d, in[0]), t), d, out[0]);
+  });
+}
+
+// 255 - x is the complement of every bit.
+void InvertLanes(const uint8_t* src, uint8_t* dst, int64_t n) {
+  const hn::ScalableTag<uint8_t> d;
+  ForEachStep(hn::Lanes(d), n, {src}, {dst}, [&](const uint8_t* const* in, uint8_t* const* out) HWY_ATTR {
+    hn::StoreU(hn::Not(hn::LoadU(d, in[0])), d, out[0]);
+  });
 }
 
 }  // namespace
+}  // namespace tessfx::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace tessfx {
+namespace {
+HWY_EXPORT(MultiplyRun);
+HWY_EXPORT(AddRun);
+HWY_EXPORT(SubtractRun);
+HWY_EXPORT(InvertLanes);
+}  // namespace
+
+void InvertRun(const uint8_t* src, uint8_t* dst, int64_t n) { HWY_DYNAMIC_DISPATCH(InvertLanes)(src, dst, n); }
 
 void FastChannelMultiply(PlaneView plane, float factor) {
-  ForEachSampleRun(plane, 1, [&](int64_t o, int64_t n) { MultiplyRun(plane.data + o, n, factor); });
+  ForEachSampleRun(plane, 1, [&](int64_t o, int64_t n) { HWY_DYNAMIC_DISPATCH(MultiplyRun)(plane.data + o, n, factor); });
 }
 
 void FastChannelAdd(PlaneView plane, int32_t offset) {
@@ -36,9 +74,11 @@ void FastChannelAdd(PlaneView plane, int32_t offset) {
   const int32_t clamped = std::clamp(offset, -255, 255);
   const uint8_t amount = ClampByte(clamped < 0 ? -clamped : clamped);
   if (clamped >= 0)
-    ForEachSampleRun(plane, 1, [&](int64_t o, int64_t n) { AddRun(plane.data + o, n, amount); });
+    ForEachSampleRun(plane, 1, [&](int64_t o, int64_t n) { HWY_DYNAMIC_DISPATCH(AddRun)(plane.data + o, n, amount); });
   else
-    ForEachSampleRun(plane, 1, [&](int64_t o, int64_t n) { SubtractRun(plane.data + o, n, amount); });
+    ForEachSampleRun(plane, 1,
+                     [&](int64_t o, int64_t n) { HWY_DYNAMIC_DISPATCH(SubtractRun)(plane.data + o, n, amount); });
 }
 
 }  // namespace tessfx
+#endif  // HWY_ONCE

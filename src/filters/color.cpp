@@ -7,8 +7,11 @@
 #include "core/convert.h"
 #include "filters/blend.h"
 #include "filters/parallel.h"
-#include "filters/vec8.h"
 
+// This source is compiled once per instruction set (HWY_TARGET_INCLUDE): what lies outside
+// the per-target namespace is guarded to be defined once.
+#ifndef TESSFX_FILTERS_COLOR_ONCE
+#define TESSFX_FILTERS_COLOR_ONCE
 namespace tessfx {
 namespace {
 
@@ -19,60 +22,95 @@ struct HsvParams {
   float gain_r, gain_g, gain_b;
 };
 
-using vec8::F;
-using vec8::Splat;
+}  // namespace
+}  // namespace tessfx
+#endif
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "filters/color.cpp"
+#include <hwy/foreach_target.h>  // IWYU pragma: keep
+#include <hwy/highway.h>
+
+#include "filters/simd-inl.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace tessfx::HWY_NAMESPACE {
+namespace {
+
+using DF = hn::ScalableTag<float>;
+using VF = hn::Vec<DF>;
 
 // One channel of the hexcone back-conversion: the channel with phase n sits at full value
 // for two sextants, at value - chroma for two, and ramps between them.
-[[gnu::always_inline]] inline F HexconeChannel(float n, const F& hue, const F& value, const F& chroma) {
-  F k = Splat(n) + hue;  // 1 <= k < 12: one wrap brings it into 0..6
-  k = vec8::Select(k >= Splat(6.0f), k - Splat(6.0f), k);
-  const F t = vec8::Min(vec8::Max(vec8::Min(k, Splat(4.0f) - k), Splat(0.0f)), Splat(1.0f));
-  return value - chroma * t;
+HWY_INLINE VF HexconeChannel(DF df, float n, VF hue, VF value, VF chroma) {
+  VF k = hn::Add(hn::Set(df, n), hue);  // 1 <= k < 12: one wrap brings it into 0..6
+  k = hn::IfThenElse(hn::Ge(k, hn::Set(df, 6.0f)), hn::Sub(k, hn::Set(df, 6.0f)), k);
+  const VF t = hn::Min(hn::Max(hn::Min(k, hn::Sub(hn::Set(df, 4.0f), k)), hn::Zero(df)), hn::Set(df, 1.0f));
+  return hn::Sub(value, hn::Mul(chroma, t));
 }
 
-// Eight pixels: to hue (in sextants), saturation and value, adjusted, and back.
-[[gnu::always_inline]] inline void HsvLanes(const HsvParams& p, uint8_t* r, uint8_t* g, uint8_t* b) {
-  const F R = vec8::Load(r), G = vec8::Load(g), B = vec8::Load(b);
-  const F mx = vec8::Max(R, vec8::Max(G, B));
-  const F mn = vec8::Min(R, vec8::Min(G, B));
-  const F chroma = mx - mn;
-  // Samples are whole numbers, so chroma and maximum are 0 or at least 1; the smallest
-  // normal float added keeps grey and black from dividing by zero and changes nothing else.
-  const F tiny = Splat(0x1p-126f);
-  const F inv_c = Splat(1.0f) / (chroma + tiny);
-  const F sat = chroma / (mx + tiny);
-  const auto is_r = mx == R, is_g = mx == G;
-  const F num = vec8::Select(is_r, G - B, vec8::Select(is_g, B - R, R - G));
-  const F base = vec8::Select(is_r, Splat(0.0f), vec8::Select(is_g, Splat(2.0f), Splat(4.0f)));
-  F h = num * inv_c + base + Splat(p.hue_shift);
-  h = vec8::Select(h < Splat(0.0f), h + Splat(6.0f), h);  // -1 <= h < 11 before these
-  h = vec8::Select(h >= Splat(6.0f), h - Splat(6.0f), h);
-  const F v2 = vec8::Min(mx * Splat(p.value), Splat(255.0f));
-  const F s2 = vec8::Min(sat * Splat(p.saturation), Splat(1.0f));
-  const F c2 = v2 * s2;
-  vec8::StoreByte(r, HexconeChannel(5.0f, h, v2, c2) * Splat(p.gain_r));
-  vec8::StoreByte(g, HexconeChannel(3.0f, h, v2, c2) * Splat(p.gain_g));
-  vec8::StoreByte(b, HexconeChannel(1.0f, h, v2, c2) * Splat(p.gain_b));
+// Pixels to hue (in sextants), saturation and value, adjusted, and back.
+void HsvRun(const HsvParams& p, uint8_t* r, uint8_t* g, uint8_t* b, int64_t n) {
+  const DF df;
+  ForEachStep(hn::Lanes(df), n, {r, g, b}, {r, g, b}, [&](const uint8_t* const* in, uint8_t* const* out) HWY_ATTR {
+    const VF R = LoadBytesAsFloat(df, in[0]), G = LoadBytesAsFloat(df, in[1]), B = LoadBytesAsFloat(df, in[2]);
+    const VF mx = hn::Max(R, hn::Max(G, B));
+    const VF mn = hn::Min(R, hn::Min(G, B));
+    const VF chroma = hn::Sub(mx, mn);
+    // Samples are whole numbers, so chroma and maximum are 0 or at least 1; the smallest
+    // normal float added keeps grey and black from dividing by zero and changes nothing else.
+    const VF tiny = hn::Set(df, 0x1p-126f);
+    const VF inv_c = hn::Div(hn::Set(df, 1.0f), hn::Add(chroma, tiny));
+    const VF sat = hn::Div(chroma, hn::Add(mx, tiny));
+    const auto is_r = hn::Eq(mx, R), is_g = hn::Eq(mx, G);
+    const VF num = hn::IfThenElse(is_r, hn::Sub(G, B), hn::IfThenElse(is_g, hn::Sub(B, R), hn::Sub(R, G)));
+    const VF base = hn::IfThenElse(is_r, hn::Zero(df), hn::IfThenElse(is_g, hn::Set(df, 2.0f), hn::Set(df, 4.0f)));
+    VF h = hn::Add(hn::Add(hn::Mul(num, inv_c), base), hn::Set(df, p.hue_shift));
+    h = hn::IfThenElse(hn::Lt(h, hn::Zero(df)), hn::Add(h, hn::Set(df, 6.0f)), h);  // -1 <= h < 11 before these
+    h = hn::IfThenElse(hn::Ge(h, hn::Set(df, 6.0f)), hn::Sub(h, hn::Set(df, 6.0f)), h);
+    const VF v2 = hn::Min(hn::Mul(mx, hn::Set(df, p.value)), hn::Set(df, 255.0f));
+    const VF s2 = hn::Min(hn::Mul(sat, hn::Set(df, p.saturation)), hn::Set(df, 1.0f));
+    const VF c2 = hn::Mul(v2, s2);
+    StoreFloatAsBytes(df, hn::Mul(HexconeChannel(df, 5.0f, h, v2, c2), hn::Set(df, p.gain_r)), out[0]);
+    StoreFloatAsBytes(df, hn::Mul(HexconeChannel(df, 3.0f, h, v2, c2), hn::Set(df, p.gain_g)), out[1]);
+    StoreFloatAsBytes(df, hn::Mul(HexconeChannel(df, 1.0f, h, v2, c2), hn::Set(df, p.gain_b)), out[2]);
+  });
 }
 
-[[gnu::target_clones("avx2", "default")]] void HsvRun(const HsvParams& p, uint8_t* r, uint8_t* g, uint8_t* b,
-                                                      int64_t n) {
-  int64_t i = 0;
-  for (; i + 8 <= n; i += 8) HsvLanes(p, r + i, g + i, b + i);
-  if (i < n) {
-    // The last few pixels go through the same lanes, so they round the same way.
-    uint8_t tr[8] = {}, tg[8] = {}, tb[8] = {};
-    const size_t rest = static_cast<size_t>(n - i);
-    std::memcpy(tr, r + i, rest);
-    std::memcpy(tg, g + i, rest);
-    std::memcpy(tb, b + i, rest);
-    HsvLanes(p, tr, tg, tb);
-    std::memcpy(r + i, tr, rest);
-    std::memcpy(g + i, tg, rest);
-    std::memcpy(b + i, tb, rest);
-  }
+// p[i] = table[p[i]]: sixteen 16-entry byte shuffles, one per high nibble, each kept where
+// the sample's high nibble selects it. The one-lane build has no 16-byte shuffle and looks
+// the samples up one by one.
+void ToneLanes(uint8_t* p, int64_t n, const uint8_t* table) {
+#if HWY_TARGET == HWY_SCALAR
+  for (int64_t i = 0; i < n; ++i) p[i] = table[p[i]];
+#else
+  const hn::ScalableTag<uint8_t> d;
+  HWY_ALIGN uint8_t aligned[256];
+  std::memcpy(aligned, table, sizeof aligned);
+  hn::Vec<decltype(d)> part[16];
+  for (int k = 0; k < 16; ++k) part[k] = hn::LoadDup128(d, aligned + 16 * k);
+  ForEachStep(hn::Lanes(d), n, {p}, {p}, [&](const uint8_t* const* in, uint8_t* const* out) HWY_ATTR {
+    const auto sample = hn::LoadU(d, in[0]);
+    const auto low = hn::And(sample, hn::Set(d, 15));
+    const auto high = hn::ShiftRight<4>(sample);
+    auto v = hn::TableLookupBytes(part[0], low);
+    for (int k = 1; k < 16; ++k)
+      v = hn::IfThenElse(hn::Eq(high, hn::Set(d, static_cast<uint8_t>(k))), hn::TableLookupBytes(part[k], low), v);
+    hn::StoreU(v, d, out[0]);
+  });
+#endif
 }
+
+}  // namespace
+}  // namespace tessfx::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace tessfx {
+namespace {
+
+HWY_EXPORT(HsvRun);
+HWY_EXPORT(ToneLanes);
 
 inline constexpr int64_t kChunk = 1 << 14;
 
@@ -91,14 +129,14 @@ void FastHSVandRGB(RgbView planes, float hue, float saturation, float value, flo
   ForEachRowBand(0, chunks, kChunk, [&](int32_t c0, int32_t c1) {
     const int64_t i0 = int64_t{c0} * kChunk;
     const int64_t i1 = std::min(n, int64_t{c1} * kChunk);
-    HsvRun(p, r + i0, g + i0, b + i0, i1 - i0);
+    HWY_DYNAMIC_DISPATCH(HsvRun)(p, r + i0, g + i0, b + i0, i1 - i0);
   });
 }
 
 void SetValue(RgbView work, const ToneTable& table) {
+  const auto run = HWY_DYNAMIC_DISPATCH(ToneLanes);
   ForEachSampleRun(work.r, 3, [&](int64_t o, int64_t n) {
-    for (uint8_t* p : {work.r.data + o, work.g.data + o, work.b.data + o})
-      for (int64_t i = 0; i < n; ++i) p[i] = table[p[i]];
+    for (uint8_t* p : {work.r.data + o, work.g.data + o, work.b.data + o}) run(p, n, table.data());
   });
 }
 
@@ -128,3 +166,4 @@ void SetValueAlpha(RgbView work_planes, ConstRgbView host_planes, ConstPlaneView
 }
 
 }  // namespace tessfx
+#endif  // HWY_ONCE

@@ -9,8 +9,104 @@
 #include "filters/point.h"
 #include "filters/window3.h"
 
+// This source is compiled once per instruction set (HWY_TARGET_INCLUDE).
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "filters/convolve.cpp"
+#include <hwy/foreach_target.h>  // IWYU pragma: keep
+#include <hwy/highway.h>
+
+#include "filters/simd-inl.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace tessfx::HWY_NAMESPACE {
+namespace {
+
+using D16 = hn::ScalableTag<int16_t>;
+using V16 = hn::Vec<D16>;
+
+// floor(t / (2 d)) for 0 <= t < 32776 and d = 3 or 9, by a multiply-high: the products'
+// error stays below the smallest distance of a quotient from the next whole number.
+template <int32_t kDivisor>
+HWY_INLINE V16 RoundedQuotient(D16 d, V16 sum) {
+  const hn::RebindToUnsigned<D16> du;
+  const auto twice = hn::BitCast(du, hn::Add(hn::Add(sum, sum), hn::Set(d, kDivisor)));
+  if constexpr (kDivisor == 3)
+    return hn::BitCast(d, hn::ShiftRight<2>(hn::MulHigh(twice, hn::Set(du, 43691))));
+  else
+    return hn::BitCast(d, hn::ShiftRight<4>(hn::MulHigh(twice, hn::Set(du, 58255))));
+}
+
+// The whole-number rows of ConvolveRowWhole over the first whole vectors of the row;
+// returns how many samples it did (the caller finishes the row the scalar way, which gives
+// the same bytes: the sums are exact).
+template <bool kComposite, int32_t kDivisor>
+int64_t WholeLanes(const uint8_t* a, const uint8_t* m, const uint8_t* b, const int16_t* k, float divisor,
+                   int32_t offset, int32_t width, uint8_t* out, const uint8_t* host, const uint8_t* alpha) {
+  (void)divisor;
+  const D16 d;
+  const hn::RebindToUnsigned<D16> du;
+  const int64_t n = static_cast<int64_t>(hn::Lanes(d));
+  V16 weight[9];
+  for (int i = 0; i < 9; ++i) weight[i] = hn::Set(d, k[i]);
+  const auto offset_v = hn::Set(d, static_cast<int16_t>(offset));
+  const uint8_t* rows[3] = {a, m, b};
+  int64_t x = 0;
+  if constexpr (kDivisor == 0) return 0;  // other divisors: the float division, sample by sample
+  for (; x + n <= width; x += n) {
+    V16 acc = hn::Zero(d);
+    for (int r = 0; r < 3; ++r)
+      for (int c = 0; c < 3; ++c)
+        if (k[r * 3 + c] != 0) acc = hn::Add(acc, hn::Mul(weight[r * 3 + c], LoadBytesAs16(d, rows[r] + x + c)));
+    V16 v;
+    if constexpr (kDivisor == 1) {
+      v = hn::Add(acc, offset_v);
+    } else if constexpr (kDivisor == 2) {
+      v = hn::Add(hn::ShiftRight<1>(hn::Add(acc, hn::And(hn::ShiftRight<1>(acc), hn::Set(d, 1)))), offset_v);
+    } else {
+      v = hn::Add(RoundedQuotient<kDivisor>(d, acc), offset_v);
+    }
+    v = hn::Min(hn::Max(v, hn::Zero(d)), hn::Set(d, 255));
+    if constexpr (kComposite) {
+      const auto av = LoadBytesAs16(du, alpha + x), hv = LoadBytesAs16(du, host + x);
+      const auto sum = hn::Add(hn::Add(hn::Mul(hv, hn::Sub(hn::Set(du, 255), av)), hn::Mul(hn::BitCast(du, v), av)),
+                               hn::Set(du, 127));
+      v = hn::BitCast(d, Div255(du, sum));
+    }
+    Store16AsBytes(d, v, out + x);
+  }
+  return x;
+}
+
+int64_t WholeRowLanes(const uint8_t* a, const uint8_t* m, const uint8_t* b, const int16_t* k, int32_t whole_divisor,
+                      float divisor, int32_t offset, int32_t width, uint8_t* out, const uint8_t* host,
+                      const uint8_t* alpha) {
+  auto run = [&]<bool kComposite>() HWY_ATTR {
+    switch (whole_divisor) {
+      case 1:
+        return WholeLanes<kComposite, 1>(a, m, b, k, divisor, offset, width, out, host, alpha);
+      case 2:
+        return WholeLanes<kComposite, 2>(a, m, b, k, divisor, offset, width, out, host, alpha);
+      case 3:
+        return WholeLanes<kComposite, 3>(a, m, b, k, divisor, offset, width, out, host, alpha);
+      case 9:
+        return WholeLanes<kComposite, 9>(a, m, b, k, divisor, offset, width, out, host, alpha);
+      default:
+        return WholeLanes<kComposite, 0>(a, m, b, k, divisor, offset, width, out, host, alpha);
+    }
+  };
+  return host ? run.template operator()<true>() : run.template operator()<false>();
+}
+
+}  // namespace
+}  // namespace tessfx::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
 namespace tessfx {
 namespace {
+
+HWY_EXPORT(WholeRowLanes);
 
 // One output row of one channel from the three padded source rows.
 template <bool kComposite>
@@ -109,11 +205,17 @@ int32_t ConvolveAlpha(RgbView work_planes, ConstRgbView host_planes, ConstPlaneV
   const std::optional<WholeKernel> whole = AsWholeKernel(kernel, divisor);
   const int32_t offset_whole = (mode & kConvolveOffset) ? 128 : 0;
   // One instantiation per integer divisor and composite choice.
+  const auto lanes = HWY_DYNAMIC_DISPATCH(WholeRowLanes);
   auto whole_row = [&]<bool kComposite>(const uint8_t* const(&rows)[3], uint8_t* out, const uint8_t* h,
                                         const uint8_t* al) {
+    // Whole vectors first, then the rest of the row sample by sample.
+    const int64_t done = lanes(rows[0], rows[1], rows[2], whole->weights.data(), whole->divisor, divisor, offset_whole,
+                               width, out, h, al);
+    const int32_t rest = width - static_cast<int32_t>(done);
     auto run = [&]<int32_t kDivisor>() {
-      ConvolveRowWhole<kComposite, kDivisor>(rows[0], rows[1], rows[2], whole->weights, divisor, offset_whole, width,
-                                             out, h, al);
+      ConvolveRowWhole<kComposite, kDivisor>(rows[0] + done, rows[1] + done, rows[2] + done, whole->weights, divisor,
+                                             offset_whole, rest, out + done, h ? h + done : nullptr,
+                                             al ? al + done : nullptr);
     };
     switch (whole->divisor) {
       case 1:
@@ -167,3 +269,4 @@ int32_t ConvolveAlpha(RgbView work_planes, ConstRgbView host_planes, ConstPlaneV
 }
 
 }  // namespace tessfx
+#endif  // HWY_ONCE

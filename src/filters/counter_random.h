@@ -18,7 +18,19 @@ constexpr uint32_t MixBits32(uint32_t x) {
 }
 
 // Streams keep the effects' noise independent of each other.
-enum class RandomStream : uint32_t { ValueNoise = 0x56a1u, ColorNoise = 0xc01bu, Jitter = 0x717eu };
+enum class RandomStream : uint32_t {
+  ValueNoise = 0x56a1u,
+  ColorNoise = 0xc01bu,
+  Jitter = 0x717eu,
+  Dither8Random = 0xd8a7u,
+  Dither1Random = 0xd1a7u,
+  FilmGrain = 0x9a17u,
+  PerlinNoise = 0x9e71u,
+  Snowfall = 0x5f10u,
+  OldFilm = 0x0f17u,
+  WaveDistort = 0x3a7eu,  // where the ripples start
+  WetPaint = 0x3e77u,     // how far each streak runs
+};
 
 // The key of one row of one frame; per-sample values come from SampleBits.
 constexpr uint32_t RowKey(RandomStream stream, int32_t frame, int32_t row) {

@@ -6,12 +6,58 @@
 
 #include "filters/parallel.h"
 
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "filters/cross_rank.cpp"
+#include <hwy/foreach_target.h>  // IWYU pragma: keep
+#include <hwy/highway.h>
+
+HWY_BEFORE_NAMESPACE();
+namespace tessfx::HWY_NAMESPACE {
+namespace {
+namespace hn = hwy::HWY_NAMESPACE;
+
+// Columns 1.. of one row in whole vectors; returns the first column not done. A maximum or
+// minimum of the same five samples is the same byte in any order, so the caller's scalar
+// tail agrees.
+template <bool kMax>
+int32_t PassLanes(const uint8_t* up, const uint8_t* mid, const uint8_t* down, uint8_t* out, int32_t width) {
+  const hn::ScalableTag<uint8_t> d;
+  const int32_t n = static_cast<int32_t>(hn::Lanes(d));
+  auto pick = [](auto a, auto b) HWY_ATTR { return kMax ? hn::Max(a, b) : hn::Min(a, b); };
+  int32_t x = 1;
+  for (; x + n <= width; x += n) {
+    const auto v = pick(pick(pick(hn::LoadU(d, mid + x), hn::LoadU(d, mid + x - 1)),
+                             pick(hn::LoadU(d, up + x), hn::LoadU(d, mid + x + 1))),
+                        hn::LoadU(d, down + x));
+    hn::StoreU(v, d, out + x);
+  }
+  return x;
+}
+
+int32_t MaxLanes(const uint8_t* up, const uint8_t* mid, const uint8_t* down, uint8_t* out, int32_t width) {
+  return PassLanes<true>(up, mid, down, out, width);
+}
+int32_t MinLanes(const uint8_t* up, const uint8_t* mid, const uint8_t* down, uint8_t* out, int32_t width) {
+  return PassLanes<false>(up, mid, down, out, width);
+}
+
+}  // namespace
+}  // namespace tessfx::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
 namespace tessfx {
 namespace {
 
+HWY_EXPORT(MaxLanes);
+HWY_EXPORT(MinLanes);
+
 template <typename Pick>
 void PassRow(const uint8_t* up, const uint8_t* mid, const uint8_t* down, uint8_t* out, int32_t width, Pick pick) {
-  for (int32_t x = 1; x < width; ++x) out[x] = pick(pick(pick(mid[x], mid[x - 1]), pick(up[x], mid[x + 1])), down[x]);
+  const int32_t done = Pick::kMax ? HWY_DYNAMIC_DISPATCH(MaxLanes)(up, mid, down, out, width)
+                                  : HWY_DYNAMIC_DISPATCH(MinLanes)(up, mid, down, out, width);
+  for (int32_t x = done; x < width; ++x)
+    out[x] = pick(pick(pick(mid[x], mid[x - 1]), pick(up[x], mid[x + 1])), down[x]);
 }
 
 template <typename Pick>
@@ -29,9 +75,11 @@ void Pass(const uint8_t* const (&src)[3], uint8_t* const (&dst)[3], int32_t widt
 
 // Function objects rather than functions, so that the pick is inlined into the row loops.
 struct Max {
+  static constexpr bool kMax = true;
   uint8_t operator()(uint8_t a, uint8_t b) const { return std::max(a, b); }
 };
 struct Min {
+  static constexpr bool kMax = false;
   uint8_t operator()(uint8_t a, uint8_t b) const { return std::min(a, b); }
 };
 
@@ -95,3 +143,4 @@ void CrossRankTwoPasses(RgbView work_planes, ConstRgbView host_planes, RankOp fi
 }
 
 }  // namespace tessfx
+#endif  // HWY_ONCE

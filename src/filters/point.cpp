@@ -6,8 +6,46 @@
 #include "core/convert.h"
 #include "filters/parallel.h"
 
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "filters/point.cpp"
+#include <hwy/foreach_target.h>  // IWYU pragma: keep
+#include <hwy/highway.h>
+
+#include "filters/simd-inl.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace tessfx::HWY_NAMESPACE {
+namespace {
+
+// All three channels 255 where the pixel's Luma reaches `level` (0..256), else 0. The Luma
+// sum is at most 256 x 255 + 128, within 16 bits.
+void LumaThresholdRow(const uint8_t* r, const uint8_t* g, const uint8_t* b, uint8_t* wr, uint8_t* wg, uint8_t* wb,
+                      int64_t n, int32_t level) {
+  const hn::ScalableTag<uint16_t> d;
+  const hn::RebindToSigned<decltype(d)> di;
+  const auto below = hn::Set(di, static_cast<int16_t>(level - 1));
+  const auto kr = hn::Set(d, 77), kg = hn::Set(d, 150), kb = hn::Set(d, 29), half = hn::Set(d, 128);
+  const auto white = hn::Set(d, 255);
+  ForEachStep(hn::Lanes(d), n, {r, g, b}, {wr, wg, wb}, [&](const uint8_t* const* in, uint8_t* const* out) HWY_ATTR {
+    auto sum = hn::Add(hn::Mul(LoadBytesAs16(d, in[0]), kr), hn::Mul(LoadBytesAs16(d, in[1]), kg));
+    sum = hn::Add(hn::Add(sum, hn::Mul(LoadBytesAs16(d, in[2]), kb)), half);
+    const auto grey = hn::BitCast(di, hn::ShiftRight<8>(sum));
+    const auto v = hn::IfThenElseZero(hn::RebindMask(d, hn::Gt(grey, below)), white);
+    Store16AsBytes(d, v, out[0]);
+    Store16AsBytes(d, v, out[1]);
+    Store16AsBytes(d, v, out[2]);
+  });
+}
+
+}  // namespace
+}  // namespace tessfx::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
 namespace tessfx {
 namespace {
+
+HWY_EXPORT(LumaThresholdRow);
 
 using Table = std::array<uint8_t, 256>;
 
@@ -76,9 +114,10 @@ void FastThreshold(RgbView work, ConstRgbView host, int32_t level, int32_t per_c
                      MapRow(g, wg, width, t);
                      MapRow(b, wb, width, t);
                    } else {
-                     MapLumaRow(r, g, b, wr, wg, wb, width, t, t, t);
+                     HWY_DYNAMIC_DISPATCH(LumaThresholdRow)(r, g, b, wr, wg, wb, width, std::clamp(level, 0, 256));
                    }
                  });
 }
 
 }  // namespace tessfx
+#endif  // HWY_ONCE

@@ -26,8 +26,13 @@ void ImageState::FetchSwapPlanes() {
   swap_r = host.tes_GetSwapRBuffer();
   swap_g = host.tes_GetSwapGBuffer();
   swap_b = host.tes_GetSwapBBuffer();
-  if (external_swap.active())
-    external_swap.LoadAnimationFrame(host.tes_Getcurrentframe(), width, height, swap_r, swap_g, swap_b);
+  if (!external_swap.active()) return;
+  const int32_t frame = host.tes_Getcurrentframe();
+  // A frame of the animation file is a swap image even when the host has none: it is
+  // drawn into black planes then, as it is drawn over the host's otherwise.
+  if ((swap_r.empty() || swap_g.empty() || swap_b.empty()) && frame >= 0 && frame < external_swap.header().frames)
+    for (Plane* p : {&swap_r, &swap_g, &swap_b}) *p = Plane(width, height);
+  external_swap.LoadAnimationFrame(frame, width, height, swap_r, swap_g, swap_b);
 }
 
 std::unique_ptr<SharedState> SharedState::Startup(const HostRegistry& registry, const std::string& prog_id) {

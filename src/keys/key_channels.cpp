@@ -24,15 +24,87 @@ float KeyChannels::SliderRatio(int channel) const {
 void KeyChannels::kv_button1_Click() {
   if (host_.tes_GetTotalFrames() < 1) return;
   const int32_t f = host_.tes_Getcurrentframe();
+  const int32_t existing = KeyIndexAt(f);
+  const KeyEase ease = existing >= 0 ? key_list_[static_cast<size_t>(existing)].Ease : KeyEase::Fill;
+  if (last_key_ == 0 && existing == 0) {
+    // The only key, set again: DeleteKey would leave its marked record as a second key.
+    KeyFrame& k = key_list_[0];
+    for (int c = 0; c < kChannels; ++c) k.Value[static_cast<size_t>(c)] = SliderRatio(c);
+    KeysChanged();
+    return;
+  }
   DeleteKey(f);  // a key already at f is replaced, not doubled
   ++last_key_;
   key_list_.resize(static_cast<size_t>(last_key_) + 1);  // keeps contents, reserved words included
   KeyFrame& k = key_list_[static_cast<size_t>(last_key_)];
   k.Frame = f;
   for (int c = 0; c < kChannels; ++c) k.Value[static_cast<size_t>(c)] = SliderRatio(c);
+  k.Ease = ease;
+  KeysChanged();
+}
+
+void KeyChannels::KeysChanged() {
   SortList();
   FillArray();
   DrawTimeline();
+}
+
+int32_t KeyChannels::KeyIndexAt(int32_t frame) const {
+  for (int32_t i = 0; i <= last_key_; ++i)
+    if (key_list_[static_cast<size_t>(i)].Frame == frame) return i;
+  return -1;
+}
+
+std::optional<int32_t> KeyChannels::PreviousKeyFrame(int32_t frame) const {
+  std::optional<int32_t> found;
+  for (int32_t i = 0; i <= last_key_; ++i)
+    if (const int32_t k = key_list_[static_cast<size_t>(i)].Frame; k < frame && (!found || k > *found)) found = k;
+  return found;
+}
+
+std::optional<int32_t> KeyChannels::NextKeyFrame(int32_t frame) const {
+  std::optional<int32_t> found;
+  for (int32_t i = 0; i <= last_key_; ++i)
+    if (const int32_t k = key_list_[static_cast<size_t>(i)].Frame; k > frame && (!found || k < *found)) found = k;
+  return found;
+}
+
+bool KeyChannels::RemoveKey(int32_t frame) {
+  const int32_t i = KeyIndexAt(frame);
+  if (i < 0) return false;
+  if (last_key_ == 0) {
+    kv_button5_Click();
+    return true;
+  }
+  key_list_.erase(key_list_.begin() + i);
+  --last_key_;
+  KeysChanged();
+  return true;
+}
+
+bool KeyChannels::MoveKey(int32_t from, int32_t to) {
+  const int32_t i = KeyIndexAt(from);
+  if (i < 0 || to < 0 || to >= host_.tes_GetTotalFrames()) return false;
+  if (from == to) return true;
+  KeyFrame moved = key_list_[static_cast<size_t>(i)];
+  moved.Frame = to;
+  key_list_.erase(key_list_.begin() + i);
+  if (const int32_t j = KeyIndexAt(to); j >= 0) {
+    key_list_[static_cast<size_t>(j)] = moved;  // the moved key replaces the one there
+    --last_key_;
+  } else {
+    key_list_.push_back(moved);
+  }
+  KeysChanged();
+  return true;
+}
+
+bool KeyChannels::SetEase(int32_t frame, KeyEase ease) {
+  const int32_t i = KeyIndexAt(frame);
+  if (i < 0) return false;
+  key_list_[static_cast<size_t>(i)].Ease = ease;
+  KeysChanged();
+  return true;
 }
 
 void KeyChannels::kv_button5_Click() {
@@ -142,6 +214,7 @@ void KeyChannels::FillArray() {
       if (!reached_b) frame_values_.Set(c, b.Frame, static_cast<float>(vb));
     }
   }
+  ApplyEases();
   LeadInOut(total);
 }
 
@@ -151,6 +224,7 @@ void KeyChannels::SplineFillArray() {
   frame_values_.Redim(total + 1);
   if (last_key_ >= 1) {
     for (int32_t c = 0; c < kChannels; ++c) SplineChannel(c);
+    ApplyEases();
     LeadInOut(total);
   } else {
     FillFromSliders(total);
@@ -190,6 +264,59 @@ void KeyChannels::SplineChannel(int32_t channel) {
       if (!(t + step > t)) break;
     }
   }
+}
+
+namespace {
+
+bool EasesOut(KeyEase e) { return e == KeyEase::Linear || e == KeyEase::Hold || e == KeyEase::EaseOut || e == KeyEase::EaseInOut; }
+bool EasesIn(KeyEase e) { return e == KeyEase::Linear || e == KeyEase::EaseIn || e == KeyEase::EaseInOut; }
+
+}  // namespace
+
+void KeyChannels::ApplyEases() {
+  for (int32_t i = 0; i < last_key_; ++i) {
+    const KeyFrame& a = key_list_[static_cast<size_t>(i)];
+    const KeyFrame& b = key_list_[static_cast<size_t>(i) + 1];
+    if (!EasesOut(a.Ease) && !EasesIn(b.Ease)) continue;  // the fill's own segment
+    const bool hold = a.Ease == KeyEase::Hold;
+    // Hermite between the two values: a side that eases starts or ends with slope 0, any
+    // other side with the straight line's slope. Neither overshoots the two values.
+    const bool flat_start = a.Ease == KeyEase::EaseOut || a.Ease == KeyEase::EaseInOut;
+    const bool flat_end = b.Ease == KeyEase::EaseIn || b.Ease == KeyEase::EaseInOut;
+    const double span = static_cast<double>(b.Frame) - static_cast<double>(a.Frame);
+    const int32_t first = std::max(a.Frame, int32_t{0}), last = std::min(b.Frame, frame_values_.Upper());
+    for (int32_t f = first; f <= last; ++f) {
+      const double t = (f - a.Frame) / span;
+      const double t2 = t * t, t3 = t2 * t;
+      // Share of the way from a to b: h01 + h11 * end_slope + h10 * start_slope, slopes in
+      // units of the difference.
+      const double share = hold ? (f == b.Frame ? 1.0 : 0.0)
+                                : (-2 * t3 + 3 * t2) + (flat_start ? 0.0 : t3 - 2 * t2 + t) +
+                                      (flat_end ? 0.0 : t3 - t2);
+      for (int c = 0; c < kChannels; ++c) {
+        const double va = a.Value[static_cast<size_t>(c)], vb = b.Value[static_cast<size_t>(c)];
+        frame_values_.Set(c, f, static_cast<float>(va + (vb - va) * share));
+      }
+    }
+  }
+}
+
+std::string_view KeyEaseName(KeyEase ease) {
+  switch (ease) {
+    case KeyEase::Fill: return "fill";
+    case KeyEase::Linear: return "linear";
+    case KeyEase::Hold: return "hold";
+    case KeyEase::EaseIn: return "ease in";
+    case KeyEase::EaseOut: return "ease out";
+    case KeyEase::EaseInOut: return "ease in and out";
+  }
+  return "fill";
+}
+
+std::optional<KeyEase> KeyEaseFromName(std::string_view name) {
+  for (KeyEase e : {KeyEase::Fill, KeyEase::Linear, KeyEase::Hold, KeyEase::EaseIn, KeyEase::EaseOut, KeyEase::EaseInOut})
+    if (KeyEaseName(e) == name) return e;
+  return std::nullopt;
 }
 
 float KeyChannels::ChannelValue(int channel, int32_t frame) const {

@@ -11,6 +11,8 @@
 #include <array>
 #include <cstdint>
 #include <functional>
+#include <optional>
+#include <string_view>
 #include <vector>
 
 #include "engine/panel.h"
@@ -23,12 +25,30 @@ inline constexpr int kChannels = 6;
 // DeleteKey marks the key to remove with this frame so that the sort moves it last.
 inline constexpr int32_t kDeletedKeyFrame = 10000;
 
+// How the curve meets a key, chosen per key by the user. Fill (the default) leaves both
+// neighbouring segments to the fill (linear or spline), so keys without a preset give
+// exactly the fill's values. The others shape the segments on the sides they name:
+//   Linear     straight on both sides;
+//   Hold       the key's values hold until the next key (its outgoing segment is a step);
+//   EaseIn     the curve slows to a stop as it arrives at the key;
+//   EaseOut    the curve starts from a stop as it leaves the key;
+//   EaseInOut  both.
+// A segment shaped by one key's preset is straight on the other key's side unless that key
+// eases too; a segment where both sides ease is a smooth step.
+enum class KeyEase : uint8_t { Fill, Linear, Hold, EaseIn, EaseOut, EaseInOut };
+
+// The preset's name as projects store it and menus show it ("ease in and out"), and back;
+// nullopt for a name that is none of them.
+std::string_view KeyEaseName(KeyEase ease);
+std::optional<KeyEase> KeyEaseFromName(std::string_view name);
+
 struct KeyFrame {
   int32_t Frame = 0;
   // Two words that no operation sets or reads; the sort carries them along.
   int32_t Reserved1 = 0;
   int32_t Reserved2 = 0;
   std::array<float, kChannels> Value{};  // Value[c] belongs to slider HProp(c+1)
+  KeyEase Ease = KeyEase::Fill;           // the sort carries it along with the key
 };
 
 // FrameValues: single-precision values indexed [channel 0..5][frame 0..Upper()]. Every fill
@@ -61,7 +81,9 @@ class KeyChannels {
   int32_t KeyCount() const { return last_key_ + 1; }
 
   // Set key (kv_button1): the six sliders' Value / Max at the host's current frame,
-  // replacing a key already there.
+  // replacing a key already there. The only key, set again on its own frame, is updated in
+  // place (the delete-and-append of other keys would leave its marked record behind as a
+  // second key); a replaced key keeps its ease.
   void kv_button1_Click();
   // Clear keys (kv_button5).
   void kv_button5_Click();
@@ -77,6 +99,21 @@ class KeyChannels {
 
   void SortList();
   void DeleteKey(int32_t frame);
+
+  // ---- editing keys by hand (the key lane of the timeline) ----
+  // Index of the key at `frame`, or -1.
+  int32_t KeyIndexAt(int32_t frame) const;
+  // The nearest key frame before / after `frame`, or nullopt.
+  std::optional<int32_t> PreviousKeyFrame(int32_t frame) const;
+  std::optional<int32_t> NextKeyFrame(int32_t frame) const;
+  // Removes the key at `frame`. Unlike DeleteKey, removing the only key leaves no key at
+  // all. False when no key stands there.
+  bool RemoveKey(int32_t frame);
+  // Moves the key at `from` to `to` (0..frames-1), replacing a key standing there. False
+  // when there is no key at `from` or `to` is outside the animation.
+  bool MoveKey(int32_t from, int32_t to);
+  // Sets the ease preset of the key at `frame`; false when no key stands there.
+  bool SetEase(int32_t frame, KeyEase ease);
 
   // ---- expansion ----
   void FillArray();
@@ -105,6 +142,11 @@ class KeyChannels {
   float SliderRatio(int channel) const;  // Value / Max of HProp(channel+1), double stored as single
   void FillFromSliders(int32_t total);
   void LeadInOut(int32_t total);
+  // Rewrites the segments next to keys with an ease preset (after the fill, before the
+  // lead-in and lead-out).
+  void ApplyEases();
+  // Sorts, refills and redraws after a change of the key list.
+  void KeysChanged();
   void DrawTimeline() {
     if (draw_timeline) draw_timeline();
   }

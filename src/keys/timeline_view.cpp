@@ -87,7 +87,87 @@ std::optional<int32_t> ScrubFrame(int button, double x, double y, double scale_w
 }
 
 ScrollRange AdjustHscroll(double strip_width, double viewport_width) {
-  return ScrollRange{0, RoundHalfEven16(strip_width - viewport_width), RoundHalfEven16(strip_width)};
+  return ScrollRange{0, RoundHalfEven(strip_width - viewport_width), RoundHalfEven(strip_width)};
+}
+
+float MaxTimelineZoom(int32_t total_frames, double viewport_width) {
+  if (viewport_width <= 0) return 64.0f;
+  return static_cast<float>(std::max(64.0, std::max(total_frames - 1, 1) * kMaxPixelsPerFrame / viewport_width));
+}
+
+double FrameX(int32_t frame, int32_t total_frames, double width) {
+  return total_frames > 1 ? frame * width / (total_frames - 1) : 0.0;
+}
+
+int32_t NearestFrame(double x, int32_t total_frames, double width) {
+  if (total_frames <= 1 || width <= 0) return 0;
+  return std::clamp(RoundHalfEven(x * (total_frames - 1) / width), int32_t{0}, total_frames - 1);
+}
+
+namespace {
+
+// The smallest of 1, 2, 5, 10, 20, 50, ... that is at least `at_least`.
+int64_t NiceStep(double at_least) {
+  for (int64_t decade = 1;; decade *= 10)
+    for (int64_t m : {1, 2, 5})
+      if (static_cast<double>(m * decade) >= at_least || decade > (int64_t{1} << 50)) return m * decade;
+}
+
+}  // namespace
+
+std::vector<RulerTick> RulerTicks(int32_t total_frames, double width, double x_from, double x_to,
+                                  double label_spacing) {
+  std::vector<RulerTick> ticks;
+  if (total_frames < 1 || width <= 0) return ticks;
+  const double per_frame = total_frames > 1 ? width / (total_frames - 1) : width;
+  const int64_t step = NiceStep(label_spacing / per_frame);
+  int64_t minor = step;
+  for (int64_t div : {5, 2})
+    if (step % div == 0 && static_cast<double>(step / div) * per_frame >= 4) {
+      minor = step / div;
+      break;
+    }
+  // The visible frames only: the strip can be far wider than its viewport.
+  const int64_t lo = std::max<int64_t>(0, static_cast<int64_t>(std::floor(x_from / per_frame)) - 1);
+  const int64_t hi = std::min<int64_t>(total_frames - 1, static_cast<int64_t>(std::ceil(x_to / per_frame)) + 1);
+  if (lo > hi) return ticks;
+  // Frame 0 ("1") is labelled unless the next label is too close to it.
+  if (lo == 0) ticks.push_back({0, step == 1 || step >= 5});
+  // Numbers count from 1: frame f is number f + 1.
+  for (int64_t n = std::max<int64_t>(minor, (lo + 1 + minor - 1) / minor * minor); n <= hi + 1; n += minor) {
+    if (n == 1) continue;  // frame 0, done above
+    ticks.push_back({static_cast<int32_t>(n - 1), n % step == 0});
+  }
+  return ticks;
+}
+
+std::vector<ValueTick> ValueTicks(int16_t slider_max, double height, double spacing) {
+  std::vector<ValueTick> ticks;
+  if (slider_max <= 0 || height <= 0) return ticks;
+  const double per_value = height / slider_max;
+  const int64_t step = NiceStep(spacing / per_value);
+  const auto y_of = [&](int64_t v) { return (1.0 - static_cast<double>(v) / slider_max) * height; };
+  for (int64_t v = 0; v < slider_max; v += step)
+    if (v == 0 || static_cast<double>(slider_max - v) * per_value >= spacing)
+      ticks.push_back({static_cast<int32_t>(v), y_of(v)});
+  ticks.push_back({slider_max, y_of(slider_max)});
+  return ticks;
+}
+
+int32_t KeyNearX(const std::vector<int32_t>& key_frames, double x, int32_t total_frames, double width,
+                 double tolerance) {
+  int32_t best = -1;
+  double best_distance = tolerance;
+  for (size_t k = 0; k < key_frames.size(); ++k) {
+    const int32_t f = key_frames[k];
+    if (f < 0 || f >= total_frames) continue;
+    const double d = std::abs(RoundHalfEven(FrameX(f, total_frames, width)) - x);
+    if (d <= best_distance) {
+      best = static_cast<int32_t>(k);
+      best_distance = d;
+    }
+  }
+  return best;
 }
 
 }  // namespace tessfx

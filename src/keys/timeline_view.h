@@ -55,9 +55,50 @@ std::optional<int32_t> ScrubFrame(int button, double x, double y, double scale_w
 inline double CalcPictureWidth(double viewport_width, float zoom) { return viewport_width * zoom; }
 
 struct ScrollRange {
-  int16_t min, max, large_change;
+  int32_t min, max, large_change;
 };
-// HScroll1's range for a strip inside its viewport.
+// HScroll1's range for a strip inside its viewport. The range is not cut to 16 bits: a strip
+// zoomed wider than 32767 pixels would otherwise end short of its last frames.
 ScrollRange AdjustHscroll(double strip_width, double viewport_width);
+
+// The largest useful zoom: the strip gives every frame kMaxPixelsPerFrame pixels, and never
+// less than the zoom of 64 the buttons always reached.
+inline constexpr double kMaxPixelsPerFrame = 16;
+float MaxTimelineZoom(int32_t total_frames, double viewport_width);
+
+// ---- additions around the strip: the ruler, the key lane and the value scale ----
+
+// Where frame f stands on a strip of width W for T frames, as DrawTimeline places keys and
+// curves (0 for one frame).
+double FrameX(int32_t frame, int32_t total_frames, double width);
+// The frame drawn nearest to x, within 0..T-1 (the inverse of FrameX, for dragging keys).
+int32_t NearestFrame(double x, int32_t total_frames, double width);
+
+// A ruler tick. Frames are labelled as the captions count them, from 1 (frame 0 is "1").
+struct RulerTick {
+  int32_t frame;
+  bool major;  // labelled
+};
+// Ticks for the frames whose x lies in [x_from, x_to]: the smallest step of 1, 2, 5, 10, 20,
+// 50, ... frames that keeps labels `label_spacing` pixels apart; minor ticks at a fifth or a
+// half of it when they stay 4 pixels apart. Counting is from 1, so labelled frames are
+// 1, 10, 20, ... for a step of 10 (frames 0, 9, 19, ...).
+std::vector<RulerTick> RulerTicks(int32_t total_frames, double width, double x_from, double x_to,
+                                  double label_spacing);
+
+// A value-scale tick for a slider's values as the curves draw them: a channel value v
+// (Value / Max) is drawn at y = (1 - v) * H, so slider value s stands at (1 - s / Max) * H.
+struct ValueTick {
+  int32_t value;
+  double y;
+};
+// Ticks for the slider values 0..Max that fall on the strip, at least `spacing` pixels
+// apart, always including 0 and Max; empty for a Max of 0 or less.
+std::vector<ValueTick> ValueTicks(int16_t slider_max, double height, double spacing);
+
+// The index into `key_frames` of the key whose mark is nearest to x within `tolerance`
+// pixels, or -1. Keys outside the animation (the deleted-key mark) are never hit.
+int32_t KeyNearX(const std::vector<int32_t>& key_frames, double x, int32_t total_frames, double width,
+                 double tolerance);
 
 }  // namespace tessfx

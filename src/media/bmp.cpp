@@ -17,6 +17,10 @@ constexpr int64_t kInfoHeaderBytes = 40;
 constexpr int64_t kExtendedHeaderBytes = 60;
 // The extended header is read from one byte before the info header (see BmpExtendedHeader).
 constexpr int64_t kExtendedHeaderOffset = kFileHeaderBytes - 1;
+// A run of up to 255 pixels takes two bytes of run-length data; what a file declares beyond
+// (with room for a small picture) only skips and ends rows early.
+constexpr int64_t kRunPixelsPerByte = 256;
+constexpr int64_t kRunPixelsFree = 1 << 16;
 // Rows longer than this were never loadable (their size did not fit a 16-bit count), so
 // such widths are refused rather than guessed at.
 constexpr int64_t kMaxRowSize = 32767;
@@ -78,11 +82,72 @@ int64_t BmpRowSize(int64_t width, int bit_count) {
   }
 }
 
+std::string BmpRefusalForImageLibrary(const InputFile& file, const InputLimits& limits) {
+  const int64_t file_bytes = file.Size();
+  uint8_t raw[kFileHeaderBytes + kInfoHeaderBytes] = {};
+  const size_t got = file.ReadAt(0, raw, sizeof raw);
+  if (got < kFileHeaderBytes + 16) return "the BMP headers are cut short";
+  const uint32_t header_size = Le32(raw + 14);
+  const bool core = header_size == 12;  // the oldest layout: 16-bit sizes, no compression
+  if (!core && header_size != 40 && header_size != 52 && header_size != 56 && header_size != 64 &&
+      header_size != 108 && header_size != 124)
+    return "BMP header size " + std::to_string(header_size) + " is not one the reader knows";
+  if (int64_t{kFileHeaderBytes} + header_size > file_bytes || (!core && got < sizeof raw))
+    return "the BMP headers are cut short";
+  const int64_t width = core ? Le16(raw + 18) : static_cast<int32_t>(Le32(raw + 18));
+  const int64_t stored_height = core ? Le16(raw + 20) : static_cast<int32_t>(Le32(raw + 22));
+  const int planes = core ? Le16(raw + 22) : Le16(raw + 26);
+  const int bits = core ? Le16(raw + 24) : Le16(raw + 28);
+  const uint32_t compression = core ? 0 : Le32(raw + 30);
+  const uint32_t colours_used = core ? 0 : Le32(raw + 46);
+  const int64_t height = stored_height < 0 ? -stored_height : stored_height;
+
+  if (planes != 1) return "BMP with " + std::to_string(planes) + " planes";
+  if (bits != 1 && bits != 4 && bits != 8 && bits != 16 && bits != 24 && bits != 32)
+    return "BMP with " + std::to_string(bits) + " bits per pixel";
+  const bool fits = compression == 0 || (compression == 1 && bits == 8) || (compression == 2 && bits == 4) ||
+                    (compression == 3 && (bits == 16 || bits == 32));
+  if (!fits) return "BMP compression " + std::to_string(compression) + " with " + std::to_string(bits) + " bits per pixel";
+  if ((compression == 1 || compression == 2) && stored_height < 0) return "a top-down BMP cannot be run-length coded";
+  if (std::string beyond = limits.SizeRefusal(width, height); !beyond.empty()) return beyond;
+
+  // Colour table (after the header and any bit-field masks) and pixel rows must be in the file.
+  const int64_t masks = !core && header_size == 40 && compression == 3 ? 12 : 0;
+  // Deeper pictures may still carry a table (a hint for displays); it must be in the file too.
+  const int64_t palette_entries = bits > 8 || colours_used ? int64_t{colours_used} : int64_t{1} << bits;
+  if (bits <= 8 && palette_entries > (int64_t{1} << bits))
+    return "BMP colour table of " + std::to_string(colours_used) + " entries for " + std::to_string(bits) + " bits per pixel";
+  const int64_t table_end = kFileHeaderBytes + header_size + masks + palette_entries * (core ? 3 : 4);
+  const int64_t pixel_offset = Le32(raw + 10);
+  if (table_end > file_bytes) return "the BMP colour table is cut short";
+  if (pixel_offset < kFileHeaderBytes + header_size || pixel_offset >= file_bytes)
+    return "BMP pixel data offset " + std::to_string(pixel_offset) + " lies outside the file";
+  const int64_t data_bytes = file_bytes - pixel_offset;
+  const std::string declares = "the BMP declares " + std::to_string(width) + "x" + std::to_string(height) + " pixels";
+  if (compression == 0 || compression == 3) {
+    const int64_t row = (width * bits + 31) / 32 * 4;
+    if (row * height > data_bytes)
+      return declares + " (" + std::to_string(row * height) + " bytes) but holds " + std::to_string(data_bytes);
+  } else if (width * height > kRunPixelsPerByte * data_bytes + kRunPixelsFree) {
+    // The library unpacks run-length pictures whole when it opens them: a few bytes must not
+    // stand for a picture that no encoder would have made that small.
+    return declares + " in " + std::to_string(data_bytes) + " bytes of run-length data";
+  }
+  return "";
+}
+
 void BmpReader::Reset() { *this = BmpReader(); }
 
-int BmpReader::ReadBmpHeader(const std::string& fileName) {
+int BmpReader::ReadBmpHeader(const std::string& fileName) { return ReadHeaders(fileName, true); }
+
+int BmpReader::ProbeBmpHeader(const std::string& fileName) { return ReadHeaders(fileName, false); }
+
+int BmpReader::ReadHeaders(const std::string& fileName, bool with_rows) {
   Reset();
-  if (fileName.empty() || !FileExists(fileName)) return kBmpNotUsable;
+  if (const auto why = NotAnInputFile(fileName)) {
+    refusal_ = *why;
+    return kBmpNotUsable;
+  }
   try {
     const InputFile file(fileName);
     const int64_t file_bytes = file.Size();
@@ -121,6 +186,7 @@ int BmpReader::ReadBmpHeader(const std::string& fileName) {
       const int64_t table_bytes = int64_t{info_header_.colours_used} * 4;
       if (table_bytes > file_bytes) {
         Reset();
+        refusal_ = "a colour table of " + std::to_string(table_bytes) + " bytes in a file of " + std::to_string(file_bytes);
         return kBmpNotUsable;
       }
       std::vector<uint8_t> quads(static_cast<size_t>(table_bytes));
@@ -142,7 +208,12 @@ int BmpReader::ReadBmpHeader(const std::string& fileName) {
     const int64_t packed_row = (width * info_header_.bit_count + 31) / 32 * 4;
     if (width < 1 || height < 1 || width > kMaxSide || height > kMaxSide || row_size > kMaxRowSize ||
         packed_row * height > file_bytes) {
+      const std::string why = "it declares " + std::to_string(width) + "x" + std::to_string(height) + " pixels at " +
+                              std::to_string(info_header_.bit_count) + " bits" +
+                              (row_size > kMaxRowSize ? ", rows longer than the reader takes"
+                                                      : " in a file of " + std::to_string(file_bytes) + " bytes");
       Reset();
+      refusal_ = why;
       return kBmpNotUsable;
     }
     picture_height_ = static_cast<int32_t>(height);
@@ -150,13 +221,14 @@ int BmpReader::ReadBmpHeader(const std::string& fileName) {
 
     // Bit counts the reader does not decode (16, for one) get no rows and load as zeros.
     row_size_ = row_size;
-    row_count_ = row_size > 0 ? height : 0;
+    row_count_ = row_size > 0 && with_rows ? height : 0;
     pixel_rows_.assign(static_cast<size_t>(row_size_ * row_count_), 0);
     file.ReadAt(file_header_.pixel_offset, pixel_rows_.data(), pixel_rows_.size());
     return kBmpLoaded;
-  } catch (const Error&) {
+  } catch (const Error& e) {
     // The file could not be opened or read: not usable, like a missing one.
     Reset();
+    refusal_ = e.what();
     return kBmpNotUsable;
   }
 }

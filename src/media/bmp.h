@@ -8,8 +8,11 @@
 #include <vector>
 
 #include "core/plane.h"
+#include "media/input_limits.h"
 
 namespace tessfx {
+
+class InputFile;
 
 // Where the reader reports why a picture could not be loaded (the main window's caption).
 struct CaptionSink {
@@ -68,6 +71,15 @@ int MaskToByteIndex(uint32_t mask);
 // Bytes of one stored row for the bit counts the reader decodes (8, 24, 32); 0 for others.
 int64_t BmpRowSize(int64_t width, int bit_count);
 
+// BMP files that reach the image library (a swap image, a mask, a picture under another
+// name) are checked here first: that library's BMP reader is given only the layouts it
+// handles (bit counts 1, 4, 8, 16, 24, 32; RLE8 only with 8 bits, RLE4 only with 4, bit
+// fields only with 16 or 32; the known header sizes), sizes within `limits`, and a file
+// that holds the colour table and the pixel rows its header promises (run-length data at
+// least a 256th of its pixels: that reader unpacks such pictures whole on opening). Returns
+// why a file is refused, or "" when it may be read.
+std::string BmpRefusalForImageLibrary(const InputFile& file, const InputLimits& limits);
+
 // Writes a frame as a 32-bit BMP (blue, green, red and alpha per pixel, bottom row first),
 // which the reader takes with its alpha. Written under a temporary name and renamed into
 // place; throws an Error naming the file.
@@ -78,6 +90,11 @@ class BmpReader {
   // Reads the headers, the colour table and the pixel rows. Returns kBmpLoaded or one of
   // the failure statuses; never throws for anything a file contains.
   int ReadBmpHeader(const std::string& fileName);
+  // The same checks without reading the pixel rows (describing a file).
+  int ProbeBmpHeader(const std::string& fileName);
+  // For a kBmpNotUsable status: what was wrong beyond the caption ("no such file", the sizes
+  // the header declares against what the file holds), or "".
+  const std::string& refusal() const { return refusal_; }
 
   // Loads the picture into the four planes, which already have the frame size. A picture
   // of the frame size is copied; any other size is resampled bilinearly. On failure the
@@ -104,6 +121,7 @@ class BmpReader {
 
  private:
   void Reset();
+  int ReadHeaders(const std::string& fileName, bool with_rows);
 
   BmpFileHeader file_header_;
   BmpInfoHeader info_header_;
@@ -115,6 +133,7 @@ class BmpReader {
   int64_t row_size_ = 0;
   int64_t row_count_ = 0;
   std::vector<uint8_t> pixel_rows_;  // row_count_ rows of row_size_ bytes, file order
+  std::string refusal_;
 };
 
 }  // namespace tessfx

@@ -15,38 +15,41 @@ namespace tessfx {
 
 namespace {
 std::string SysError() { return std::strerror(errno); }
+
+std::string OpenFailure(int error) {
+  return error == ENOENT || error == ENOTDIR ? "no such file" : std::strerror(error);
+}
+
+std::string NotAFile(mode_t mode) {
+  return S_ISDIR(mode) ? "it is a folder" : "it is " + FileTypeName(mode) + ", not a file";
+}
 }  // namespace
 
-InputFile::InputFile(const std::string& path) : path_(path) {
-  fd_ = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (fd_ < 0) Fail(ErrorKind::NoInput, "cannot open " + path + ": " + SysError());
-  struct stat st {};
-  if (::fstat(fd_, &st) == 0 && S_ISDIR(st.st_mode)) {
-    ::close(fd_);
-    fd_ = -1;
-    Fail(ErrorKind::NoInput, "cannot open " + path + ": it is a folder");
-  }
-}
-
-InputFile::~InputFile() {
+void Descriptor::Reset() {
   if (fd_ >= 0) ::close(fd_);
+  fd_ = -1;
 }
 
-InputFile::InputFile(InputFile&& o) noexcept : path_(std::move(o.path_)), fd_(o.fd_) { o.fd_ = -1; }
+InputFile::InputFile(const std::string& path) : path_(path) {
+  // Non-blocking: opening a named pipe waits for a writer, a device may wait for anything.
+  fd_ = Descriptor(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  if (fd() < 0) Fail(ErrorKind::NoInput, "cannot open " + path + ": " + OpenFailure(errno));
+  struct stat st {};
+  if (::fstat(fd(), &st) != 0 || !S_ISREG(st.st_mode))
+    Fail(ErrorKind::NoInput, "cannot open " + path + ": " + (S_ISREG(st.st_mode) ? SysError() : NotAFile(st.st_mode)));
+  ::fcntl(fd(), F_SETFL, ::fcntl(fd(), F_GETFL) & ~O_NONBLOCK);
+}
 
-InputFile& InputFile::operator=(InputFile&& o) noexcept {
-  if (this != &o) {
-    if (fd_ >= 0) ::close(fd_);
-    path_ = std::move(o.path_);
-    fd_ = o.fd_;
-    o.fd_ = -1;
-  }
-  return *this;
+InputFile InputFile::Adopt(int fd, const std::string& path) {
+  InputFile f;
+  f.fd_ = Descriptor(fd);
+  f.path_ = path;
+  return f;
 }
 
 int64_t InputFile::Size() const {
   struct stat st {};
-  if (::fstat(fd_, &st) != 0) Fail(ErrorKind::IoError, "cannot read " + path_ + ": " + SysError());
+  if (::fstat(fd(), &st) != 0) Fail(ErrorKind::IoError, "cannot read " + path_ + ": " + SysError());
   return st.st_size;
 }
 
@@ -54,7 +57,7 @@ size_t InputFile::ReadAt(int64_t offset, void* dest, size_t bytes) const {
   size_t done = 0;
   auto* out = static_cast<char*>(dest);
   while (done < bytes) {
-    ssize_t n = ::pread(fd_, out + done, bytes - done, offset + static_cast<int64_t>(done));
+    ssize_t n = ::pread(fd(), out + done, bytes - done, offset + static_cast<int64_t>(done));
     if (n < 0) {
       if (errno == EINTR) continue;
       Fail(ErrorKind::IoError, "cannot read " + path_ + ": " + SysError());
@@ -70,10 +73,10 @@ void InputFile::ReadExactly(int64_t offset, void* dest, size_t bytes) const {
 }
 
 AtomicOutputFile::AtomicOutputFile(const std::string& path) : path_(path) {
-  std::random_device rd;
+  const std::filesystem::path p(path);
   for (int attempt = 0; attempt < 16 && fd_ < 0; ++attempt) {
-    temp_ = path + ".tmp-" + std::to_string(::getpid()) + "-" + std::to_string(rd() % 1000000);
-    fd_ = ::open(temp_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
+    temp_ = (p.parent_path() / TemporaryNameFor(p.filename().string())).string();
+    fd_ = ::open(temp_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
     if (fd_ < 0 && errno != EEXIST) break;
   }
   if (fd_ < 0) Fail(ErrorKind::CantCreate, "cannot create " + path + ": " + SysError());
@@ -113,8 +116,40 @@ void AtomicOutputFile::Commit() {
 }
 
 bool FileExists(const std::string& path) {
-  std::error_code ec;
-  return !path.empty() && std::filesystem::is_regular_file(path, ec);
+  struct stat st {};
+  return !path.empty() && ::stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode);
+}
+
+std::optional<std::string> NotAnInputFile(const std::string& path) {
+  struct stat st {};
+  if (path.empty()) return "no file named";
+  if (::stat(path.c_str(), &st) != 0) return OpenFailure(errno);
+  if (!S_ISREG(st.st_mode)) return NotAFile(st.st_mode);
+  return std::nullopt;
+}
+
+std::string FileTypeName(mode_t mode) {
+  if (S_ISDIR(mode)) return "a folder";
+  if (S_ISFIFO(mode)) return "a named pipe";
+  if (S_ISCHR(mode)) return "a character device";
+  if (S_ISBLK(mode)) return "a block device";
+  if (S_ISSOCK(mode)) return "a socket";
+  if (S_ISLNK(mode)) return "a link";
+  return "not a regular file";
+}
+
+std::string TemporaryNameFor(const std::string& name) {
+  constexpr size_t kMaxName = 255;  // NAME_MAX of the file systems in use
+  static constexpr char kDigits[] = "0123456789abcdefghijklmnopqrstuvwxyz";
+  std::random_device rd;
+  std::string tag = ".tmp";
+  for (int i = 0; i < 8; ++i) tag += kDigits[rd() % 36];
+  const std::filesystem::path p(name);
+  std::string stem = p.stem().string(), ext = p.extension().string();
+  if (ext.size() > 16) ext.clear();  // not a real extension; nothing looks at it
+  const size_t room = kMaxName - 1 - tag.size() - ext.size();
+  if (stem.size() > room) stem.resize(room);
+  return "." + stem + tag + ext;
 }
 
 std::string JoinPath(const std::string& folder, const std::string& name) {

@@ -1,6 +1,7 @@
 #include "media/image_io.h"
 
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <unistd.h>
 
 #include <OpenImageIO/imageio.h>
@@ -9,16 +10,34 @@
 #include <charconv>
 #include <cstring>
 #include <filesystem>
-#include <random>
+#include <cstdio>
 
 #include "core/convert.h"
 #include "core/error.h"
 #include "core/number_ranges.h"
+#include "media/bmp.h"
 #include "media/file_util.h"
 #include "media/test_patterns.h"
+#include "media/tsa.h"
+
+#if defined(__SANITIZE_ADDRESS__)
+#define TESSFX_SANITIZED 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define TESSFX_SANITIZED 1
+#endif
+#endif
+#ifdef TESSFX_SANITIZED
+#include <sanitizer/common_interface_defs.h>
+#else
+#define TESSFX_SANITIZED 0
+#endif
 
 namespace tessfx {
 namespace {
+
+// Spare bytes after the pixels handed to a writer (see ImageFileWriter::Write).
+constexpr size_t kWriterSlack = 4096;
 
 namespace fs = std::filesystem;
 
@@ -35,12 +54,72 @@ bool AllDigits(std::string_view s) {
   return !s.empty() && std::all_of(s.begin(), s.end(), [](char c) { return c >= '0' && c <= '9'; });
 }
 
-// The reader's or writer's own message, else the library-wide one.
-// Readers report on several lines; messages here are one line each.
-std::string Reason(const std::string& specific) {
-  std::string e = specific.empty() ? OIIO::geterror() : specific;
-  if (e.empty()) return "unknown error";
+// Everything the library printed to standard error while an instance of this lived, kept
+// out of the terminal: some of the libraries it uses print their own line before failing
+// (or for harmless warnings), and a message of ours is one line. What was printed is
+// folded into the failure it belongs to.
+class LibraryOutputCapture {
+ public:
+  LibraryOutputCapture() {
+    std::fflush(stderr);
+    capture_ = ::memfd_create("tessfx-library-output", MFD_CLOEXEC);
+    saved_ = capture_ >= 0 ? ::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3) : -1;
+    if (saved_ < 0 || ::dup2(capture_, STDERR_FILENO) < 0) {
+      Restore();
+      return;
+    }
+    ReportSanitizerFindingsTo(saved_);  // a sanitizer's report is not the library's chatter
+  }
+  ~LibraryOutputCapture() { Restore(); }
+  LibraryOutputCapture(const LibraryOutputCapture&) = delete;
+  LibraryOutputCapture& operator=(const LibraryOutputCapture&) = delete;
+
+  // What was printed so far (at most a few kilobytes).
+  std::string Text() const {
+    if (capture_ < 0) return {};
+    std::fflush(stderr);
+    char buffer[4096];
+    const ssize_t n = ::pread(capture_, buffer, sizeof buffer, 0);
+    return n > 0 ? std::string(buffer, static_cast<size_t>(n)) : std::string();
+  }
+
+ private:
+  static void ReportSanitizerFindingsTo([[maybe_unused]] int fd) {
+#if TESSFX_SANITIZED
+    __sanitizer_set_report_fd(reinterpret_cast<void*>(static_cast<intptr_t>(fd)));
+#endif
+  }
+
+  void Restore() {
+    if (saved_ >= 0) {
+      std::fflush(stderr);
+      ReportSanitizerFindingsTo(STDERR_FILENO);
+      ::dup2(saved_, STDERR_FILENO);
+      ::close(saved_);
+      saved_ = -1;
+    }
+    if (capture_ >= 0) {
+      ::close(capture_);
+      capture_ = -1;
+    }
+  }
+  int capture_ = -1;
+  int saved_ = -1;
+};
+
+// The library's reasons as one text: the reader's message (or the library-wide one) and
+// what its libraries printed, with the descriptor path it was given replaced by the file's
+// name. OneLineMessage later folds line breaks.
+std::string Reason(std::string specific, const std::string& printed = "", const std::string& given = "",
+                   const std::string& path = "") {
+  std::string e = specific.empty() ? OIIO::geterror() : std::move(specific);
+  std::string_view said = printed;
+  while (!said.empty() && (said.back() == '\n' || said.back() == ' ')) said.remove_suffix(1);
+  if (!said.empty()) e = std::string(said) + (e.empty() ? "" : "\n" + e);
+  if (!given.empty())
+    for (size_t at = 0; (at = e.find(given, at)) != std::string::npos; at += path.size()) e.replace(at, given.size(), path);
   while (!e.empty() && (e.back() == '\n' || e.back() == ' ')) e.pop_back();
+  if (e.empty()) return "the reader gave no reason";
   for (size_t at; (at = e.find('\n')) != std::string::npos;) e.replace(at, 1, "; ");
   return e;
 }
@@ -50,12 +129,10 @@ std::string Reason(const std::string& specific) {
 std::string ClaimTempName(const std::string& path) {
   const fs::path p(path);
   const std::string folder = p.parent_path().string();
-  const std::string stem = p.stem().string(), ext = p.extension().string();
-  std::random_device rd;
   for (int attempt = 0; attempt < 16; ++attempt) {
-    const std::string name = stem + ".tmp-" + std::to_string(::getpid()) + "-" + std::to_string(rd() % 1000000) + ext;
+    const std::string name = TemporaryNameFor(p.filename().string());
     const std::string temp = folder.empty() ? name : JoinPath(folder, name);
-    const int fd = ::open(temp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
+    const int fd = ::open(temp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
     if (fd >= 0) {
       ::close(fd);
       return temp;
@@ -72,30 +149,251 @@ void SyncFile(const std::string& temp, const std::string& path) {
   if (!ok) Fail(ErrorKind::IoError, "cannot write " + path + ": " + std::strerror(errno));
 }
 
+// ---- the still-image formats ----
+
+struct StillFormat {
+  const char* name;  // the library's format name
+  const char* label;  // for messages
+  bool by_content;    // recognisable by its contents alone; Targa has no signature
+};
+
+constexpr StillFormat kStillFormats[] = {
+    {"png", "PNG", true},        {"jpeg", "JPEG", true},  {"tiff", "TIFF", true},   {"openexr", "OpenEXR", true},
+    {"bmp", "BMP", true},        {"dpx", "DPX", true},    {"cineon", "Cineon", true}, {"pnm", "PNM", true},
+    {"hdr", "HDR", true},        {"webp", "WebP", true},  {"heif", "HEIF/AVIF", true}, {"targa", "Targa", false},
+};
+
+// Set once for the process: the library must never fall back to trying every reader it has
+// (the format is chosen here), and its own size checks back up ours.
+void ConfigureImageLibrary() {
+  static const bool configured = [] {
+    OIIO::attribute("try_all_readers", 0);
+    OIIO::attribute("limits:imagesize_MB", static_cast<int>(kMaxFramePixels * 4 * 4 >> 20));
+    OIIO::attribute("limits:channels", 256);
+    return true;
+  }();
+  (void)configured;
+}
+
+// The library's format for a file extension ("tif" -> "tiff"), among the still formats.
+std::string FormatForExtension(const std::string& path) {
+  std::string ext = LowerExtension(path);
+  if (ext.size() < 2) return {};
+  ext.erase(0, 1);
+  // "tiff:tif,tiff;jpeg:jpg,jpe,jpeg;..."
+  const std::string list(OIIO::get_string_attribute("extension_list"));
+  for (size_t start = 0; start < list.size();) {
+    size_t end = list.find(';', start);
+    if (end == std::string::npos) end = list.size();
+    const std::string entry = list.substr(start, end - start);
+    start = end + 1;
+    const size_t colon = entry.find(':');
+    if (colon == std::string::npos) continue;
+    const std::string format = entry.substr(0, colon);
+    const std::string exts = "," + entry.substr(colon + 1) + ",";
+    if (exts.find("," + ext + ",") == std::string::npos) continue;
+    for (const StillFormat& f : kStillFormats)
+      if (format == f.name) return format;
+  }
+  return {};
+}
+
+std::string FormatLabels() {
+  std::string text;
+  for (const std::string& name : StillImageFormats())
+    for (const StillFormat& f : kStillFormats)
+      if (name == f.name) text += (text.empty() ? "" : ", ") + std::string(f.label);
+  return text;
+}
+
+// OpenEXR headers are lists of attributes (name, type, byte count, value). The library that
+// parses them allocates at the sizes they declare before reading: an attribute's value, a
+// preview, the offset table of the tiles or chunks, buffers for the data window. It also
+// reads the known types at their own sizes, whatever the byte count says, and a value that
+// disagrees makes it read on into the next attribute, where any size may stand. So every
+// attribute is checked here before the library sees the file: byte counts within the file,
+// known types at their sizes, channel lists and previews whole, windows and tiles within the
+// limits, and no more tiles or chunks than the file has room to list.
+
+// Size of the value of each fixed-size attribute type.
+int64_t ExrFixedSize(const std::string& type) {
+  static const std::pair<const char*, int64_t> kSizes[] = {
+      {"box2i", 16}, {"box2f", 16}, {"chromaticities", 32}, {"compression", 1}, {"deepImageState", 1},
+      {"double", 8}, {"envmap", 1},  {"float", 4},           {"int", 4},          {"keycode", 28},
+      {"lineOrder", 1}, {"m33f", 36}, {"m33d", 72},          {"m44f", 64},        {"m44d", 128},
+      {"rational", 8}, {"tiledesc", 9}, {"timecode", 8},      {"v2i", 8},          {"v2f", 8},
+      {"v2d", 16},     {"v3i", 12},   {"v3f", 12},           {"v3d", 24},
+  };
+  for (const auto& [name, size] : kSizes)
+    if (type == name) return size;
+  return -1;
+}
+
+int32_t ExrWord(const uint8_t* p) {
+  return static_cast<int32_t>(uint32_t{p[0]} | uint32_t{p[1]} << 8 | uint32_t{p[2]} << 16 | uint32_t{p[3]} << 24);
+}
+
+// True when `list` is a well-formed channel list: entries of a name and 16 bytes (pixel
+// type 0..2, linear flag, 3 reserved bytes, x and y sampling of at least 1), ended by an
+// empty name on its last byte.
+bool ExrChannelListFits(const std::vector<uint8_t>& list) {
+  size_t i = 0;
+  while (i < list.size() && list[i] != 0) {
+    i = static_cast<size_t>(std::find(list.begin() + static_cast<ptrdiff_t>(i), list.end(), 0) - list.begin()) + 1;
+    if (i + 16 > list.size()) return false;
+    const int32_t type = ExrWord(&list[i]), x = ExrWord(&list[i + 8]), y = ExrWord(&list[i + 12]);
+    if (type < 0 || type > 2 || x < 1 || y < 1) return false;
+    i += 16;
+  }
+  return i + 1 == list.size();
+}
+
+std::string ExrHeaderRefusal(const InputFile& file, const InputLimits& limits) {
+  constexpr int64_t kMostAttributes = 1 << 16;  // real files have dozens
+  constexpr int64_t kLongestList = 1 << 20;     // 256 channels of the longest names take 70 KB
+  const int64_t file_bytes = file.Size();
+  uint8_t word[4];
+  if (file.ReadAt(4, word, 4) != 4) return "the OpenEXR header is cut short";
+  const auto flags = static_cast<uint32_t>(ExrWord(word));
+  const bool multipart = (flags & 0x1000) != 0;
+  const size_t longest = (flags & 0x400) != 0 ? 255 : 31;
+  int64_t position = 8;
+  // A name or type: bytes up to a zero byte, at most `longest` of them.
+  const auto read_text = [&](std::string& text) {
+    char buffer[256];
+    const size_t got = file.ReadAt(position, buffer, std::min(longest + 1, sizeof buffer));
+    const size_t end = static_cast<size_t>(std::find(buffer, buffer + got, '\0') - buffer);
+    if (end == got) return false;
+    text.assign(buffer, end);
+    position += static_cast<int64_t>(end) + 1;
+    return true;
+  };
+  int64_t attributes = 0;
+  for (std::string name, type;;) {
+    int64_t in_header = 0, width = 0, height = 0, tile_width = 0, tile_height = 0;
+    while (true) {
+      if (!read_text(name)) return "an OpenEXR attribute name is cut short or too long";
+      if (name.empty()) break;
+      const std::string what = "OpenEXR attribute " + QuoteName(name);
+      if (!read_text(type) || type.empty()) return what + " has no type";
+      if (file.ReadAt(position, word, 4) != 4) return "the OpenEXR header is cut short";
+      const int64_t bytes = ExrWord(word);
+      position += 4;
+      if (bytes < 0 || bytes > file_bytes - position)
+        return what + " declares " + std::to_string(bytes) + " bytes in a file of " + std::to_string(file_bytes);
+      const int64_t fixed = ExrFixedSize(type);
+      if (fixed >= 0 && bytes != fixed) return what + " of type " + type + " has " + std::to_string(bytes) + " bytes";
+      std::vector<uint8_t> v(static_cast<size_t>(std::min(bytes, type == "chlist" ? kLongestList : int64_t{128})));
+      if (file.ReadAt(position, v.data(), v.size()) != v.size()) return "the OpenEXR header is cut short";
+      if (type == "chlist" && (bytes > kLongestList || !ExrChannelListFits(v))) return what + " is a damaged channel list";
+      if (type == "preview") {
+        const int64_t w = bytes < 8 ? -1 : static_cast<uint32_t>(ExrWord(&v[0])), h = bytes < 8 ? -1 : static_cast<uint32_t>(ExrWord(&v[4]));
+        if (w < 0 || w > 65535 || h > 65535 || w * h * 4 != bytes - 8) return what + " is a damaged preview";
+      }
+      if (name == "dataWindow" && type == "box2i") {
+        width = int64_t{ExrWord(&v[8])} - ExrWord(&v[0]) + 1;
+        height = int64_t{ExrWord(&v[12])} - ExrWord(&v[4]) + 1;
+      }
+      if ((name == "dataWindow" || name == "displayWindow") && type == "box2i") {
+        const int64_t w = int64_t{ExrWord(&v[8])} - ExrWord(&v[0]) + 1, h = int64_t{ExrWord(&v[12])} - ExrWord(&v[4]) + 1;
+        if (std::string why = limits.SizeRefusal(w, h); !why.empty()) return "OpenEXR " + name + ": " + why;
+      }
+      if (name == "tiles" && type == "tiledesc") {
+        tile_width = static_cast<uint32_t>(ExrWord(&v[0]));
+        tile_height = static_cast<uint32_t>(ExrWord(&v[4]));
+        if (std::string why = limits.SizeRefusal(tile_width, tile_height); !why.empty()) return "OpenEXR tiles: " + why;
+      }
+      if (name == "chunkCount" && type == "int" && (ExrWord(&v[0]) < 0 || ExrWord(&v[0]) > file_bytes / 8))
+        return "OpenEXR chunk count " + std::to_string(ExrWord(&v[0])) + " in a file of " + std::to_string(file_bytes) +
+               " bytes";
+      position += bytes;
+      ++in_header;
+      if (++attributes > kMostAttributes) return "more OpenEXR attributes than any picture has";
+    }
+    // Each tile's place is listed in the file: eight bytes apiece.
+    if (tile_width > 0 && tile_height > 0 && width > 0 && height > 0 &&
+        (width + tile_width - 1) / tile_width * ((height + tile_height - 1) / tile_height) > file_bytes / 8)
+      return "OpenEXR tiles of " + std::to_string(tile_width) + "x" + std::to_string(tile_height) + " for " +
+             std::to_string(width) + "x" + std::to_string(height) + " pixels in a file of " + std::to_string(file_bytes) +
+             " bytes";
+    if (!multipart || in_header == 0) return "";
+  }
+}
+
+// An image file opened for reading: the file held open (a regular file, checked), and the
+// chosen still-image reader reading it through the descriptor, so the file read is the file
+// checked.
+struct OpenedImage {
+  InputFile file;
+  std::string given;  // the name the reader was given: the descriptor under /proc
+  std::unique_ptr<OIIO::ImageInput> in;
+};
+
+// `limits` are those the picture is checked against before the library reads a byte of it,
+// where a format allows: a BMP's header is read here first.
+OpenedImage OpenStillImage(const std::string& path, const InputLimits& limits) {
+  ConfigureImageLibrary();
+  OpenedImage opened{InputFile(path), {}, nullptr};
+  opened.given = "/proc/self/fd/" + std::to_string(opened.file.fd());
+  // Headers whose declared sizes the library would trust are checked here first.
+  uint8_t magic[4] = {};
+  const size_t got = opened.file.ReadAt(0, magic, 4);
+  std::string why;
+  if (got >= 2 && magic[0] == 'B' && magic[1] == 'M') why = BmpRefusalForImageLibrary(opened.file, limits);
+  if (got == 4 && magic[0] == 0x76 && magic[1] == 0x2F && magic[2] == 0x31 && magic[3] == 0x01)
+    why = ExrHeaderRefusal(opened.file, limits);
+  if (!why.empty()) Fail(ErrorKind::BadData, path + ": not a readable image (" + why + ")");
+
+  // The extension's format first, then every format that has a signature.
+  std::vector<std::string> candidates;
+  if (std::string hint = FormatForExtension(path); !hint.empty()) candidates.push_back(hint);
+  for (const StillFormat& f : kStillFormats)
+    if (f.by_content && (candidates.empty() || candidates.front() != f.name)) candidates.push_back(f.name);
+
+  LibraryOutputCapture capture;
+  for (const std::string& format : candidates) {
+    auto reader = OIIO::ImageInput::create(format);
+    if (!reader) {
+      OIIO::geterror();  // this build of the library has no such reader
+      continue;
+    }
+    if (!reader->valid_file(opened.given)) {
+      reader->geterror();
+      OIIO::geterror();
+      continue;
+    }
+    // Alpha is a selection here, not a coverage to premultiply by: colour is read as stored.
+    OIIO::ImageSpec config, header;
+    config.attribute("oiio:UnassociatedAlpha", 1);
+    if (!reader->open(opened.given, header, config))
+      Fail(ErrorKind::BadData, path + ": not a readable image (" +
+                                   Reason(reader->geterror(), capture.Text(), opened.given, path) + ")");
+    opened.in = std::move(reader);
+    return opened;
+  }
+  Fail(ErrorKind::BadData, path + ": not a readable image (not " + FormatLabels() + ")");
+}
+
 // The frame geometry of an opened file, validated before any pixel buffer exists.
 struct Layout {
   ImageInfo info;
-  int32_t alpha = -1;              // channel index of alpha, or -1
+  int32_t alpha = -1;               // channel index of alpha, or -1
   std::array<int32_t, 3> colour{};  // channel indices feeding R, G, B
+  int32_t channels_read = 0;        // channels 0..channels_read-1 hold all of them
 };
 
 // Only the geometry and sample types are needed: the light copy leaves names and metadata out.
-Layout CheckLayout(const std::string& path, OIIO::ImageInput& in) {
+Layout CheckLayout(const std::string& path, OIIO::ImageInput& in, const InputLimits& limits) {
   const OIIO::ImageSpec layout = in.spec_dimensions(0);
   if (layout.deep) Fail(ErrorKind::BadData, path + ": deep images are not supported");
   if (layout.depth > 1) Fail(ErrorKind::BadData, path + ": volume images are not supported");
   if (layout.nchannels < 1) Fail(ErrorKind::BadData, path + ": the image has no channels");
   const int64_t w = layout.full_width > 0 ? layout.full_width : layout.width;
   const int64_t h = layout.full_height > 0 ? layout.full_height : layout.height;
-  if (w < 1 || h < 1 || w > kMaxSide || h > kMaxSide || layout.width < 1 || layout.height < 1 ||
-      layout.width > kMaxSide || layout.height > kMaxSide)
-    Fail(ErrorKind::BadData, path + ": image size " + std::to_string(w) + "x" + std::to_string(h) +
-                                 " is outside 1.." + std::to_string(kMaxSide) + " per side");
-  try {
-    PlaneBytes(w, h);
-  } catch (const Error& e) {
-    Fail(ErrorKind::BadData, path + ": " + e.what());
-  }
+  limits.CheckSize(path, w, h);
+  // The stored pixels (the data window) are decoded too, so they are held to the limits as well.
+  if (std::string why = limits.SizeRefusal(layout.width, layout.height); !why.empty())
+    Fail(ErrorKind::BadData, path + ": the stored pixels' " + why);
   Layout l;
   l.info.width = static_cast<int32_t>(w);
   l.info.height = static_cast<int32_t>(h);
@@ -104,28 +402,14 @@ Layout CheckLayout(const std::string& path, OIIO::ImageInput& in) {
   if (layout.alpha_channel >= 0 && layout.alpha_channel < layout.nchannels && layout.nchannels > 1) l.alpha = layout.alpha_channel;
   l.info.has_alpha = l.alpha >= 0;
   std::vector<int32_t> colour;
-  for (int32_t c = 0; c < layout.nchannels; ++c)
+  for (int32_t c = 0; c < layout.nchannels && colour.size() < 3; ++c)
     if (c != l.alpha) colour.push_back(c);
   if (colour.size() >= 3)
     l.colour = {colour[0], colour[1], colour[2]};
   else
     l.colour = {colour[0], colour[0], colour[0]};  // grey
+  l.channels_read = std::max({l.colour[0], l.colour[1], l.colour[2], l.alpha}) + 1;
   return l;
-}
-
-std::unique_ptr<OIIO::ImageInput> OpenInput(const std::string& path) {
-  if (!FileExists(path)) {
-    std::error_code ec;
-    if (fs::is_directory(path, ec)) Fail(ErrorKind::NoInput, "cannot open " + path + ": it is a folder");
-    Fail(ErrorKind::NoInput, "cannot open " + path + ": no such file");
-  }
-  if (::access(path.c_str(), R_OK) != 0) Fail(ErrorKind::NoInput, "cannot open " + path + ": " + std::strerror(errno));
-  // Alpha is a selection here, not a coverage to premultiply by: colour is read as stored.
-  OIIO::ImageSpec config;
-  config.attribute("oiio:UnassociatedAlpha", 1);
-  auto in = OIIO::ImageInput::open(path, &config);
-  if (!in) Fail(ErrorKind::BadData, path + ": not a readable image (" + Reason("") + ")");
-  return in;
 }
 
 inline uint8_t FloatSample(float v) {
@@ -133,6 +417,125 @@ inline uint8_t FloatSample(float v) {
   const double c = v < 0.0f ? 0.0 : (v > 1.0f ? 1.0 : static_cast<double>(v));
   return RoundToByte(c * 255.0);
 }
+
+// Reads the picture row by row in display-window order: `row(y, rgba)` receives rows 0..h-1
+// of the picture, each four channel rows of w samples. Pixels outside the data window are
+// black, transparent when the file has alpha. Reads in bands of rows that keep the buffer a
+// few megabytes for any width, and only the channels that are used.
+template <typename RowFn>
+void ReadRows(const std::string& path, OpenedImage& image, const Layout& l, RowFn&& row) {
+  OIIO::ImageInput& in = *image.in;
+  const OIIO::ImageSpec layout = in.spec_dimensions(0);
+  const int32_t w = l.info.width, h = l.info.height;
+  const int32_t nch = l.channels_read;
+  const bool bytes = layout.format == OIIO::TypeDesc::UINT8 && layout.channelformats.empty();
+  const size_t sample = bytes ? 1 : sizeof(float);
+  const int64_t row_bytes = int64_t{layout.width} * nch * static_cast<int64_t>(sample);
+  int32_t band = static_cast<int32_t>(std::clamp<int64_t>((int64_t{8} << 20) / row_bytes, 1, layout.height));
+  if (layout.tile_height > 0) band = std::max(layout.tile_height, band - band % layout.tile_height);
+  std::vector<uint8_t> buffer(static_cast<size_t>(row_bytes) * static_cast<size_t>(band));
+  std::array<std::vector<uint8_t>, 4> out;
+  for (auto& o : out) o.resize(static_cast<size_t>(w));
+  std::array<uint8_t*, 4> rgba{out[0].data(), out[1].data(), out[2].data(), out[3].data()};
+  const uint8_t outside_alpha = l.info.has_alpha ? 0 : 255;
+  auto blank_row = [&](int32_t y) {
+    for (int c = 0; c < 3; ++c) std::fill(out[c].begin(), out[c].end(), 0);
+    std::fill(out[3].begin(), out[3].end(), outside_alpha);
+    row(y, rgba);
+  };
+
+  LibraryOutputCapture capture;
+  in.geterror();  // whatever the header left behind is not about the pixels
+  const int32_t fx = layout.full_width > 0 ? layout.full_x : layout.x, fy = layout.full_height > 0 ? layout.full_y : layout.y;
+  const int32_t x0 = std::max(layout.x, fx), x1 = std::min(layout.x + layout.width, fx + w);
+  // Rows of the data window that show; the rest of the picture is blank.
+  const int32_t y_first = std::max(layout.y, fy), y_end = std::min(layout.y + layout.height, fy + h);
+  int32_t next = 0;  // next picture row to hand over
+  for (int32_t y = layout.y; y < layout.y + layout.height && y < y_end; y += band) {
+    const int32_t yend = std::min(y + band, layout.y + layout.height);
+    if (yend <= y_first) continue;
+    const OIIO::TypeDesc type = bytes ? OIIO::TypeDesc::UINT8 : OIIO::TypeDesc::FLOAT;
+    // Tiled files are read by whole rows of tiles (bands are tile-aligned); scanline reads
+    // of tiled files are not supported by every reader.
+    const bool read = layout.tile_width > 0
+                          ? in.read_tiles(0, 0, layout.x, layout.x + layout.width, y, yend, layout.z, layout.z + 1, 0, nch,
+                                          type, buffer.data())
+                          : in.read_scanlines(0, 0, y, yend, layout.z, 0, nch, type, buffer.data());
+    // Some readers fill in what is missing from a cut-short file and only record the error.
+    const std::string recorded = in.geterror();
+    if (!read || !recorded.empty())
+      Fail(ErrorKind::BadData, path + ": cannot read the image (" +
+                                   Reason(recorded, capture.Text(), image.given, path) + ")");
+    for (int32_t yy = std::max(y, y_first); yy < std::min(yend, y_end); ++yy) {
+      const int32_t picture_row = yy - fy;
+      while (next < picture_row) blank_row(next++);
+      for (int c = 0; c < 3; ++c) std::fill(out[c].begin(), out[c].end(), 0);
+      std::fill(out[3].begin(), out[3].end(), outside_alpha);
+      const uint8_t* src = buffer.data() + static_cast<size_t>(yy - y) * static_cast<size_t>(row_bytes);
+      for (int32_t xx = x0; xx < x1; ++xx) {
+        const size_t px = static_cast<size_t>(xx - layout.x) * static_cast<size_t>(nch);
+        const size_t col = static_cast<size_t>(xx - fx);
+        if (bytes) {
+          const uint8_t* s = src + px;
+          out[0][col] = s[l.colour[0]];
+          out[1][col] = s[l.colour[1]];
+          out[2][col] = s[l.colour[2]];
+          out[3][col] = l.alpha >= 0 ? s[l.alpha] : 255;
+        } else {
+          const float* s = reinterpret_cast<const float*>(src) + px;
+          out[0][col] = FloatSample(s[l.colour[0]]);
+          out[1][col] = FloatSample(s[l.colour[1]]);
+          out[2][col] = FloatSample(s[l.colour[2]]);
+          out[3][col] = l.alpha >= 0 ? FloatSample(s[l.alpha]) : 255;
+        }
+      }
+      row(next++, rgba);
+    }
+  }
+  while (next < h) blank_row(next++);
+}
+
+// Frame rows of a picture that arrives a row at a time, resampled as ResampleTsaPlane does
+// a plane whose last row and column repeat: frame row y needs picture rows iy and iy + 1,
+// so two rows per channel are all that is kept.
+class StreamingResampler {
+ public:
+  StreamingResampler(int32_t w, int32_t h, std::array<Plane*, 3> dest)
+      : scale_(w, h, dest[0]->width(), dest[0]->height()), dest_(dest) {
+    for (auto& r : rows_) r.assign(2 * static_cast<size_t>(w + 1), 0);
+  }
+
+  // Picture row `y` (0, 1, ... in order), w samples per channel.
+  void Push(int32_t y, const std::array<uint8_t*, 4>& rgba) {
+    const int32_t w = scale_.width;
+    for (int c = 0; c < 3; ++c) {
+      uint8_t* slot = Slot(c, y);
+      std::memcpy(slot, rgba[static_cast<size_t>(c)], static_cast<size_t>(w));
+      slot[w] = slot[w - 1];  // the repeated last column
+    }
+    if (y > 0) Emit(y - 1);
+    if (y == scale_.height - 1) Emit(y);  // the repeated last row: row h is row h - 1
+  }
+
+ private:
+  uint8_t* Slot(int c, int32_t y) { return rows_[static_cast<size_t>(c)].data() + (y & 1) * (scale_.width + 1); }
+
+  // Frame rows whose upper source row is `iy`.
+  void Emit(int32_t iy) {
+    while (next_ < scale_.frame_height) {
+      float dy = 0;
+      if (scale_.SourceRow(next_, dy) != iy) return;
+      const int32_t below = std::min(iy + 1, scale_.height - 1);
+      for (int c = 0; c < 3; ++c) scale_.Row(Slot(c, iy), Slot(c, below), dy, (*dest_[static_cast<size_t>(c)])[next_]);
+      ++next_;
+    }
+  }
+
+  ResampleScale scale_;
+  std::array<Plane*, 3> dest_;
+  std::array<std::vector<uint8_t>, 3> rows_;
+  int32_t next_ = 0;
+};
 
 }  // namespace
 
@@ -243,10 +646,10 @@ std::vector<int64_t> MatchingNumbers(const SequencePattern& pattern, const std::
   std::vector<int64_t> numbers;
   std::error_code ec;
   fs::directory_iterator it(folder.empty() ? fs::path(".") : fs::path(folder), ec);
+  for (fs::directory_iterator end; !ec && it != end; it.increment(ec))
+    if (auto n = local.Match(it->path().filename().string())) numbers.push_back(*n);
   if (ec)
     Fail(ErrorKind::NoInput, "cannot open " + path + ": folder " + (folder.empty() ? "." : folder) + ": " + ec.message());
-  for (const auto& entry : it)
-    if (auto n = local.Match(entry.path().filename().string())) numbers.push_back(*n);
   std::sort(numbers.begin(), numbers.end());
   return numbers;
 }
@@ -257,8 +660,8 @@ void FillFrames(ImageFiles& result, const SequencePattern& pattern, const std::v
                 int32_t max_files, const std::string& what) {
   const int64_t first = numbers.front(), last = numbers.back();
   if (last - first >= max_files)
-    Fail(ErrorKind::Usage, what + " has more than " + std::to_string(max_files) + " frames (numbers " +
-                               std::to_string(first) + " to " + std::to_string(last) + ")");
+    Fail(ErrorKind::BadData, what + " has more than " + std::to_string(max_files) + " frames (numbers " +
+                                 std::to_string(first) + " to " + std::to_string(last) + "; --max-frames)");
   result.pattern = pattern;
   result.first_number = first;
   size_t next = 0;
@@ -278,30 +681,32 @@ void FillFrames(ImageFiles& result, const SequencePattern& pattern, const std::v
 
 ImageFiles ResolveImageFiles(const std::string& path, int32_t max_files) {
   ImageFiles result;
-  if (auto pattern = ParseSequencePattern(path)) {
+  // A file of exactly this name is that file, "#" or "%d" in its name or not.
+  std::optional<SequencePattern> pattern;
+  if (!FileExists(path)) pattern = ParseSequencePattern(path);
+  if (pattern) {
     const std::vector<int64_t> numbers = MatchingNumbers(*pattern, path);
     if (numbers.empty()) Fail(ErrorKind::NoInput, "cannot open " + path + ": no file matches the pattern");
     FillFrames(result, *pattern, numbers, max_files, path);
+    if (const auto why = NotAnInputFile(result.files.front()))
+      Fail(ErrorKind::NoInput, "cannot open " + result.files.front() + ": " + *why);
     return result;
   }
-  if (!FileExists(path)) {
-    std::error_code ec;
-    Fail(ErrorKind::NoInput, "cannot open " + path + ": " + (fs::is_directory(path, ec) ? "it is a folder" : "no such file"));
-  }
+  if (const auto why = NotAnInputFile(path)) Fail(ErrorKind::NoInput, "cannot open " + path + ": " + *why);
   result.files.push_back(path);
   // A stem ending in digits names the first file of a sequence when the next number exists,
   // or, when the number is padded to three digits or more (no word ends that way), when any
   // later number does: a missing second file is then a gap, not the end of the sequence.
   const auto numbered = NumberedFile(path);
   if (!numbered) return result;
-  const auto& [pattern, first] = *numbered;
-  const bool next_exists = FileExists(pattern.FileName(first + 1));
-  if (!next_exists && pattern.digits < 3) return result;
-  std::vector<int64_t> numbers = MatchingNumbers(pattern, path);
+  const auto& [next_pattern, first] = *numbered;
+  const bool next_exists = FileExists(next_pattern.FileName(first + 1));
+  if (!next_exists && next_pattern.digits < 3) return result;
+  std::vector<int64_t> numbers = MatchingNumbers(next_pattern, path);
   numbers.erase(numbers.begin(), std::lower_bound(numbers.begin(), numbers.end(), first));
   if (numbers.size() < 2 || numbers.front() != first) return result;
   result.files.clear();
-  FillFrames(result, pattern, numbers, max_files, pattern.Text());
+  FillFrames(result, next_pattern, numbers, max_files, next_pattern.Text());
   return result;
 }
 
@@ -315,14 +720,30 @@ std::string GapText(const SequencePattern& pattern, const std::vector<int64_t>& 
 
 // ---- reading ----
 
+std::vector<std::string> StillImageFormats() {
+  ConfigureImageLibrary();
+  const std::string inputs(OIIO::get_string_attribute("input_format_list"));  // "bmp,cineon,..."
+  std::vector<std::string> formats;
+  for (const StillFormat& f : kStillFormats) {
+    const std::string_view name = f.name;
+    for (size_t at = inputs.find(name); at != std::string::npos; at = inputs.find(name, at + 1)) {
+      const size_t end = at + name.size();
+      if ((at == 0 || inputs[at - 1] == ',') && (end == inputs.size() || inputs[end] == ',')) {
+        formats.emplace_back(name);
+        break;
+      }
+    }
+  }
+  return formats;
+}
+
 bool IsReadableImage(const std::string& path) {
-  if (!FileExists(path)) return false;
-  auto in = OIIO::ImageInput::open(path);
-  if (!in) {
-    OIIO::geterror();  // clear the reason, nobody asked for it
+  try {
+    OpenStillImage(path, InputLimits{});
+    return true;
+  } catch (const Error&) {
     return false;
   }
-  return true;
 }
 
 bool IsWritableImagePath(const std::string& path) {
@@ -335,86 +756,55 @@ bool IsWritableImagePath(const std::string& path) {
   return true;
 }
 
-ImageInfo ProbeImage(const std::string& path) {
-  auto in = OpenInput(path);
-  ImageInfo info = CheckLayout(path, *in).info;
-  const OIIO::ImageSpec& header = in->spec();
+ImageInfo ProbeImage(const std::string& path, const InputLimits& limits) {
+  OpenedImage image = OpenStillImage(path, limits);
+  ImageInfo info = CheckLayout(path, *image.in, limits).info;
+  const OIIO::ImageSpec& header = image.in->spec();
   info.sample_type = header.channelformats.empty() ? std::string(header.format.c_str()) : "mixed";
   info.bits = header.get_int_attribute("oiio:BitsPerSample", static_cast<int>(header.format.size() * 8));
   info.colour_space = header.get_string_attribute("oiio:ColorSpace");
   return info;
 }
 
-ImageInfo ReadImage(const std::string& path, RgbaPlanes& out, const ImageInfo* expect) {
-  auto in = OpenInput(path);
-  const Layout l = CheckLayout(path, *in);
+ImageInfo ReadImage(const std::string& path, RgbaPlanes& out, const ImageInfo* expect, const InputLimits& limits) {
+  OpenedImage image = OpenStillImage(path, limits);
+  const Layout l = CheckLayout(path, *image.in, limits);
   const int32_t w = l.info.width, h = l.info.height;
   if (expect && (expect->width != w || expect->height != h))
     Fail(ErrorKind::BadData, path + ": frame size " + std::to_string(w) + "x" + std::to_string(h) +
                                  " differs from the first frame's " + std::to_string(expect->width) + "x" +
                                  std::to_string(expect->height));
-  const OIIO::ImageSpec layout = in->spec_dimensions(0);
-  const int32_t nch = layout.nchannels;
-  const bool bytes = layout.format == OIIO::TypeDesc::UINT8 && layout.channelformats.empty();
-  const size_t sample = bytes ? 1 : sizeof(float);
-  // Read in bands of rows so that the buffer stays a few megabytes for any width.
-  const int64_t row_bytes = int64_t{layout.width} * nch * static_cast<int64_t>(sample);
-  int32_t band = static_cast<int32_t>(std::clamp<int64_t>((int64_t{8} << 20) / row_bytes, 1, layout.height));
-  if (layout.tile_height > 0) band = std::max(layout.tile_height, band - band % layout.tile_height);
-  std::vector<uint8_t> buffer(static_cast<size_t>(row_bytes) * static_cast<size_t>(band));
-
   for (auto& p : out) p.EnsureSize(w, h);
-  out[0].Fill(0);
-  out[1].Fill(0);
-  out[2].Fill(0);
-  out[3].Fill(l.info.has_alpha ? 0 : 255);  // outside the data window: transparent only if the file has alpha
-
-  in->geterror();  // whatever the header left behind is not about the pixels
-  const int32_t fx = layout.full_width > 0 ? layout.full_x : layout.x, fy = layout.full_height > 0 ? layout.full_y : layout.y;
-  const int32_t x0 = std::max(layout.x, fx), x1 = std::min(layout.x + layout.width, fx + w);
-  for (int32_t y = layout.y; y < layout.y + layout.height; y += band) {
-    const int32_t yend = std::min(y + band, layout.y + layout.height);
-    const OIIO::TypeDesc type = bytes ? OIIO::TypeDesc::UINT8 : OIIO::TypeDesc::FLOAT;
-    // Tiled files are read by whole rows of tiles (bands are tile-aligned); scanline reads
-    // of tiled files are not supported by every reader.
-    const bool read = layout.tile_width > 0
-                          ? in->read_tiles(0, 0, layout.x, layout.x + layout.width, y, yend, layout.z, layout.z + 1, 0, nch, type,
-                                           buffer.data())
-                          : in->read_scanlines(0, 0, y, yend, layout.z, 0, nch, type, buffer.data());
-    // Some readers fill in what is missing from a cut-short file and only record the error.
-    const std::string recorded = in->geterror();
-    if (!read || !recorded.empty())
-      Fail(ErrorKind::BadData, path + ": cannot read the image (" + Reason(recorded) + ")");
-    for (int32_t yy = std::max(y, fy); yy < std::min(yend, fy + h); ++yy) {
-      const int32_t row = yy - fy;
-      uint8_t* dst[4] = {out[0][row], out[1][row], out[2][row], out[3][row]};
-      const uint8_t* src = buffer.data() + static_cast<size_t>(yy - y) * static_cast<size_t>(row_bytes);
-      for (int32_t xx = x0; xx < x1; ++xx) {
-        const size_t px = static_cast<size_t>(xx - layout.x) * static_cast<size_t>(nch);
-        const int32_t col = xx - fx;
-        if (bytes) {
-          const uint8_t* s = src + px;
-          dst[0][col] = s[l.colour[0]];
-          dst[1][col] = s[l.colour[1]];
-          dst[2][col] = s[l.colour[2]];
-          dst[3][col] = l.alpha >= 0 ? s[l.alpha] : 255;
-        } else {
-          const float* s = reinterpret_cast<const float*>(src) + px;
-          dst[0][col] = FloatSample(s[l.colour[0]]);
-          dst[1][col] = FloatSample(s[l.colour[1]]);
-          dst[2][col] = FloatSample(s[l.colour[2]]);
-          dst[3][col] = l.alpha >= 0 ? FloatSample(s[l.alpha]) : 255;
-        }
-      }
-    }
-  }
+  ReadRows(path, image, l, [&](int32_t y, const std::array<uint8_t*, 4>& rgba) {
+    for (size_t c = 0; c < 4; ++c) std::memcpy(out[c][y], rgba[c], static_cast<size_t>(w));
+  });
   for (auto& p : out) ReplicateEdges(p);
   return l.info;
 }
 
-Plane ReadGreyImage(const std::string& path) {
+ImageInfo ReadImageScaled(const std::string& path, int32_t frame_width, int32_t frame_height, Plane& r, Plane& g,
+                          Plane& b, const InputLimits& limits) {
+  const int64_t budget = limits.SwapBudget(frame_width, frame_height);
+  InputLimits before_reading = limits;
+  before_reading.max_pixels = budget;
+  OpenedImage image = OpenStillImage(path, before_reading);
+  const Layout l = CheckLayout(path, *image.in, limits);
+  const int64_t pixels = int64_t{l.info.width} * l.info.height;
+  if (pixels > budget)
+    Fail(ErrorKind::BadData, path + ": image size " + std::to_string(l.info.width) + "x" + std::to_string(l.info.height) +
+                                 " is too large for a second image of a " + std::to_string(frame_width) + "x" +
+                                 std::to_string(frame_height) + " frame (at most " + std::to_string(budget) +
+                                 " pixels; scale it down first)");
+  for (Plane* p : {&r, &g, &b}) p->EnsureSize(frame_width, frame_height);
+  StreamingResampler resampler(l.info.width, l.info.height, {&r, &g, &b});
+  ReadRows(path, image, l, [&](int32_t y, const std::array<uint8_t*, 4>& rgba) { resampler.Push(y, rgba); });
+  for (Plane* p : {&r, &g, &b}) ReplicateEdges(*p);
+  return l.info;
+}
+
+Plane ReadGreyImage(const std::string& path, const InputLimits& limits) {
   RgbaPlanes planes;
-  const ImageInfo info = ReadImage(path, planes);
+  const ImageInfo info = ReadImage(path, planes, nullptr, limits);
   const int32_t colour_channels = info.channels - (info.has_alpha ? 1 : 0);
   if (colour_channels < 3) return std::move(planes[0]);
   Plane grey = Plane::Uninitialized(info.width, info.height);
@@ -445,6 +835,9 @@ OIIO::TypeDesc StoredType(const std::string& path, SampleType type) {
 
 void SetWriteAttributes(const std::string& path, OIIO::ImageSpec& layout, const ImageWriteOptions& options) {
   if (options.quality > 0) layout.attribute("CompressionQuality", options.quality);
+  // Renders write many frames: PNG deflates at level 1 unless asked otherwise, several times
+  // faster than the writer's 6 for files a little larger.
+  if (options.compression.empty() && LowerExtension(path) == ".png") layout.attribute("png:compressionLevel", 1);
   if (options.compression.empty()) return;
   const size_t colon = options.compression.find(':');
   const std::string name = options.compression.substr(0, colon);
@@ -520,7 +913,9 @@ void ImageFileWriter::Write(const std::string& path, const Plane& r, const Plane
   }
 
   const size_t n = static_cast<size_t>(w) * static_cast<size_t>(h) * static_cast<size_t>(nch);
-  pixels_.resize(n);
+  // The library's HEIF writer copies whole padded rows of its own, reading past the last row
+  // it is given; the slack keeps that read inside the buffer.
+  pixels_.resize(n + kWriterSlack);
   for (int32_t y = 0; y < h; ++y) {
     uint8_t* dst = pixels_.data() + static_cast<size_t>(y) * static_cast<size_t>(w) * static_cast<size_t>(nch);
     const uint8_t *pr = r[y], *pg = g[y], *pb = b[y], *pa = alpha ? (*a)[y] : nullptr;
@@ -534,11 +929,13 @@ void ImageFileWriter::Write(const std::string& path, const Plane& r, const Plane
 
   const std::string temp = ClaimTempName(path);
   pending_.push_back({temp, path});
+  LibraryOutputCapture capture;
   if (!out->open(temp, layout))
-    Fail(ErrorKind::CantCreate, "cannot create " + path + ": " + Reason(out->geterror()));
+    Fail(ErrorKind::CantCreate, "cannot create " + path + ": " + Reason(out->geterror(), capture.Text(), temp, path));
   const bool wrote = out->write_image(OIIO::TypeDesc::UINT8, pixels_.data());
   const bool closed = out->close();
-  if (!wrote || !closed) Fail(ErrorKind::IoError, "cannot write " + path + ": " + Reason(out->geterror()));
+  if (!wrote || !closed)
+    Fail(ErrorKind::IoError, "cannot write " + path + ": " + Reason(out->geterror(), capture.Text(), temp, path));
   SyncFile(temp, path);
 }
 

@@ -1,6 +1,15 @@
 #pragma once
-// Image files and numbered image sequences, in every format the image library reads or
-// writes (PNG, EXR, TIFF, JPEG, BMP, ...), converted to and from 8-bit planes.
+// Image files and numbered image sequences in the still-image formats of the image library
+// (PNG, JPEG, TIFF, OpenEXR, BMP, Targa, DPX, Cineon, PNM, HDR, WebP, HEIF), converted to and
+// from 8-bit planes.
+//
+// Reading trusts nothing in the file: only regular files are opened (a pipe or a device is
+// refused at once), the format is recognised by the file's contents and must be one of the
+// still-image formats above before the library reads anything (its video, camera-raw,
+// medical and volume readers are never used, and the file name's extension is only a hint),
+// BMP headers are checked before the library sees them, and declared sizes are checked
+// against the InputLimits before any pixel memory exists. The library's own messages
+// become part of one message of ours.
 //
 // Reading: samples deeper than 8 bits are clamped to 0..1, scaled to 0..255 and rounded
 // half to even; alpha comes from the file when it has an alpha channel, else 255; the
@@ -19,6 +28,7 @@
 #include <vector>
 
 #include "core/plane.h"
+#include "media/input_limits.h"
 
 namespace tessfx {
 
@@ -68,9 +78,10 @@ struct ImageFiles {
 // Resolves an input path: a pattern covers the matching files from the lowest number to the
 // highest. A file whose stem ends in digits starts a sequence when the next number exists,
 // or, for numbers of three or more digits, when any higher number exists; the sequence then
-// runs to the highest number. Any other file is a single image. Numbers missing in between
-// are listed as gaps. At most `max_files` frames are accepted (a usage Error names the
-// pattern beyond that); no match or a missing file throws NoInput.
+// runs to the highest number. Any other file is a single image, and so is a file that exists
+// under the very name given, even when its name holds "#" or "%d". Numbers missing in between
+// are listed as gaps. At most `max_files` frames are accepted (a data Error names the pattern
+// beyond that); no match, a missing file or anything but a regular file throws NoInput.
 ImageFiles ResolveImageFiles(const std::string& path, int32_t max_files);
 
 // "f.0003.png is missing" or "f.0003.png and 4 more files are missing (3,7-10)".
@@ -87,13 +98,17 @@ struct ImageInfo {
   std::string colour_space;  // as the file states it ("sRGB", "Linear"); empty when it states none
 };
 
-// True when some reader recognises the file (by its contents, not only its extension).
+// The still-image formats read, by the library's names ("png", "jpeg", ...), those this
+// build of the library lacks left out.
+std::vector<std::string> StillImageFormats();
+
+// True when the file is an image in one of the still-image formats.
 bool IsReadableImage(const std::string& path);
 // True when a writer exists for the path's extension.
 bool IsWritableImagePath(const std::string& path);
 
-// Header of an image file, checked against the frame limits. Throws an Error naming the file.
-ImageInfo ProbeImage(const std::string& path);
+// Header of an image file, checked against the limits. Throws an Error naming the file.
+ImageInfo ProbeImage(const std::string& path, const InputLimits& limits = {});
 
 // How frames are written to image files. Defaults keep each format's usual depth: half
 // floats for OpenEXR, floats for Radiance HDR, 8 bits for the others.
@@ -116,12 +131,22 @@ void CheckImageWriteOptions(const std::string& path, const ImageWriteOptions& op
 using RgbaPlanes = std::array<Plane, 4>;
 
 // Reads an image into planes of its size. When `expect` is given the file must have that
-// frame size, else a BadData Error naming the file says so. Returns the file's header.
-ImageInfo ReadImage(const std::string& path, RgbaPlanes& out, const ImageInfo* expect = nullptr);
+// frame size, else a BadData Error naming the file says so (before anything is allocated).
+// Returns the file's header.
+ImageInfo ReadImage(const std::string& path, RgbaPlanes& out, const ImageInfo* expect = nullptr,
+                    const InputLimits& limits = {});
+
+// Reads an image scaled to a frame of frame_width x frame_height into r, g, b as the swap
+// source resamples (ResampleTsaPlane: bilinear, the picture's last row and column repeated
+// beyond it); the extra row and column of the results repeat the last ones. The picture
+// streams through a few rows at a time, so memory does not grow with its size; one of more
+// pixels than the limits' swap budget for the frame is refused before reading.
+ImageInfo ReadImageScaled(const std::string& path, int32_t frame_width, int32_t frame_height, Plane& r, Plane& g,
+                          Plane& b, const InputLimits& limits = {});
 
 // Reads an image as one grey plane: the single channel of a grey image, else the luma of
 // its colour channels (0.299 R + 0.587 G + 0.114 B), alpha ignored.
-Plane ReadGreyImage(const std::string& path);
+Plane ReadGreyImage(const std::string& path, const InputLimits& limits = {});
 
 // Writes image files under temporary names (same folder, same extension) and renames them
 // all into place on Commit, so a failure part-way leaves no new or damaged file behind.

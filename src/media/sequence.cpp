@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "core/convert.h"
+#include "core/error.h"
 
 namespace tessfx {
 namespace {
@@ -27,7 +28,10 @@ int16_t SequenceStartNumber(const std::string& nameNoExt) {
   double value = 0;
   for (size_t i = nameNoExt.size() - run; i < nameNoExt.size(); ++i) {
     value = value * 10 + (nameNoExt[i] - '0');
-    if (value > 32767) break;  // already past what the number can hold; the rest only grows it
+    // Clamping would name another file (take40000 would start at take32767).
+    if (value > 32767)
+      Fail(ErrorKind::BadData, "its number " + nameNoExt.substr(nameNoExt.size() - run) +
+                                   " is beyond 32767, the highest number a sequence can start from");
   }
   return RoundHalfEven16(value);
 }
@@ -53,7 +57,11 @@ std::optional<std::string> SequenceFrameFileName(const SequenceSettings& setting
 SequenceSettings SequenceFromFirstFile(const std::string& path) {
   const std::string stem = StripExtension(path);
   SequenceSettings s;
-  s.start_number = SequenceStartNumber(stem);
+  try {
+    s.start_number = SequenceStartNumber(stem);
+  } catch (const Error& e) {
+    Fail(e.kind(), path + ": " + e.what());
+  }
   s.digit_count = SequenceDigitCount(stem);
   s.base_name = StripTrailingDigits(stem);
   return s;

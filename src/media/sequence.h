@@ -20,7 +20,7 @@ struct SequenceSettings {
 std::string StripExtension(const std::string& name);
 
 // The run of '0'..'9' at the end of a name without extension. Names of one character or
-// none have no run. The number saturates at 32767.
+// none have no run. A number beyond 32767 is refused (BadData), never clamped.
 int16_t SequenceStartNumber(const std::string& nameNoExt);
 int16_t SequenceDigitCount(const std::string& nameNoExt);
 std::string StripTrailingDigits(const std::string& nameNoExt);
@@ -29,7 +29,8 @@ std::string StripTrailingDigits(const std::string& nameNoExt);
 // (zero-padded; larger numbers written in full), ".bmp". nullopt without a base name.
 std::optional<std::string> SequenceFrameFileName(const SequenceSettings& settings, int32_t frame);
 
-// The settings for a sequence whose first file `path` names.
+// The settings for a sequence whose first file `path` names; a number beyond 32767 in the
+// name is refused with a message naming the file.
 SequenceSettings SequenceFromFirstFile(const std::string& path);
 
 // Asks for the first file of a sequence; a cancelled dialog gives an empty base name.

@@ -66,6 +66,12 @@ void ScenePixel(double x, double y, double w, double h, double t, double& cr, do
     Over(cr, cg, cb, 30, 30, 40, 1.0);
 }
 
+// 0 below e0, 1 above e1, smooth between.
+double SmoothStep(double e0, double e1, double v) {
+  const double k = std::clamp((v - e0) / (e1 - e0), 0.0, 1.0);
+  return k * k * (3 - 2 * k);
+}
+
 uint32_t Mix(uint32_t a, uint32_t b, uint32_t c, uint32_t d) {
   uint64_t h = (uint64_t{a} * 0x9E3779B97F4A7C15ull) ^ (uint64_t{b} * 0xC2B2AE3D27D4EB4Full) ^
                (uint64_t{c} * 0x165667B19E3779F9ull) ^ (uint64_t{d} * 0x27D4EB2F165667C5ull);
@@ -77,6 +83,61 @@ uint32_t Mix(uint32_t a, uint32_t b, uint32_t c, uint32_t d) {
 
 }  // namespace
 
+PlateLayer GreenScreenSubject(double x, double y, double w, double h, double t) {
+  const double s = std::min(w, h);
+  const double cx = w * (0.5 + 0.1 * std::sin(2 * M_PI * t)), lean = 0.04 * s * std::sin(2 * M_PI * t + 0.6);
+  PlateLayer out;
+  auto paint = [&out](double r, double g, double b, double a) {
+    // Straight colour under coverage: a layer over what is already there.
+    const double total = a + out.a * (1 - a);
+    if (total <= 0) return;
+    out.r = (r * a + out.r * out.a * (1 - a)) / total;
+    out.g = (g * a + out.g * out.a * (1 - a)) / total;
+    out.b = (b * a + out.b * out.a * (1 - a)) / total;
+    out.a = total;
+  };
+  // Shoulders and a dark red jacket, lit from the left, with a white collar; edges a little
+  // soft, as a lens and motion leave them.
+  const double body_y = 0.98 * h, body_rx = 0.3 * s, body_ry = 0.36 * h;
+  const double bx = (x - cx - lean * 0.5) / body_rx, by = (y - body_y) / body_ry;
+  const double body = (std::hypot(bx, by) - 1) * std::min(body_rx, body_ry);
+  const double light = 0.75 + 0.25 * std::clamp(-bx, -1.0, 1.0);
+  paint(150 * light, 38 * light, 48 * light, std::clamp(0.5 - body / 1.5, 0.0, 1.0));
+  const double collar = std::max(std::fabs(x - cx - lean * 0.5) - 0.06 * s + 0.5 * (y - 0.66 * h), 0.64 * h - y);
+  if (body < 0) paint(235, 232, 225, std::clamp(0.5 - collar, 0.0, 1.0) * std::clamp(0.5 - body, 0.0, 1.0));
+  // Hair behind the face: a dark bob over the top and sides of the head whose rim thins out
+  // into wisps, so that its coverage falls off over several pixels, fractional between them.
+  const double hx = cx + lean, hy = 0.4 * h, hrx = 0.085 * s, hry = 0.115 * s;
+  const double dx = (x - hx) / (1.28 * hrx), dy = (y - hy + 0.12 * hry) / (1.08 * hry);
+  const double rim = (std::hypot(dx, dy) - 1) * hrx;  // pixels outside the bob's outline
+  const double angle = std::atan2(dy, dx);
+  // Strands curling across the rim rather than standing out of it.
+  const double wisps = 0.5 + 0.5 * std::sin(angle * 55 + rim * 0.9 + 3 * std::sin(angle * 11));
+  const double fringe = 0.028 * s;
+  const double thinning = 1 - SmoothStep(-0.7 * fringe, fringe, rim);
+  const double below = SmoothStep(hy + 0.1 * hry, hy + 0.5 * hry, y);  // the bob ends at the jaw
+  const double sheen = 1 + 0.25 * std::clamp(1 - std::hypot(dx + 0.3, dy + 0.5), 0.0, 1.0);
+  paint(66 * sheen, 44 * sheen, 32 * sheen,
+        thinning * (1 - 0.4 * wisps * SmoothStep(-0.7 * fringe, 0, rim)) * (1 - below));
+  // Neck and face, skin, rounder shading towards the edges.
+  const double neck = std::max(std::fabs(x - hx + 0.3 * lean) - 0.04 * s, std::fabs(y - 0.58 * h) - 0.08 * h);
+  const double face = (std::hypot((x - hx) / hrx, (y - hy) / hry) - 1) * hrx;
+  const double shade = 0.8 + 0.2 * std::clamp(1 - std::hypot((x - hx) / hrx, (y - hy) / hry), 0.0, 1.0);
+  paint(222 * shade, 168 * shade, 138 * shade, std::clamp(0.5 - std::min(neck, face), 0.0, 1.0));
+  // A fringe over the forehead.
+  const double bangs = (std::hypot((x - hx) / hrx, (y - hy + 0.55 * hry) / (0.5 * hry)) - 1) * hrx;
+  paint(66, 44, 32, std::clamp(0.5 - bangs / 1.5, 0.0, 1.0));
+  return out;
+}
+
+PlateLayer GreenScreenBackdrop(double x, double y, double w, double h, uint32_t grain) {
+  // Brightest in the middle, falling off towards the corners, a little warmer below.
+  const double u = x / std::max(1.0, w) - 0.5, v = y / std::max(1.0, h) - 0.45;
+  const double falloff = std::clamp(1 - 1.4 * (u * u + v * v), 0.0, 1.0);
+  const double noise = static_cast<double>(grain & 0xFF) / 255.0 - 0.5, noise2 = ((grain >> 8) & 0xFF) / 255.0 - 0.5;
+  return {30 + 8 * v + 4 * noise2, 165 + 30 * falloff + 8 * noise, 55 + 6 * v + 4 * noise2, 1.0};
+}
+
 std::optional<Pattern> ParsePattern(const std::string& name) {
   if (name == "gradient") return Pattern::Gradient;
   if (name == "bars") return Pattern::Bars;
@@ -84,6 +145,7 @@ std::optional<Pattern> ParsePattern(const std::string& name) {
   if (name == "noise") return Pattern::Noise;
   if (name == "circles") return Pattern::Circles;
   if (name == "scene") return Pattern::Scene;
+  if (name == "greenscreen") return Pattern::GreenScreen;
   return std::nullopt;
 }
 
@@ -95,6 +157,7 @@ const char* PatternName(Pattern p) {
     case Pattern::Noise: return "noise";
     case Pattern::Circles: return "circles";
     case Pattern::Scene: return "scene";
+    case Pattern::GreenScreen: return "greenscreen";
   }
   return "?";
 }
@@ -149,6 +212,15 @@ void DrawPattern(Pattern p, uint32_t seed, int32_t frame, int32_t frames, Plane&
         case Pattern::Scene:
           ScenePixel(x, y, w, h, t, cr, cg, cb);
           break;
+        case Pattern::GreenScreen: {
+          const PlateLayer subject = GreenScreenSubject(x, y, w, h, t);
+          const PlateLayer screen = GreenScreenBackdrop(
+              x, y, w, h, Mix(seed, static_cast<uint32_t>(frame), static_cast<uint32_t>(x), static_cast<uint32_t>(y)));
+          cr = subject.r * subject.a + screen.r * (1 - subject.a);
+          cg = subject.g * subject.a + screen.g * (1 - subject.a);
+          cb = subject.b * subject.a + screen.b * (1 - subject.a);
+          break;
+        }
         case Pattern::Circles: {
           cr = 20 + 30 * v;
           cg = 24 + 30 * v;

@@ -1,5 +1,6 @@
 #include "media/tsa.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 
@@ -21,8 +22,9 @@ void StoreLE32(uint8_t* p, int32_t v) {
   p[3] = (u >> 24) & 0xFF;
 }
 
-// Reads and checks the 20-byte header; `require_data` also checks the file holds every plane.
-TsaHeader ReadHeader(const InputFile& file, bool* magic_ok) {
+// Reads and checks the 20-byte header and that the file holds every plane it promises.
+// With `magic_ok`, a wrong magic is reported there instead of thrown.
+TsaHeader ReadHeader(const InputFile& file, bool* magic_ok, const InputLimits& limits = {}) {
   uint8_t raw[kTsaHeaderBytes];
   size_t got = file.ReadAt(0, raw, sizeof raw);
   if (got < 4 || static_cast<uint32_t>(LoadLE32(raw)) != kTsaMagic) {
@@ -39,13 +41,8 @@ TsaHeader ReadHeader(const InputFile& file, bool* magic_ok) {
   h.width = LoadLE32(raw + 8);
   h.height = LoadLE32(raw + 12);
   h.frames = LoadLE32(raw + 16);
-  if (h.width < 1 || h.height < 1 || h.width > kMaxSide || h.height > kMaxSide)
-    Fail(ErrorKind::BadData, file.path() + ": frame size " + std::to_string(h.width) + "x" + std::to_string(h.height) +
-                                 " is not valid");
-  PlaneBytes(h.width, h.height);  // refuses planes that cannot be held
-  if (h.frames < 1 || h.frames > kMaxFrames)
-    Fail(ErrorKind::BadData, file.path() + ": frame count " + std::to_string(h.frames) + " is outside 1.." +
-                                 std::to_string(kMaxFrames));
+  limits.CheckSize(file.path(), h.width, h.height);
+  limits.CheckFrames(file.path(), h.frames);
   const int64_t need = h.FileBytes();
   const int64_t have = file.Size();
   if (have < need)
@@ -56,7 +53,8 @@ TsaHeader ReadHeader(const InputFile& file, bool* magic_ok) {
 
 }  // namespace
 
-TsaReader::TsaReader(const std::string& path) : file_(path), header_(ReadHeader(file_, nullptr)) {}
+TsaReader::TsaReader(const std::string& path, const InputLimits& limits)
+    : file_(path), header_(ReadHeader(file_, nullptr, limits)) {}
 
 void TsaReader::ReadPlane(int32_t frame, Channel c, Plane& dest) const {
   if (frame < 0 || frame >= header_.frames)
@@ -97,6 +95,30 @@ void TsaWriter::WritePlane(int32_t frame, Channel c, const Plane& plane) {
   out_.WriteAt(header_.PlaneOffset(frame, c), plane.data(), plane.size());
 }
 
+ResampleScale::ResampleScale(int32_t w, int32_t h, int32_t fw, int32_t fh)
+    : width(w), height(h), frame_width(fw), frame_height(fh),
+      sx(static_cast<float>(1.0 / (static_cast<double>(fw) / w))),
+      sy(static_cast<float>(1.0 / (static_cast<double>(fh) / h))) {}
+
+int32_t ResampleScale::SourceRow(int32_t y, float& dy) const {
+  const float fy = static_cast<float>(y * static_cast<double>(sy));
+  const int32_t iy = FloorToInt(fy);
+  dy = fy - static_cast<float>(iy);
+  return std::min(iy, height - 1);  // float rounding may not push past the stored extra row
+}
+
+void ResampleScale::Row(const uint8_t* row0, const uint8_t* row1, float dy, uint8_t* out) const {
+  for (int32_t x = 0; x < frame_width; ++x) {
+    const float fx = static_cast<float>(x * static_cast<double>(sx));
+    int32_t ix = FloorToInt(fx);
+    const float dx = fx - static_cast<float>(ix);
+    ix = std::min(ix, width - 1);
+    const float a = row0[ix], b = row0[ix + 1], c = row1[ix], d = row1[ix + 1];
+    const float v = (a * (1 - dx) + b * dx) * (1 - dy) + (c * (1 - dx) + d * dx) * dy;
+    out[x] = RoundToByteF(v);
+  }
+}
+
 void ResampleTsaPlane(const Plane& src, Plane& dest, int32_t fw, int32_t fh) {
   const int32_t w = src.width();
   const int32_t h = src.height();
@@ -105,25 +127,11 @@ void ResampleTsaPlane(const Plane& src, Plane& dest, int32_t fw, int32_t fh) {
     for (int32_t y = 0; y < fh; ++y) std::memcpy(dest[y], src[y], static_cast<size_t>(fw));
     return;
   }
-  const float sx = static_cast<float>(1.0 / (static_cast<double>(fw) / w));
-  const float sy = static_cast<float>(1.0 / (static_cast<double>(fh) / h));
+  const ResampleScale scale(w, h, fw, fh);
   for (int32_t y = 0; y < fh; ++y) {
-    const float fy = static_cast<float>(y * static_cast<double>(sy));
-    int32_t iy = FloorToInt(fy);
-    const float dy = fy - static_cast<float>(iy);
-    iy = std::min(iy, h - 1);  // float rounding may not push past the stored extra row
-    const uint8_t* row0 = src[iy];
-    const uint8_t* row1 = src[iy + 1];
-    uint8_t* out = dest[y];
-    for (int32_t x = 0; x < fw; ++x) {
-      const float fx = static_cast<float>(x * static_cast<double>(sx));
-      int32_t ix = FloorToInt(fx);
-      const float dx = fx - static_cast<float>(ix);
-      ix = std::min(ix, w - 1);
-      const float a = row0[ix], b = row0[ix + 1], c = row1[ix], d = row1[ix + 1];
-      const float v = (a * (1 - dx) + b * dx) * (1 - dy) + (c * (1 - dx) + d * dx) * dy;
-      out[x] = RoundToByteF(v);
-    }
+    float dy = 0;
+    const int32_t iy = scale.SourceRow(y, dy);
+    scale.Row(src[iy], src[iy + 1], dy, dest[y]);
   }
 }
 

@@ -10,12 +10,12 @@
 
 #include "core/plane.h"
 #include "media/file_util.h"
+#include "media/input_limits.h"
 
 namespace tessfx {
 
 inline constexpr uint32_t kTsaMagic = 0x31415354;  // "TSA1" read as a little-endian word
 inline constexpr int64_t kTsaHeaderBytes = 20;
-inline constexpr int32_t kMaxFrames = 10000;
 
 struct TsaHeader {
   int32_t header_word = 0;
@@ -35,7 +35,7 @@ struct TsaHeader {
 // the data is all there) before allocating anything; every failure is an Error naming the file.
 class TsaReader {
  public:
-  explicit TsaReader(const std::string& path);
+  explicit TsaReader(const std::string& path, const InputLimits& limits = {});
   const TsaHeader& header() const { return header_; }
   // Reads frame's channel plane into `dest` (resized to W x H if needed).
   void ReadPlane(int32_t frame, Channel c, Plane& dest) const;
@@ -65,6 +65,18 @@ class TsaWriter {
 // column) to a frame of fw x fh pixels, as the external swap source does it: scale factors
 // and fractions in single precision, halves rounded to even. Equal sizes copy exactly.
 void ResampleTsaPlane(const Plane& src, Plane& dest, int32_t fw, int32_t fh);
+
+// The steps of that resampling, for pictures that arrive a row at a time: the scale of a
+// w x h picture to a fw x fh frame, the source row (and fraction) of a frame row, and one
+// frame row from source rows iy and iy + 1 (each w + 1 samples, the extra column included).
+struct ResampleScale {
+  ResampleScale(int32_t w, int32_t h, int32_t fw, int32_t fh);
+  int32_t SourceRow(int32_t y, float& dy) const;
+  void Row(const uint8_t* row0, const uint8_t* row1, float dy, uint8_t* out) const;
+
+  int32_t width, height, frame_width, frame_height;
+  float sx, sy;
+};
 
 // An animation file used as the external swap source. The file is opened and checked once
 // and stays open; each frame costs three positioned reads into buffers sized at open time.

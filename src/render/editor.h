@@ -15,7 +15,9 @@
 #include "keys/key_channels.h"
 #include "media/dialogs.h"
 #include "media/sequence.h"
+#include "render/flipbook.h"
 #include "render/frame_range.h"
+#include "render/live_preview.h"
 #include "render/render.h"
 #include "render/undo.h"
 #include "render/window.h"
@@ -72,9 +74,64 @@ class Editor {
   // kv_button3 needs `progress`. False when the name is not one of them.
   bool Click(std::string_view name, RenderProgress* progress = nullptr);
 
-  void DoPreviewFrame() { renderer_.DoPreviewFrame(); }
+  // Preview (P, and the release of a scrub): the effect on the current frame. A frame the
+  // last render wrote, with nothing changed since, is shown as it is when the sliders
+  // follow the keys: it already holds what that render made, and the effect applied again
+  // would show something no render gives.
+  void DoPreviewFrame();
+
+  // ---- staying in step with the host ----
+  // "Sliders follow keys": when the host has moved to a frame, the sliders take the values
+  // the keys give there before the preview, so that the preview is the render.
+  void set_follow_keys(bool on) { renderer_.set_follow_keys(on); }
+  bool follow_keys() const { return renderer_.follow_keys(); }
+  // With the option on and two keys or more, sets every slider to its keyed value at the
+  // current frame (without a preview per slider). True when it did.
+  bool FollowKeys();
+  // The host has settled on a frame (a scrub released, a frame chosen, playing stopped, a
+  // render or undo ended, another document): the sliders follow the keys, then one preview.
+  void FrameSettled();
+  // The frame count or the document changed: the table is refilled and frames rendered
+  // before no longer count as rendered.
+  void DocumentReplaced();
+  // The main window's caption for the current frame, without a preview.
+  void ShowFrameCaption();
+  // True when the current frame was written by the last render and nothing that the render
+  // depends on has changed since.
+  bool ShowsRenderedFrame();
+  // What the render depends on besides the frames: effect, sliders, keys, spline, sequence,
+  // swap source and frame count. Equal setups give equal signatures.
+  uint64_t SetupSignature();
+
+  // ---- the selected key (the key lane) ----
+  // The selected key's frame, or nullopt.
+  std::optional<int32_t> SelectedKeyFrame() const;
+  // Selects the key at `frame`; no key there clears the selection.
+  void SelectKeyAt(int32_t frame);
+  // Moves the host to the previous or next key; false when there is none.
+  bool GotoPreviousKey();
+  bool GotoNextKey();
+
+  // ---- pictures besides the preview ----
+  // While the effect plays: the current frame as the render would write it, at the
+  // preview's size, from the flipbook when it has been shown before with the same setup.
+  void ShowFlipbookFrame();
+  FlipbookCache& flipbook() { return flipbook_; }
+  // While a slider is dragged: the effect on a reduced copy of the current frame with the
+  // sliders' values. False (nothing shown) for effects that read other frames, the
+  // sequence or the host's assets; the caller previews in full then.
+  bool ShowLivePreview();
 
  private:
+  struct RenderedFrames {
+    uint64_t signature = 0;
+    std::vector<bool> frames;  // by frame number
+  };
+  void RememberRender(const RenderSummary& r, const FrameSelection* selection);
+  bool GotoKey(std::optional<int32_t> frame);
+  void FetchAsIs();  // the current frame into the working planes without the effect
+  void ShowAsIs();
+
   SharedState& state_;
   EditorWindow& window_;
   ParameterPanel panel_;
@@ -82,6 +139,11 @@ class Editor {
   FrameDispatcher dispatcher_;
   UndoBuffer undo_;
   Renderer renderer_;
+  RenderedFrames rendered_;
+  FlipbookCache flipbook_;
+  uint64_t flipbook_signature_ = 0;
+  LivePreview live_;
+  ThumbImage scratch_thumb_;
 };
 
 }  // namespace tessfx

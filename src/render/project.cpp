@@ -81,7 +81,11 @@ class Reader {
 
 json ProjectToJson(const Project& p) {
   json keys = json::array();
-  for (const ProjectKey& k : p.keys) keys.push_back({{"frame", k.frame}, {"values", k.values}});
+  for (const ProjectKey& k : p.keys) {
+    json key{{"frame", k.frame}, {"values", k.values}};
+    if (k.ease != KeyEase::Fill) key["ease"] = std::string(KeyEaseName(k.ease));
+    keys.push_back(std::move(key));
+  }
   return json{{"format", kProjectFormat},
               {"version", kProjectVersion},
               {"effect", p.effect},
@@ -125,6 +129,13 @@ Project ProjectFromJson(const json& j, const std::string& source) {
       const std::string vw = Reader::Join(where, "values");
       const json& vals = r.Array(*r.Member(k, where, "values", true), vw, 6);
       for (size_t c = 0; c < 6; ++c) key.values[c] = r.Number(vals[c], Reader::Index(vw, c));
+      if (const json* e = r.Member(k, where, "ease", false)) {
+        const std::optional<KeyEase> ease = KeyEaseFromName(r.String(*e, Reader::Join(where, "ease")));
+        if (!ease)
+          r.Refuse(Reader::Join(where, "ease"),
+                   R"(must be "fill", "linear", "hold", "ease in", "ease out" or "ease in and out")");
+        key.ease = *ease;
+      }
       if (!frames.insert(key.frame).second) r.Refuse(where, "repeats frame " + std::to_string(key.frame));
       p.keys.push_back(key);
     }
@@ -148,12 +159,32 @@ Project ProjectFromJson(const json& j, const std::string& source) {
 Project ReadProjectFile(const std::string& path) {
   InputFile in(path);
   const int64_t size = in.Size();
-  if (size > (int64_t{64} << 20)) Fail(ErrorKind::BadData, "project " + path + " is too large to be a project file");
+  if (size > kMaxProjectBytes)
+    Fail(ErrorKind::BadData, "project " + path + " is " + std::to_string(size) + " bytes, more than a project file holds (" +
+                                 std::to_string(kMaxProjectBytes) + ")");
   std::string text(static_cast<size_t>(size), '\0');
   in.ReadExactly(0, text.data(), text.size());
   json j;
   try {
-    j = json::parse(text);
+    // Checked while parsing, so that what cannot be a project never grows into a document:
+    // how deep it nests, how many values and how long its strings are.
+    size_t values = 0;
+    const json::parser_callback_t check = [&](int depth, json::parse_event_t event, json& parsed) {
+      if ((event == json::parse_event_t::object_start || event == json::parse_event_t::array_start) &&
+          depth >= kMaxProjectDepth)
+        Fail(ErrorKind::BadData, "project " + path + " nests deeper than " + std::to_string(kMaxProjectDepth) +
+                                     " levels: not a project file");
+      if (event == json::parse_event_t::value && ++values > kMaxProjectValues)
+        Fail(ErrorKind::BadData, "project " + path + " holds more than " + std::to_string(kMaxProjectValues) +
+                                     " values: not a project file");
+      if ((event == json::parse_event_t::value || event == json::parse_event_t::key) && parsed.is_string() &&
+          parsed.get_ref<const std::string&>().size() > kMaxProjectText)
+        Fail(ErrorKind::BadData, "project " + path + " holds a text of " +
+                                     std::to_string(parsed.get_ref<const std::string&>().size()) +
+                                     " bytes, longer than any name or path (" + std::to_string(kMaxProjectText) + ")");
+      return true;
+    };
+    j = json::parse(text, check);
   } catch (const json::exception& e) {
     // Syntax errors, and numbers too large for any JSON number type ("7E777"). The library's
     // text starts with its own error id; keep the part that says what and where.
@@ -180,7 +211,7 @@ Project CaptureProject(Editor& editor) {
   const KeyChannels& keys = editor.keys();
   for (int32_t i = 0; i <= keys.LastKey(); ++i) {
     const KeyFrame& k = keys.KeyList()[static_cast<size_t>(i)];
-    p.keys.push_back({k.Frame, k.Value});
+    p.keys.push_back({k.Frame, k.Value, k.Ease});
   }
   p.sequence = editor.sequence;
   const ExternalAnimation& swap = editor.image().external_swap;
@@ -220,6 +251,7 @@ void ApplyProject(Editor& editor, const Project& p) {
     KeyFrame kf;
     kf.Frame = k.frame;
     kf.Value = k.values;
+    kf.Ease = k.ease;
     keys.push_back(kf);
   }
   editor.keys().SetSplineMode(p.spline);

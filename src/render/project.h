@@ -9,13 +9,15 @@
 //     "sliders": [0, 0, 0, 0, 0, 0],            the six slider values
 //     "spline": false,                          the spline toggle
 //     "keys": [{"frame": 0, "values": [0, 0, 0, 0, 0, 0]}, ...],   values normalised (Value / Max)
+//                                               a key may add "ease": "linear", "hold",
+//                                               "ease in", "ease out" or "ease in and out"
 //     "sequence": {"base_name": "", "start_number": 0, "digit_count": 0},
 //     "swap": {"animation_file": "", "active": false}
 //   }
 //
 // "format", "version" and "effect" are required; the other members default to the values
-// shown. Files of another version, malformed JSON and members of the wrong type or range
-// are refused with an Error naming the file and the member.
+// shown. Files of another version, malformed JSON, members of the wrong type or range and
+// files beyond the limits below are refused with an Error naming the file and the member.
 #include <array>
 #include <cstdint>
 #include <string>
@@ -29,10 +31,18 @@ namespace tessfx {
 
 inline constexpr const char* kProjectFormat = "tessfx-project";
 inline constexpr int kProjectVersion = 1;
+// What a project file may hold at most: its size (10001 keys take about 2 MB), how deep it
+// nests (four levels are used), how many values it has, and the length of one text (an
+// effect name, a path). Anything beyond is refused before it is built into a document.
+inline constexpr int64_t kMaxProjectBytes = int64_t{8} << 20;
+inline constexpr int kMaxProjectDepth = 8;
+inline constexpr size_t kMaxProjectValues = 200000;
+inline constexpr size_t kMaxProjectText = 4096;
 
 struct ProjectKey {
   int32_t frame = 0;
   std::array<float, 6> values{};
+  KeyEase ease = KeyEase::Fill;  // written only when set, so files without eases stay as they were
 };
 
 struct Project {

@@ -13,6 +13,7 @@
 // recording on the unchosen frames inside it are recorded as well (they are written back
 // unchanged), so that the records always follow the header's walk from its first frame and
 // an undo puts every record into its own frame.
+#include <array>
 #include <cstdint>
 #include <string>
 
@@ -43,15 +44,29 @@ class Renderer {
            EditorWindow& window)
       : panel_(panel), keys_(keys), dispatcher_(dispatcher), undo_(undo), window_(window) {}
 
-  // The effect on the current frame with the sliders' values, shown in the preview; the
-  // host is not changed.
+  // The effect on the current frame with the values PreviewValues gives, shown in the
+  // preview; the host is not changed.
   void DoPreviewFrame();
-  // Draws the working planes, reduced, into the preview picture (when the window has one).
+  // Draws the working planes, reduced, into the preview picture (when the window has one),
+  // and the host planes beside them when the window shows the frame before the effect.
   void ShowThumb();
   // Renders with the per-frame values as the last fill left them (the caller fills first).
   RenderSummary DoRender(RenderProgress& progress, const FrameSelection* selection = nullptr);
 
+  // The six values the render passes for frame f: each channel's value there (the table as
+  // the last fill left it, times the slider's Max), clamped to the slider's range.
+  std::array<float, 6> FrameParameters(int32_t frame) const;
+  // The values a preview passes: the sliders' values; but when the preview follows the keys,
+  // there are two keys or more and every slider shows its keyed value at the current frame
+  // (rounded as a slider holds it), the keyed values themselves, so that the preview shows
+  // exactly what the render will write.
+  std::array<float, 6> PreviewValues() const;
+  void set_follow_keys(bool on) { follow_keys_ = on; }
+  bool follow_keys() const { return follow_keys_; }
+
   const ThumbImage& thumb() const { return thumb_; }
+  // The last render's summary as far as it got (it is kept up to date during the walk).
+  const RenderSummary& last_summary() const { return last_; }
 
  private:
   ParameterPanel& panel_;
@@ -60,6 +75,12 @@ class Renderer {
   UndoBuffer& undo_;
   EditorWindow& window_;
   ThumbImage thumb_;  // reused from frame to frame
+  ThumbImage before_;
+  bool follow_keys_ = false;
+  RenderSummary last_;
 };
+
+// The slider value a channel value shows as: rounded half to even, within the slider's range.
+int16_t SliderValueOf(float value, const HPropModel& slider);
 
 }  // namespace tessfx

@@ -17,4 +17,9 @@ PictureBox ThumbSize(int32_t width, int32_t height, int32_t box_width, int32_t b
 void SuperThumb(const Plane& r, const Plane& g, const Plane& b, int32_t width, int32_t height, int32_t box_width,
                 int32_t box_height, ThumbImage& out);
 
+// Reduces the width x height picture of `src` to out_width x out_height (at most the
+// picture's size) by the same area average, into a plane of that size whose extra row and
+// column repeat its last row and column.
+void ReducePlane(const Plane& src, int32_t width, int32_t height, int32_t out_width, int32_t out_height, Plane& out);
+
 }  // namespace tessfx

@@ -11,6 +11,7 @@
 
 #include "core/error.h"
 #include "media/file_util.h"
+#include "media/private_folder.h"
 
 namespace tessfx {
 namespace {
@@ -31,9 +32,23 @@ UndoHeader DecodeHeader(const uint8_t* b) {
   return {GetLE32(b), GetLE32(b + 4), GetLE32(b + 8), GetLE32(b + 12), GetLE32(b + 16)};
 }
 
-void RemoveIgnoringErrors(const std::string& path) {
-  std::error_code ec;
-  std::filesystem::remove(path, ec);
+// The undo file lives in the host's temporary folder, which must be private (see
+// PrivateFolder): it is reached through the folder's descriptor, never through a link.
+PrivateFolder TempFolder(TessalineHost& host) { return PrivateFolder::Open(host.Tes_GetTempDir()); }
+
+void RemoveIgnoringErrors(TessalineHost& host) {
+  try {
+    TempFolder(host).Remove(kUndoFileName);
+  } catch (const Error&) {
+    // Deletion errors are ignored, an unusable folder's included.
+  }
+}
+
+// The undo file of `folder` opened for reading; nullopt when there is none.
+std::optional<InputFile> OpenUndoFile(const PrivateFolder& folder) {
+  const int fd = folder.OpenFile(kUndoFileName);
+  if (fd < 0) return std::nullopt;
+  return InputFile::Adopt(fd, folder.PathOf(kUndoFileName));
 }
 
 }  // namespace
@@ -57,18 +72,27 @@ void UndoBuffer::WriteAll(const void* data, size_t bytes) {
 
 void UndoBuffer::StartRecording(const UndoHeader& header) {
   FinishRecording();
-  const std::string path = Path();
-  RemoveIgnoringErrors(path);
-  fd_ = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-  if (fd_ < 0) Fail(ErrorKind::CantCreate, "cannot create the undo file " + path + ": " + std::strerror(errno));
-  recording_path_ = path;
-  std::array<uint8_t, kUndoHeaderBytes> b{};
-  PutLE32(b.data(), header.width);
-  PutLE32(b.data() + 4, header.height);
-  PutLE32(b.data() + 8, header.first);
-  PutLE32(b.data() + 12, header.last);
-  PutLE32(b.data() + 16, header.step);
-  WriteAll(b.data(), b.size());
+  const PrivateFolder folder = TempFolder(image_.host);
+  folder.Remove(kUndoFileName);
+  // A fresh file of its own, renamed into place once it has its header: whatever stood at
+  // the name (a planted link included) is replaced, never written through.
+  std::string fresh;
+  fd_ = folder.CreateUniqueFile(std::string(".") + kUndoFileName + ".", ".tmp", fresh);
+  recording_path_ = folder.PathOf(kUndoFileName);
+  try {
+    std::array<uint8_t, kUndoHeaderBytes> b{};
+    PutLE32(b.data(), header.width);
+    PutLE32(b.data() + 4, header.height);
+    PutLE32(b.data() + 8, header.first);
+    PutLE32(b.data() + 12, header.last);
+    PutLE32(b.data() + 16, header.step);
+    WriteAll(b.data(), b.size());
+    folder.Rename(fresh, kUndoFileName);
+  } catch (...) {
+    FinishRecording();
+    folder.Remove(fresh);
+    throw;
+  }
 }
 
 void UndoBuffer::SaveUndo() {
@@ -111,10 +135,11 @@ void UndoBuffer::FinishRecording() {
 }
 
 std::optional<UndoHeader> UndoBuffer::ReadHeader(const std::string& path) {
-  if (!FileExists(path)) return std::nullopt;
-  InputFile in(path);
+  const std::filesystem::path p(path);
+  const std::optional<InputFile> in = OpenUndoFile(PrivateFolder::Open(p.parent_path().string()));
+  if (!in) return std::nullopt;
   std::array<uint8_t, kUndoHeaderBytes> b{};
-  in.ReadAt(0, b.data(), b.size());
+  in->ReadAt(0, b.data(), b.size());
   return DecodeHeader(b.data());
 }
 
@@ -122,15 +147,17 @@ UndoOutcome UndoBuffer::Undo(bool checked) {
   UndoOutcome outcome;
   const std::string path = Path();
   if (!checked) {
-    RemoveIgnoringErrors(path);
+    RemoveIgnoringErrors(image_.host);
     return outcome;
   }
   WaitCursor wait(window_);
-  if (!FileExists(path))
+  const PrivateFolder folder = TempFolder(image_.host);
+  std::optional<InputFile> undo_file = OpenUndoFile(folder);
+  if (!undo_file)
     Fail(ErrorKind::NoInput, "There is nothing to undo: no undo file " + path +
                                  " (renders with undo recording on write one)");
   {
-    InputFile in(path);
+    const InputFile in = std::move(*undo_file);
     std::array<uint8_t, kUndoHeaderBytes> b{};
     in.ReadAt(0, b.data(), b.size());  // a short header reads as zeros and cannot match
     const UndoHeader h = DecodeHeader(b.data());
@@ -166,11 +193,11 @@ UndoOutcome UndoBuffer::Undo(bool checked) {
     }
     // Deleted before it is closed (the reader still holds it): where deleting an open file
     // is refused the file stays, without an error.
-    RemoveIgnoringErrors(path);
+    folder.Remove(kUndoFileName);
   }
   return outcome;
 }
 
-void UndoBuffer::DeleteUndos() { RemoveIgnoringErrors(Path()); }
+void UndoBuffer::DeleteUndos() { RemoveIgnoringErrors(image_.host); }
 
 }  // namespace tessfx

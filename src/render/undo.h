@@ -48,8 +48,8 @@ class UndoBuffer {
   // The host's temporary folder joined with "UndoBuffer.dat".
   std::string Path() const;
 
-  // Start of a render with recording on: removes any old file, creates the file and writes
-  // the header.
+  // Start of a render with recording on: removes any old file, writes the header to a
+  // fresh file of the private temporary folder and renames it into place.
   void StartRecording(const UndoHeader& header);
   bool recording() const { return fd_ >= 0; }
   // Fetches the host's current R, G, B into the host planes and appends them as one record.
@@ -66,8 +66,9 @@ class UndoBuffer {
   // Deletes the undo file, ignoring any error (a missing file included).
   void DeleteUndos();
 
-  // The header of an undo file; nullopt when the file does not exist. Missing header bytes
-  // read as zero, as the undo reads them.
+  // The header of the undo file at `path` (in a private temporary folder, never reached
+  // through a link); nullopt when the file does not exist. Missing header bytes read as
+  // zero, as the undo reads them.
   static std::optional<UndoHeader> ReadHeader(const std::string& path);
 
  private:

@@ -35,6 +35,10 @@ class EditorWindow {
   // The preview picture's size, and drawing a reduced frame into it.
   virtual PictureBox PreviewBox() const = 0;
   virtual void ShowPicture(const ThumbImage& picture) = 0;
+  // A window that shows the frame before the effect beside the result says so; it is then
+  // given that picture, at the same size, just before each ShowPicture.
+  virtual bool ShowsBefore() const { return false; }
+  virtual void ShowBeforePicture(const ThumbImage& /*picture*/) {}
   // Redraws the timeline strip from the key list and the per-frame values.
   virtual void DrawTimeline() = 0;
 };
@@ -49,6 +53,10 @@ class RenderProgress {
   virtual void Yield() = 0;
   // True once the user has stopped the render.
   virtual bool Cancelled() = 0;
+  // The frame under way, as the captions count it: `frame` of the `total_frames` of the
+  // animation, after `done` of the `count` frames the render writes. Called right after
+  // SetLabel; a window shows it with the times and speed it measures.
+  virtual void Rendering(int32_t /*frame*/, int32_t /*total_frames*/, int32_t /*done*/, int32_t /*count*/) {}
   // Position of the bar. Passed on unchanged: negative when the render runs backwards,
   // NaN for a one-frame animation (0 / 0); the display side clamps.
   virtual void DisplayBar(double fraction) = 0;

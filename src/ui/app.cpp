@@ -11,6 +11,7 @@
 #include "render/demo_session.h"
 #include "ui/host_window.h"
 #include "ui/tool_window.h"
+#include "ui/tour.h"
 
 namespace tessfx {
 namespace {
@@ -23,7 +24,10 @@ bool EnvSet(const char* name) {
 // Sets up the scripted session's effect and keys through the models, as a user would.
 void RunScript(ToolWindow& tool, const EditorRunOptions& options) {
   try {
-    KeyDemoSession(tool.editor(), options.script_effect);
+    if (options.script)
+      options.script(tool.editor());
+    else
+      KeyDemoSession(tool.editor(), options.script_effect);
   } catch (const std::exception& e) {
     std::cerr << "tessfx: " << e.what() << "\n";
   }
@@ -65,6 +69,18 @@ int RunEditor(std::shared_ptr<EmbeddedHost> host, const EditorRunOptions& option
             status = 1;
           }
           QApplication::exit(status);
+        });
+      });
+    }
+    if (options.screenshot.empty() && options.script)
+      QTimer::singleShot(0, &main_window, [&] { RunScript(*tool, options); });
+    if (!options.tour_folder.empty()) {
+      // A fixed size, so that the pictures come out the same on every screen.
+      main_window.resize(1440, 900);
+      QTimer::singleShot(300, &main_window, [&] {
+        RunTour(*host, main_window, *tool, QString::fromStdString(options.tour_folder), [&](int s) {
+          status = s;
+          QApplication::exit(s);
         });
       });
     }

@@ -19,6 +19,8 @@
 #include <algorithm>
 #include <functional>
 
+#include "core/error.h"
+#include "media/document_name.h"
 #include "media/image_io.h"
 
 #include "ui/frame_view.h"
@@ -82,7 +84,7 @@ HostWindow::HostWindow(EmbeddedHost& host, QWidget* parent) : QMainWindow(parent
   BuildMenus();
   host_.AddObserver(this);
   OnAnimationReplaced();
-  resize(1200, 720);
+  resize(1440, 900);
 }
 
 HostWindow::~HostWindow() { host_.RemoveObserver(this); }
@@ -132,7 +134,7 @@ void HostWindow::BuildMenus() {
     try {
       fn(path.toStdString());
       RememberFolder(path);
-      ScheduleRedraw();
+      host_.Tes_Refresh();  // every window shows the new asset, the tool window's preview too
     } catch (const std::exception& e) {
       ShowError(tr("Cannot load %1").arg(QFileInfo(path).fileName()), e);
     }
@@ -140,7 +142,10 @@ void HostWindow::BuildMenus() {
   AddMenuAction(file, tr("Load s&wap image..."), [this, load] {
     load(tr("Load swap image"), [this](const std::string& p) { host_.LoadSwapImage(p); });
   });
-  AddMenuAction(file, tr("Copy frame to s&wap"), [this] { host_.CopyFrameToSwap(); });
+  AddMenuAction(file, tr("Copy frame to s&wap"), [this] {
+    host_.CopyFrameToSwap();
+    host_.Tes_Refresh();
+  });
   AddMenuAction(file, tr("Load &paper..."), [this, load] {
     load(tr("Load paper texture"), [this](const std::string& p) { host_.LoadPaper(p); });
   });
@@ -155,7 +160,7 @@ void HostWindow::BuildMenus() {
 }
 
 void HostWindow::ShowError(const QString& what, const std::exception& e) {
-  QMessageBox::warning(this, what, QString::fromStdString(e.what()));
+  QMessageBox::warning(this, what, QString::fromStdString(OneLineMessage(e.what())));
 }
 
 QString HostWindow::LastFolder() const {
@@ -295,12 +300,15 @@ void HostWindow::Redraw() {
 }
 
 void HostWindow::UpdateTitle() {
+  // A sequence is named by its pattern ("shot.####.png"). The name goes in last and whole:
+  // a placeholder in it must not be taken for one of the title's own.
   const QString name = host_.document_path().empty() ? tr("Untitled")
-                                                      : QFileInfo(QString::fromStdString(host_.document_path())).fileName();
-  setWindowTitle(QStringLiteral("%1%2 - Tessaline %3x%4")
-                     .arg(name, host_.modified() ? "*" : "")
-                     .arg(host_.Tes_BufferWidth())
-                     .arg(host_.Tes_BufferHeight()));
+                                                      : QString::fromStdString(DocumentTitleName(host_.document_path()));
+  const QString rest = QStringLiteral("%1 - Tessaline %2x%3")
+                           .arg(host_.modified() ? "*" : "")
+                           .arg(host_.Tes_BufferWidth())
+                           .arg(host_.Tes_BufferHeight());
+  setWindowTitle(name + rest);
 }
 
 }  // namespace tessfx

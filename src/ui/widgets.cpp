@@ -1,5 +1,8 @@
 #include "ui/widgets.h"
 
+#include <QKeyEvent>
+#include <QTimer>
+
 namespace tessfx {
 
 HPropSlider::HPropSlider(HPropModel& model, QWidget* parent) : QSlider(Qt::Horizontal, parent), model_(model) {
@@ -24,6 +27,54 @@ void HPropSlider::SyncFromModel() {
   setPageStep(std::max(1, (model_.Max() - model_.Min()) / 10));
   setVisible(model_.Visible());
   syncing_ = false;
+}
+
+ValueLabel::ValueLabel(int slider, QWidget* parent) : QLabel(parent), slider_(slider) {
+  setToolTip("Double-click to type a value");
+}
+
+void ValueLabel::mouseDoubleClickEvent(QMouseEvent*) { OpenEditor(); }
+
+void ValueLabel::OpenEditor() {
+  if (editor_ || (can_edit && !can_edit())) return;
+  editor_ = new QLineEdit(parentWidget());
+  editor_->setObjectName(QStringLiteral("HPropEdit%1").arg(slider_));
+  editor_->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+  editor_->setText(text());
+  editor_->selectAll();
+  editor_->setGeometry(geometry().adjusted(-6, -2, 0, 2));
+  editor_->installEventFilter(this);
+  connect(editor_, &QLineEdit::returnPressed, this, [this] { Finish(true); });
+  editor_->show();
+  editor_->raise();
+  editor_->setFocus(Qt::MouseFocusReason);
+}
+
+bool ValueLabel::eventFilter(QObject* watched, QEvent* event) {
+  if (watched == editor_) {
+    if (event->type() == QEvent::KeyPress && static_cast<QKeyEvent*>(event)->key() == Qt::Key_Escape) {
+      Finish(false);
+      return true;
+    }
+    // Leaving the editor applies a number and drops anything else.
+    if (event->type() == QEvent::FocusOut) QTimer::singleShot(0, this, [this] { Finish(true, false); });
+  }
+  return QLabel::eventFilter(watched, event);
+}
+
+void ValueLabel::Finish(bool apply, bool retry_on_error) {
+  if (!editor_) return;
+  if (apply && on_typed && !on_typed(editor_->text()) && retry_on_error) {
+    // Not a number: the editor stays, marked, for another try.
+    editor_->setStyleSheet("QLineEdit { background: #ffd8d0; }");
+    editor_->selectAll();
+    return;
+  }
+  QLineEdit* e = editor_;
+  editor_ = nullptr;
+  e->removeEventFilter(this);
+  e->hide();
+  e->deleteLater();
 }
 
 KvButton::KvButton(const QString& caption, Kind kind, QWidget* parent) : QPushButton(caption, parent), kind_(kind) {

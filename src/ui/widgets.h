@@ -2,9 +2,12 @@
 // The tool window's two custom controls: the slider HProp and the button kv_button.
 #include <QAction>
 #include <QColor>
+#include <QLabel>
+#include <QLineEdit>
 #include <QMenu>
 #include <QPushButton>
 #include <QSlider>
+#include <functional>
 
 #include "engine/panel.h"
 
@@ -22,6 +25,29 @@ class HPropSlider : public QSlider {
  private:
   HPropModel& model_;
   bool syncing_ = false;
+};
+
+// A slider's value label (Label7..Label12). A double-click opens an editor over it
+// (HPropEdit1..6) for typing a value: Enter applies it, Escape cancels, leaving the editor
+// applies it too. Text that is not a number keeps the editor open and marks it.
+class ValueLabel : public QLabel {
+  Q_OBJECT
+ public:
+  ValueLabel(int slider, QWidget* parent = nullptr);
+  QLineEdit* editor() const { return editor_; }
+  void OpenEditor();
+
+  std::function<bool()> can_edit;                     // a visible slider only
+  std::function<bool(const QString& text)> on_typed;  // false: not a number
+
+ protected:
+  void mouseDoubleClickEvent(QMouseEvent* e) override;
+  bool eventFilter(QObject* watched, QEvent* event) override;
+
+ private:
+  void Finish(bool apply, bool retry_on_error = true);
+  int slider_;
+  QLineEdit* editor_ = nullptr;
 };
 
 // A flat button with the colour properties of the colour scheme; kv_button11 is its

@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <random>
 #include <string>
 
@@ -62,6 +63,9 @@ class TestFrame {
     SetAlpha(f.a);
   }
 
+  // The sequence the sequence effects read: its file for a host frame (none by default).
+  std::function<std::optional<std::string>(int32_t frame)> sequence_file;
+
   EmbeddedHost& host() { return *host_; }
   ImageState& image() { return state_->image(); }
   const LookupTables& tables() { return state_->tables(); }
@@ -90,6 +94,7 @@ class TestFrame {
     DispatchHooks hooks;
     hooks.selected_entry = [effect] { return "    " + effect; };
     hooks.set_caption = [&caption](const std::string& c) { caption = c; };
+    hooks.sequence_file = sequence_file;
     FrameDispatcher d(image(), std::move(hooks));
     d.ProccessFrame(p[0], p[1], p[2], p[3], p[4], p[5]);
     return caption;

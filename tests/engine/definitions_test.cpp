@@ -10,6 +10,8 @@
 #include "effects/test_frame.h"
 #include "engine/catalogue.h"
 #include "host/late_bound_host.h"
+#include "host/scratch_folder.h"
+#include "media/bmp.h"
 
 namespace tessfx {
 namespace {
@@ -19,6 +21,7 @@ using testing::TestFrame;
 
 // Values that make every effect visibly change the frame: each slider at the end of its
 // range farther from its default (the maximum on a tie), the level of a level mix full.
+// Failing that, every slider at its maximum, or at its default.
 EffectParams FarEnds(const EffectDef& e) {
   EffectParams p{};
   for (size_t i = 0; i < e.sliders.size(); ++i) {
@@ -35,16 +38,38 @@ EffectParams Maxima(const EffectDef& e) {
   return p;
 }
 
-// Noise in the frame and the swap image, alpha 0 on the left half and 255 on the right.
+EffectParams Minima(const EffectDef& e) {
+  EffectParams p{};
+  for (size_t i = 0; i < e.sliders.size(); ++i) p[i] = e.sliders[i].min;
+  return p;
+}
+
+EffectParams Defaults(const EffectDef& e) {
+  EffectParams p{};
+  for (size_t i = 0; i < e.sliders.size(); ++i) p[i] = e.sliders[i].value;
+  return p;
+}
+
+// Noise in the frames, the swap image and a sequence picture (alpha noise too), alpha 0 on
+// the left half of the frames and 255 on the right; the host at the last frame.
 void Prepare(TestFrame& f, int32_t w, int32_t h, int32_t flag) {
-  f.SetFrame(Noise(w, h, 1), Noise(w, h, 2), Noise(w, h, 3));
+  const int32_t last = f.host().tes_GetTotalFrames() - 1;
+  for (int32_t frame = 0; frame <= last; ++frame) {
+    const uint32_t seed = frame == last ? 1 : 10 * (frame + 2);
+    f.SetFrame(Noise(w, h, seed), Noise(w, h, seed + 1), Noise(w, h, seed + 2), frame);
+    f.SetAlpha(testing::Make(w, h, [w](int32_t, int32_t x) -> uint8_t { return x < w / 2 ? 0 : 255; }), frame);
+  }
+  f.host().Tes_GotoFrame(last);
   f.SetSwap(Noise(w, h, 4), Noise(w, h, 5), Noise(w, h, 6));
-  f.SetAlpha(testing::Make(w, h, [w](int32_t, int32_t x) -> uint8_t { return x < w / 2 ? 0 : 255; }));
   f.host().set_alpha_bits(flag);
+  static const testing::ScratchFolder folder;
+  const std::string picture = folder / ("sequence" + std::to_string(w) + "x" + std::to_string(h) + ".bmp");
+  WriteBmp32(picture, Noise(w, h, 7), Noise(w, h, 8), Noise(w, h, 9), Noise(w, h, 10));
+  f.sequence_file = [picture](int32_t) { return picture; };
 }
 
 testing::Rgb Result(const EffectDef& e, const EffectParams& p, int32_t flag) {
-  TestFrame f(130, 6);  // wide enough for the displace
+  TestFrame f(130, 6, 2);  // wide enough for the displace; an earlier frame for the echo
   Prepare(f, 130, 6, flag);
   f.Dispatch(std::string(e.name), p);
   return testing::Working(f.image());
@@ -60,6 +85,8 @@ TEST(Definitions, TheDeclaredCompositeIsWhatTheAlphaDoes) {
     if (!e.implemented()) continue;
     EffectParams p = FarEnds(e);
     if (Result(e, p, 1) == frame) p = Maxima(e);
+    if (Result(e, p, 1) == frame) p = Minima(e);
+    if (Result(e, p, 1) == frame) p = Defaults(e);  // placed off the frame at both ends (the brush)
     const testing::Rgb plain = Result(e, p, 1);
     ASSERT_FALSE(plain == frame) << e.name << " changes nothing at the ends of its sliders";
     // Any flag but 0 means no composite, 256 as well as 1.

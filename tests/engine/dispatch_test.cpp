@@ -22,6 +22,27 @@ TEST(FrameDispatch, CaptionKeepsTheSignBlanks) {
   EXPECT_EQ(f.Dispatch("Slate"), "Timeline editor  (frame 10 of  12 total)");
 }
 
+TEST(FrameDispatch, WithoutASwapImageItsEffectsSaySoAndLeaveTheFrame) {
+  TestFrame f(testing::NoiseFrame(9, 5), 0);
+  f.SetAlpha(Noise(9, 5, 8));
+  int swap_effects = 0;
+  for (const EffectDef& e : Effects()) {
+    if (!e.implemented() || !e.Uses(kSwapImage)) continue;
+    ++swap_effects;
+    EffectParams top{};  // every slider at its maximum, so that each effect would act
+    for (size_t i = 0; i < e.sliders.size(); ++i) top[i] = e.sliders[i].max;
+    EXPECT_EQ(f.Dispatch(std::string(e.name), top), kNoSwapImageCaption) << e.name;
+    EXPECT_TRUE(testing::WorkingEqualsHost(f.image())) << e.name;
+  }
+  EXPECT_GE(swap_effects, 24);
+  f.SetSwap(Noise(9, 5, 1), Noise(9, 5, 2), Noise(9, 5, 3));
+  EXPECT_NE(f.Dispatch("Combine add"), kNoSwapImageCaption);
+  EXPECT_FALSE(testing::WorkingEqualsHost(f.image()));
+  // A swap image belongs to its frame size: a new animation of another size has none.
+  f.host().NewAnimation(6, 4, 1);
+  EXPECT_EQ(f.Dispatch("Combine add"), kNoSwapImageCaption);
+}
+
 TEST(FrameDispatch, RandomEffectsAreSeededByTheHostFrame) {
   TestFrame f(40, 30, 3);
   const Plane grey = Flat(40, 30, 128);

@@ -16,6 +16,8 @@
 #include "effects/test_frame.h"
 #include "engine/catalogue.h"
 #include "engine/panel.h"
+#include "host/scratch_folder.h"
+#include "media/bmp.h"
 
 namespace tessfx {
 namespace {
@@ -74,6 +76,10 @@ std::string DigestOf(const EffectDef& e, size_t index, int32_t flag) {
     }
     f.host().Tes_GotoFrame(1);
     f.SetSwap(Noise(w, h, 51), Noise(w, h, 52), Noise(w, h, 53));
+    static const testing::ScratchFolder folder;
+    const std::string picture = folder / ("sequence" + std::to_string(w) + "x" + std::to_string(h) + ".bmp");
+    WriteBmp32(picture, Noise(w, h, 61), Noise(w, h, 62), Noise(w, h, 63), Noise(w, h, 64));
+    f.sequence_file = [picture](int32_t) { return picture; };
     f.host().set_alpha_bits(flag);
     for (const auto& values : ValueSets(e, index)) {
       f.Dispatch(std::string(e.name), values);

@@ -33,6 +33,9 @@ TEST_F(Picking, ColourEffectsTakeThePickedColour) {
   Select("Color key");
   picker.Press(panel, {0.1, 0.1, 10, 220, 30});
   EXPECT_EQ((std::array{V(1), V(3), V(4), V(5)}), (std::array{64, 10, 220, 30}));  // clip sliders untouched
+  Select("Color key sequence");
+  picker.Press(panel, {0.9, 0.2, 0, 0, 255});
+  EXPECT_EQ((std::array{V(2), V(3), V(4), V(5)}), (std::array{80, 0, 0, 255}));
   Select("Threshold");
   picker.Press(panel, {0.1, 0.1, 90, 90, 93});
   EXPECT_EQ(V(1), 91);
@@ -47,6 +50,11 @@ TEST_F(Picking, PositionsFollowTheDragAndTransformsAddTheDragDistance) {
   picker.Release();
   picker.Move(panel, {0.9, 0.9, 0, 0, 0});  // no button held
   EXPECT_EQ(V(1), 30);
+
+  Select("Wave brush in breeze");  // the root may go beyond the frame: the range is -100..200
+  picker.Press(panel, {1.4, -0.3, 0, 0, 0});
+  EXPECT_EQ((std::array{V(1), V(2)}), (std::array{140, -30}));
+  picker.Release();
 
   Select("Transform");
   picker.Press(panel, {0.5, 0.5, 0, 0, 0});

@@ -74,7 +74,7 @@ std::unique_ptr<EmbeddedHost> GreyHost(const ScratchFolder& dir) {
 TEST(LensFlareTest, BrightensAroundTheSourceAndAlongTheGhostLineAsItsSavedSettingsSay) {
   ScratchFolder dir;
   auto host = GreyHost(dir);
-  host->Tes_RenderLensFlare(1.0f, 160, 240, 15.0f, 0, 0, 0);  // ghosts run right along the centre line
+  host->Tes_RenderLensFlare(100.0f, 160, 240, 15.0f, 0, 0, 0);  // ghosts run right along the centre line
   EXPECT_GT(MaxChange(*host, 155, 235, 165, 245), 150);  // the glow's core
   EXPECT_GT(MaxChange(*host, 440, 230, 500, 250), 5);  // ghosts past the centre
   // Far corners, away from the source and the ghost line, stay nearly untouched.
@@ -86,8 +86,26 @@ TEST(LensFlareTest, BrightensAroundTheSourceAndAlongTheGhostLineAsItsSavedSettin
   host->SetFlareSettings({.glow = 0, .rays = 0, .halo = 0, .ghosts = 0, .ray_count = 99});  // count brought in range
   host = GreyHost(dir);  // a new host reads the settings back
   EXPECT_EQ(host->flare_settings().ray_count, kMaxFlareRays);
-  host->Tes_RenderLensFlare(1.0f, 320, 240, 0, 0, 0, 0);
+  host->Tes_RenderLensFlare(100.0f, 320, 240, 0, 0, 0, 0);
   EXPECT_EQ(MaxChange(*host, 0, 0, 640, 480), 0);
+}
+
+TEST(HostImagesTest, TheDefaultPaperTilesWithoutASeam) {
+  // Across the tile's edges the paper changes no more than between neighbours inside it.
+  const Plane paper = DefaultPaper();
+  const int32_t w = paper.width(), h = paper.height();
+  int inside = 0, seam = 0;
+  auto note = [&](bool at_seam, int step) {
+    int& most = at_seam ? seam : inside;
+    most = std::max(most, step);
+  };
+  for (int32_t y = 0; y < h; ++y)
+    for (int32_t x = 0; x < w; ++x) {
+      note(x == w - 1, std::abs(paper[y][x] - paper[y][(x + 1) % w]));
+      note(y == h - 1, std::abs(paper[y][x] - paper[(y + 1) % h][x]));
+    }
+  EXPECT_LE(seam, inside);
+  EXPECT_GT(inside, 10);  // a grain, not a flat sheet
 }
 
 TEST(HostImagesTest, ABrushWithoutAlphaIsWhitePaintAsOpaqueAsThePictureIsBright) {

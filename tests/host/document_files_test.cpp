@@ -10,6 +10,7 @@
 #include "core/error.h"
 #include "host/embedded/disk_frame_store.h"
 #include "host/embedded/embedded_host.h"
+#include "host/embedded/settings_store.h"
 #include "host/scratch_folder.h"
 #include "media/image_io.h"
 #include "media/tsa.h"
@@ -24,6 +25,11 @@ namespace fs = std::filesystem;
 
 EmbeddedHostOptions Options(const ScratchFolder& dir) {
   return {.temp_dir = dir.str(), .settings_path = dir / "settings.ini"};
+}
+
+std::string Contents(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), {}};
 }
 
 size_t FileCount(const std::string& dir) {
@@ -240,6 +246,42 @@ TEST(DiskFrameStoreTest, BlanksCostNoDiskTheSidecarDescribesTheDocumentAndBothGo
   }
   EXPECT_FALSE(fs::exists(store_path));
   EXPECT_EQ(FileCount(dir.str()), 1u);  // the document
+}
+
+TEST(DiskFrameStoreTest, StoresArePrivateAndLinksPlantedBesideThemAreNotRecovered) {
+  ScratchFolder dir;
+  fs::create_directories(dir / "elsewhere");
+  EmbeddedHost host({.temp_dir = dir / "tmp", .settings_path = dir / "s.ini"});
+  const StoreDescription mine = ReadStoreDescription(host.store_path());
+  for (const std::string& file : {mine.store_path, mine.sidecar_path}) {
+    struct stat st {};
+    ASSERT_EQ(::stat(file.c_str(), &st), 0);
+    EXPECT_EQ(st.st_mode & 0777, 0600u) << file;
+  }
+  // Copies of a real store and sidecar outside, reached by links inside: not stores of ours.
+  fs::copy_file(mine.store_path, dir / "elsewhere/frames-1-1.store");
+  std::string sidecar = Contents(mine.sidecar_path);
+  sidecar.replace(sidecar.find(fs::path(mine.store_path).filename().string()),
+                  fs::path(mine.store_path).filename().string().size(), "frames-1-1.store");
+  std::ofstream(dir / "elsewhere/frames-1-1.store.json") << sidecar;
+  fs::create_symlink(dir / "elsewhere/frames-1-1.store.json", dir / "tmp/frames-1-1.store.json");
+  std::ofstream(dir / "tmp/frames-1-2.store.json") << sidecar;  // a real sidecar naming a linked store
+  fs::create_symlink(dir / "elsewhere/frames-1-1.store", dir / "tmp/frames-1-1.store");
+  const std::vector<StoreDescription> found = FindStores(dir / "tmp");
+  ASSERT_EQ(found.size(), 1u);
+  EXPECT_EQ(found[0].store_path, mine.store_path);
+}
+
+TEST(SettingsTest, ASettingsFileThatIsNoFileOrTooLargeIsRefusedAtOnce) {
+  ScratchFolder dir;
+  ::mkfifo((dir / "pipe.ini").c_str(), 0600);
+  EXPECT_THAT([&] { SettingsStore s(dir / "pipe.ini"); },
+              ThrowsMessage<Error>(HasSubstr("cannot open " + dir / "pipe.ini" + ": it is a named pipe")));
+  std::ofstream(dir / "huge.ini") << "[a]\nb=" << std::string(kMaxSettingsBytes, 'x') << "\n";
+  EXPECT_THAT([&] { SettingsStore s(dir / "huge.ini"); }, ThrowsMessage<Error>(HasSubstr("more than a settings file holds")));
+  SettingsStore fine(dir / "fine.ini");
+  fine.Save("tessfx", "Timeline", "SaveUndos", "0");
+  EXPECT_EQ(SettingsStore(dir / "fine.ini").Get("tessfx", "Timeline", "SaveUndos", "1"), "0");
 }
 
 }  // namespace

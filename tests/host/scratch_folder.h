@@ -10,15 +10,25 @@
 
 namespace tessfx::testing {
 
+// Creates `dir` below `base` with every folder from `base` down private to the user, as the
+// program's temporary folder must be (tests use these folders as temporary folders).
+inline void CreatePrivateFolders(const std::filesystem::path& base, const std::filesystem::path& dir) {
+  std::filesystem::create_directories(dir);
+  for (std::filesystem::path p = dir; !p.empty(); p = p.parent_path()) {
+    std::filesystem::permissions(p, std::filesystem::perms::owner_all, std::filesystem::perm_options::replace);
+    if (p == base || p == p.parent_path()) break;
+  }
+}
+
 class ScratchFolder {
  public:
   ScratchFolder() {
-    const char* base = std::getenv("TESSFX_TEMP_DIR");
+    const char* env = std::getenv("TESSFX_TEMP_DIR");
+    const std::filesystem::path base = env && *env ? env : "/tmp";
     const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
-    path_ = std::filesystem::path(base && *base ? base : "/tmp") /
-            ("scratch-" + std::to_string(getpid()) + "-" + info->test_suite_name() + "-" + info->name());
+    path_ = base / ("scratch-" + std::to_string(getpid()) + "-" + info->test_suite_name() + "-" + info->name());
     std::filesystem::remove_all(path_);
-    std::filesystem::create_directories(path_);
+    CreatePrivateFolders(env && *env ? base : path_, path_);
   }
   ~ScratchFolder() {
     std::error_code ec;

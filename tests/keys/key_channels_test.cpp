@@ -114,5 +114,90 @@ TEST_F(KeysTest, SplineWithThreeKeysUsesAPhantomOnTheFirstSegmentAndClamps) {
                 1, 1, 1, 1, 1, 1, 1, 0, 0});
 }
 
+// The only key set again on its own frame stays the only key: deleting and appending would
+// leave its marked record behind as a second key reaching to frame 10000.
+TEST_F(KeysTest, TheOnlyKeySetAgainIsReplacedInPlace) {
+  RedKey(7, 40);
+  keys().SetEase(7, KeyEase::Hold);
+  RedKey(7, 90);
+  ASSERT_EQ(keys().KeyCount(), 1);
+  EXPECT_EQ(keys().Timeline().key_frames, (std::vector<int32_t>{7}));
+  EXPECT_FLOAT_EQ(keys().KeyList()[0].Value[0], 90.0f / 255);
+  EXPECT_EQ(keys().KeyList()[0].Ease, KeyEase::Hold);  // a replaced key keeps its ease
+  keys().FillArray();
+  for (int32_t f : {0, 7, 19}) EXPECT_FLOAT_EQ(keys().ChannelValue(0, f), 90.0f);  // one key: the slider holds
+}
+
+TEST_F(KeysTest, KeysAreMovedRemovedAndSteppedThroughByFrame) {
+  RedKey(2, 10);
+  RedKey(9, 20);
+  RedKey(15, 30);
+  EXPECT_EQ(keys().PreviousKeyFrame(9), 2);
+  EXPECT_EQ(keys().NextKeyFrame(9), 15);
+  EXPECT_EQ(keys().PreviousKeyFrame(2), std::nullopt);
+  EXPECT_EQ(keys().NextKeyFrame(15), std::nullopt);
+  EXPECT_EQ(keys().NextKeyFrame(-1), 2);
+
+  ASSERT_TRUE(keys().MoveKey(9, 12));  // to a free frame, values along
+  EXPECT_EQ(keys().Timeline().key_frames, (std::vector<int32_t>{2, 12, 15}));
+  EXPECT_FLOAT_EQ(keys().ChannelValue(0, 12), 20.0f);
+  ASSERT_TRUE(keys().MoveKey(2, 15));  // onto another key: it replaces that key
+  EXPECT_EQ(keys().Timeline().key_frames, (std::vector<int32_t>{12, 15}));
+  EXPECT_FLOAT_EQ(keys().ChannelValue(0, 15), 10.0f);
+  EXPECT_FALSE(keys().MoveKey(12, 20));  // past the animation
+  EXPECT_FALSE(keys().MoveKey(3, 4));    // no key there
+  EXPECT_EQ(keys().Timeline().key_frames, (std::vector<int32_t>{12, 15}));
+
+  EXPECT_TRUE(keys().RemoveKey(15));
+  EXPECT_FALSE(keys().RemoveKey(15));
+  // The last key removed by hand leaves no key, unlike DeleteKey's marked record.
+  EXPECT_TRUE(keys().RemoveKey(12));
+  EXPECT_EQ(keys().LastKey(), -1);
+  RedKey(4, 50);
+  EXPECT_EQ(keys().KeyCount(), 1);
+}
+
+// Keys 0 -> 255 -> 0 at frames 0, 10, 20. A preset shapes only the segments on its sides;
+// keys without one give the fill's values exactly.
+TEST_F(KeysTest, EasesShapeTheSegmentsBesideTheirKeyAndNothingElse) {
+  Make(30);
+  for (bool spline : {false, true}) {
+    keys().kv_button5_Click();
+    keys().SetSplineMode(spline);
+    RedKey(0, 0);
+    RedKey(10, 255);
+    RedKey(20, 0);
+    const std::array<std::vector<float>, kChannels> plain = keys().FrameValues().Rows();
+
+    keys().SetEase(10, KeyEase::EaseIn);
+    // Straight out of frame 0, slowing to a stop into frame 10: t (1 + t - t^2) of the way.
+    for (int32_t f = 0; f <= 10; ++f) {
+      const double t = f / 10.0;
+      EXPECT_NEAR(At(0, f), t * (1 + t - t * t), 1e-6) << f << " spline " << spline;
+    }
+    for (int32_t f = 11; f < 20; ++f) EXPECT_EQ(At(0, f), plain[0][static_cast<size_t>(f)]) << f;
+
+    keys().SetEase(10, KeyEase::EaseInOut);  // now flat leaving the key too: 1 - t^2 (2 - t)
+    EXPECT_NEAR(At(0, 15), 1 - 0.25 * 1.5, 1e-6);
+    EXPECT_LT(At(0, 12), 1.0f);
+    EXPECT_GT(At(0, 12), 1 - 0.2f);
+
+    keys().SetEase(0, KeyEase::Hold);  // frames 0..9 hold the first key's value
+    for (int32_t f = 0; f < 10; ++f) EXPECT_EQ(At(0, f), 0.0f) << f;
+    EXPECT_EQ(At(0, 10), 1.0f);
+
+    // Back to the fill everywhere: the fill's own values again, to the bit.
+    keys().SetEase(0, KeyEase::Fill);
+    keys().SetEase(10, KeyEase::Fill);
+    EXPECT_EQ(keys().FrameValues().Rows(), plain) << "spline " << spline;
+  }
+}
+
+TEST(KeyEase, NamesRoundTrip) {
+  for (KeyEase e : {KeyEase::Fill, KeyEase::Linear, KeyEase::Hold, KeyEase::EaseIn, KeyEase::EaseOut, KeyEase::EaseInOut})
+    EXPECT_EQ(KeyEaseFromName(KeyEaseName(e)), e);
+  EXPECT_EQ(KeyEaseFromName("ease-in"), std::nullopt);
+}
+
 }  // namespace
 }  // namespace tessfx

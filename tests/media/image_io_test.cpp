@@ -13,7 +13,10 @@
 
 #include "core/error.h"
 #include "host/scratch_folder.h"
+#include "media/bmp_samples.h"
+#include "media/png_samples.h"
 #include "media/test_patterns.h"
+#include "media/tsa.h"
 
 namespace tessfx {
 namespace {
@@ -33,6 +36,11 @@ RgbaPlanes Frame(int32_t w, int32_t h, uint32_t seed) {
     for (int32_t x = 0; x < w; ++x) p[3][y][x] = static_cast<uint8_t>((x * 7 + y * 13 + seed) & 0xFF);
   ReplicateEdges(p[3]);
   return p;
+}
+
+std::string Contents(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), {}};
 }
 
 void WriteRaw(const std::string& path, const OIIO::ImageSpec& layout, OIIO::TypeDesc type, const void* data) {
@@ -95,10 +103,17 @@ TEST(ResolveImageFilesTest, SequencesRunFromTheLowestNumberToTheHighestAndNameTh
     EXPECT_EQ(files.files.size(), 1u) << single;
     EXPECT_FALSE(files.pattern) << single;
   }
-  for (auto [path, most, message] : {std::tuple{"f.###.png", 7, "more than 7 frames (numbers 3 to 10)"},
+  for (auto [path, most, message] : {std::tuple{"f.###.png", 7, "more than 7 frames (numbers 3 to 10;"},
                                      {"g.####.png", 100, "no file matches"},
                                      {"missing.png", 100, "no such file"}})
     EXPECT_THAT([&] { ResolveImageFiles(dir / path, most); }, ThrowsMessage<Error>(HasSubstr(message)));
+  // A file of exactly the name given is that file, whatever its name looks like.
+  for (const char* literal : {"f.###.png", "50%d.png", "a#b#.png"}) {
+    std::ofstream(dir / literal) << "x";
+    const ImageFiles named = ResolveImageFiles(dir / literal, 100);
+    EXPECT_EQ(named.files, std::vector<std::string>{dir / literal});
+    EXPECT_FALSE(named.pattern);
+  }
 }
 
 TEST(ImageFilesTest, WrittenAndTiledFilesReadBackEverySampleAndAlpha) {
@@ -161,6 +176,96 @@ TEST(ReadImageTest, DeepSamplesAreClampedAndRoundedHalfToEvenInTheDataWindow) {
   EXPECT_EQ(std::pair(info.width, info.height), std::pair(4, 3));
   EXPECT_EQ((std::array{got[0][1][1], got[0][1][2], got[3][1][2]}), (std::array<uint8_t, 3>{255, 128, 255}));
   EXPECT_EQ(got[0][0][0] | got[3][0][0] | got[3][2][3], 0);
+}
+
+TEST(StillImageTest, FormatsAreRecognisedByContentAndOnlyStillReadersAreUsed) {
+  ScratchFolder dir;
+  const RgbaPlanes want = Frame(9, 5, 4);
+  ImageFileWriter writer;
+  for (const char* name : {"p.png", "t.tga", "b.bmp"}) writer.Write(dir / name, want[0], want[1], want[2], nullptr);
+  writer.Commit();
+  fs::copy_file(dir / "p.png", dir / "png-named.tif");
+  fs::copy_file(dir / "b.bmp", dir / "bmp-without-extension");
+  fs::copy_file(dir / "t.tga", dir / "targa-named.png");
+  // Run-length coded 8-bit BMP rows (4 pixels of colour 1, end of line; then end of picture):
+  // a layout the library reads, so the check before it lets it through.
+  samples::BmpSample rle;
+  rle.width = 4;
+  rle.height = 2;
+  rle.bit_count = 8;
+  rle.compression = 1;
+  rle.palette = {0x000000, 0x336699};
+  rle.pixels = {4, 1, 0, 0, 4, 1, 0, 1};
+  samples::WriteFile(dir / "rle8.dib", samples::BuildBmp(rle));
+  rle.bit_count = 24;  // the same data said to be 24 bits per pixel: once a crash in the library
+  samples::WriteFile(dir / "rle8-24bit.png", samples::BuildBmp(rle));
+  // Formats the library reads but that are no still pictures of ours, and a playlist.
+  WriteRaw(dir / "s.sgi", OIIO::ImageSpec(2, 2, 3, OIIO::TypeDesc::UINT8), OIIO::TypeDesc::UINT8, want[0].data());
+  WriteRaw(dir / "f.fits", OIIO::ImageSpec(2, 2, 1, OIIO::TypeDesc::UINT8), OIIO::TypeDesc::UINT8, want[0].data());
+  std::ofstream(dir / "clip.mp4") << "#EXTM3U\n" << dir / "p.png" << "\n";
+  // An OpenEXR header attribute declaring 2 GB in a file of a few hundred bytes.
+  ImageFileWriter exr_writer;
+  exr_writer.Write(dir / "e.exr", want[0], want[1], want[2], nullptr);
+  exr_writer.Commit();
+  std::string exr = Contents(dir / "e.exr");
+  const size_t type_end = exr.find('\0', exr.find('\0', 8) + 1);  // after the first name and type
+  exr.replace(type_end + 1, 4, "\xff\xff\xff\x7f");
+  std::ofstream(dir / "attribute.exr", std::ios::binary) << exr;
+
+  for (const std::string name : {"png-named.tif", "bmp-without-extension", "t.tga"}) {
+    RgbaPlanes got;
+    ReadImage(dir / name, got);
+    for (size_t c = 0; c < 3; ++c) EXPECT_TRUE(got[c] == want[c]) << name << " channel " << c;
+  }
+  RgbaPlanes got;
+  EXPECT_EQ(ReadImage(dir / "rle8.dib", got).format, "bmp");
+  EXPECT_EQ((std::array{got[0][0][3], got[1][1][0], got[2][1][3]}), (std::array<uint8_t, 3>{0x33, 0x66, 0x99}));
+  const std::pair<const char*, const char*> refused[] = {
+      {"targa-named.png", "not a readable image (not PNG, JPEG"},  // Targa has no signature to go by
+      {"rle8-24bit.png", "not a readable image (BMP compression 1 with 24 bits per pixel)"},
+      {"attribute.exr", "not a readable image (OpenEXR attribute"},  // declaring 2147483647 bytes
+      {"s.sgi", "not a readable image"},
+      {"f.fits", "not a readable image"},
+      {"clip.mp4", "not a readable image"},
+  };
+  for (const auto& [name, why] : refused) {
+    EXPECT_THAT([&] { ReadImage(dir / name, got); },
+                ThrowsMessage<Error>(AllOf(HasSubstr(dir / name + ": " + why), Not(HasSubstr("\n")))));
+    EXPECT_FALSE(IsReadableImage(dir / name));
+  }
+  EXPECT_THAT(StillImageFormats(), ::testing::IsSupersetOf({"png", "jpeg", "tiff", "openexr", "bmp", "targa"}));
+}
+
+TEST(ReadImageScaledTest, StreamsToTheSamplesOfResamplingTheWholePicture) {
+  ScratchFolder dir;
+  for (auto [w, h, fw, fh] : {std::array{37, 23, 8, 6}, {8, 6, 37, 23}, {40, 24, 40, 24}, {1, 1, 5, 3},
+                              {100, 3, 7, 50}, {3, 100, 50, 7}}) {
+    SCOPED_TRACE(std::to_string(w) + "x" + std::to_string(h) + " to " + std::to_string(fw) + "x" + std::to_string(fh));
+    const RgbaPlanes picture = Frame(w, h, static_cast<uint32_t>(w * h));
+    ImageFileWriter writer;
+    writer.Write(dir / "s.png", picture[0], picture[1], picture[2], nullptr);
+    writer.Commit();
+    RgbaPlanes whole;
+    ReadImage(dir / "s.png", whole);
+    Plane r, g, b;
+    ReadImageScaled(dir / "s.png", fw, fh, r, g, b);
+    const Plane* got[3] = {&r, &g, &b};
+    for (size_t c = 0; c < 3; ++c) {
+      Plane want(fw, fh);
+      ResampleTsaPlane(whole[c], want, fw, fh);
+      ReplicateEdges(want);
+      EXPECT_TRUE(*got[c] == want) << "channel " << c;
+    }
+  }
+  // A picture far larger than the frame is refused from its header; the same picture streams
+  // through for a frame big enough for it.
+  samples::WriteBlackPng(dir / "large.png", 5000, 4000);
+  Plane r, g, b;
+  EXPECT_THAT([&] { ReadImageScaled(dir / "large.png", 8, 6, r, g, b); },
+              ThrowsMessage<Error>(HasSubstr("image size 5000x4000 is too large for a second image of a 8x6 frame")));
+  EXPECT_TRUE(r.empty());
+  ReadImageScaled(dir / "large.png", 1920, 1080, r, g, b);
+  EXPECT_TRUE(r == Plane(1920, 1080, 0) && b == Plane(1920, 1080, 0));
 }
 
 TEST(ImageFileWriterTest, FilesWithoutAlphaReadFullySelectedAndGreyIsLuma) {

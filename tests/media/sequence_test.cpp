@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <tuple>
 
+#include "core/error.h"
 #include "host/scratch_folder.h"
 #include "media/bmp_samples.h"
 #include "media/swap_sources.h"
@@ -26,8 +27,7 @@ TEST(SequenceNames, FirstFileGivesBaseStartDigitsAndFrameNames) {
            {"take0012.jpeg", "take0012.jpeg", 0, 0, 0, "take0012.jpeg0.bmp"},  // only 3-letter extensions go
            {".bmp", ".bmp", 0, 0, 0, ".bmp0.bmp"},                            // longer than 4 only
            {"7", "7", 0, 0, 0, "70.bmp"},                                     // one character: no digit run
-           {"a32768.bmp", "a", 32767, 5, 0, "a32767.bmp"},                    // the number saturates
-           {"a" + std::string(400, '9'), "a", 32767, 400, 0, "a" + std::string(395, '0') + "32767.bmp"},
+           {"a" + std::string(400, '0') + "32767.bmp", "a", 32767, 405, 1, "a" + std::string(400, '0') + "32768.bmp"},
        }) {
     SCOPED_TRACE(c.first);
     const SequenceSettings s = SequenceFromFirstFile(c.first);
@@ -35,6 +35,18 @@ TEST(SequenceNames, FirstFileGivesBaseStartDigitsAndFrameNames) {
     EXPECT_EQ(SequenceFrameFileName(s, c.frame), c.name);
   }
   EXPECT_EQ(SequenceFrameFileName(SequenceSettings{}, 0), std::nullopt);
+  // A number the 16-bit start cannot hold is refused, never clamped to another file's.
+  for (const auto& [first, number] : {std::pair{std::string("/shots/take40000.bmp"), std::string("40000")},
+                                      {"/shots/a32768.bmp", "32768"},
+                                      {"/shots/a" + std::string(400, '9') + ".bmp", std::string(400, '9')}}) {
+    try {
+      SequenceFromFirstFile(first);
+      ADD_FAILURE() << first;
+    } catch (const Error& e) {
+      EXPECT_EQ(std::string(e.what()), first + ": its number " + number +
+                                           " is beyond 32767, the highest number a sequence can start from");
+    }
+  }
 }
 
 struct FakeDialog final : FileDialog {

@@ -78,10 +78,10 @@ TEST_F(TsaFile, BadFilesAreRefusedWithTheirReason) {
   };
   const std::pair<std::vector<uint8_t>, std::string> cases[] = {
       {{'P', 'K', 3, 4, 0, 0, 0, 0}, "not a Tessaline animation"},
-      {header(0, 10, 1), "not valid"},
+      {header(0, 10, 1), "image size 0x10 is outside 1..32767 per side"},
       {header(10, 10, -3), "frame count"},
-      {header(32767, 32767, 10000), "too large"},
-      {header(INT32_MAX, INT32_MAX, INT32_MAX), "not valid"},
+      {header(32767, 32767, 10000), "more than the 268435456 allowed"},
+      {header(INT32_MAX, INT32_MAX, INT32_MAX), "outside 1..32767 per side"},
       {header(4, 3, 2, 100), "truncated"},
       {{'T', 'S', 'A', '1', 0, 0}, "truncated"},
   };

@@ -124,6 +124,9 @@ TEST_F(Cli, MistakesEndWithOneLineAndTheirCode) {
       {{"render", in, "-o", out, "--effect", "Color add", "--key", "1:300"}, 64, "outside -255..255"},
       {{"render", in, "-o", out, "--effect", "Color add", "--values=1,2,3,4"}, 64, "has 3 sliders"},
       {{"undo", in, "-o", out}, 66, "nothing to undo"},
+      // Effects of the swap image need one, before any work is done.
+      {{"render", in, "-o", out, "--effect", "Greenscreen"}, 64, "no swap image: give --swap FILE"},
+      {{"apply", in, "-o", out, "--effect", "combine ADD"}, 64, "no swap image: give --swap FILE"},
       // One picture would keep one of five rendered frames.
       {{"render", in, "-o", dir + "/x.png", "--effect", "Negative"}, 64, "such as " + dir + "/x.####.png"},
   };
@@ -133,6 +136,19 @@ TEST_F(Cli, MistakesEndWithOneLineAndTheirCode) {
     EXPECT_NE(r.output.find(c.text), std::string::npos) << r.output;
     EXPECT_EQ(std::count(r.output.begin(), r.output.end(), '\n'), 1) << r.output;
   }
+}
+
+// The echo reads earlier frames while the render overwrites frames; backwards, each frame
+// still reads originals, and the undo file puts every frame back as it was.
+TEST_F(Cli, GhostRenderIsUndoneByteForByte) {
+  const std::string in = dir + "/noise.tsa", out = dir + "/ghost.tsa", back = dir + "/back.tsa";
+  ASSERT_EQ(Run({"new", in, "--size", "23x9", "--frames", "7", "--pattern", "noise"}).code, 0);
+  const Result r = Run({"render", in, "-o", out, "--effect", "ghost", "--key", "0:3", "--key", "6:16", "--undo"});
+  ASSERT_EQ(r.code, 0) << r.output;
+  EXPECT_NE(FileBytes(out), FileBytes(in));
+  const Result u = Run({"undo", out, "-o", back});
+  ASSERT_EQ(u.code, 0) << u.output;
+  EXPECT_EQ(FileBytes(back), FileBytes(in));
 }
 
 TEST_F(Cli, KeysTable) {

@@ -30,6 +30,8 @@ TEST(Project, SavesAndRestoresTheSetUp) {
   rig.Key(0, {10, -20, 30});
   rig.Key(29, {255, 17, -255});
   rig.Key(12, {1, 2, 3});
+  e.keys().SetEase(12, KeyEase::EaseInOut);
+  e.keys().SetEase(29, KeyEase::Hold);
   e.kv_button11_Click();
   e.sequence = {"/shots/take", 12, 4};
   const std::string path = TestFolder("p") + "/set-up.json";
@@ -41,6 +43,11 @@ TEST(Project, SavesAndRestoresTheSetUp) {
   // Everything captured comes back, key values (floats) exactly, and fills the same curves.
   EXPECT_EQ(ProjectToJson(CaptureProject(o)), ProjectToJson(CaptureProject(e)));
   for (int32_t f = 0; f < 30; ++f) EXPECT_EQ(o.keys().ChannelValue(1, f), e.keys().ChannelValue(1, f));
+  EXPECT_EQ(o.keys().KeyList()[1].Ease, KeyEase::EaseInOut);
+  // Keys without a preset are written as before: files from before presets read the same.
+  const nlohmann::json keys = ProjectToJson(CaptureProject(o))["keys"];
+  EXPECT_FALSE(keys[0].contains("ease"));
+  EXPECT_EQ(keys[1]["ease"], "ease in and out");
 }
 
 TEST(Project, BadFilesAreRefusedNamingTheProblem) {
@@ -60,6 +67,15 @@ TEST(Project, BadFilesAreRefusedNamingTheProblem) {
       {"{" + base + R"(, "keys": [{"frame": 2, "values": [0,0,0,0,0,0]}, {"frame": 2, "values": [1,0,0,0,0,0]}]})",
        "repeats frame 2"},
       {"{" + base + R"(, "keys": [{"frame": 2, "values": [0,0,"a",0,0,0]}]})", "\"keys[0].values[2]\" must be a number"},
+      // What cannot be a project is refused while it is parsed, before it grows.
+      {std::string(9, '[') + std::string(9, ']'), "nests deeper than 8 levels"},
+      {"[0" + [] { std::string t; for (int i = 0; i < 200000; ++i) t += ",0"; return t; }() + "]", "more than 200000 values"},
+      {R"({"format": "tessfx-project", "version": 1, "effect": ")" + std::string(5000, 'e') + "\"}",
+       "holds a text of 5000 bytes"},
+      {"{\"" + std::string(5000, 'k') + "\": 1}", "holds a text of 5000 bytes"},
+      {std::string(kMaxProjectBytes + 1, ' '), "more than a project file holds"},
+      {"{" + base + R"(, "keys": [{"frame": 2, "values": [0,0,0,0,0,0], "ease": "sideways"}]})",
+       "\"keys[0].ease\" must be \"fill\""},
   };
   const std::string path = dir + "/bad.json";
   for (const auto& [text, expected] : cases) {
@@ -126,6 +142,42 @@ TEST(Thumb, PixelsAreAreaAveragesRoundedHalfToEven) {
   SuperThumb(r, g, b, 3, 2, 2, 2, t);
   EXPECT_EQ(std::vector<int32_t>({t.width, t.height}), std::vector<int32_t>({2, 1}));
   EXPECT_EQ(t.rgb, (std::vector<uint8_t>{0, 7, 255, 4, 7, 255}));
+}
+
+// Sizes that divide the frame take whole blocks; their averages must be the general case's.
+TEST(Thumb, WholeBlocksAverageAsTheGeneralCaseDoes) {
+  Plane r(12, 6), g(12, 6), b(12, 6);
+  for (int y = 0; y < 6; ++y)
+    for (int x = 0; x < 12; ++x) {
+      r.at(y, x) = static_cast<uint8_t>((x * 37 + y * 91) % 256);
+      g.at(y, x) = static_cast<uint8_t>(x * y * 11 % 256);
+      b.at(y, x) = static_cast<uint8_t>(x == 1 ? 255 : 0);  // blocks with halves to round
+    }
+  ThumbImage t;
+  SuperThumb(r, g, b, 12, 6, 4, 4, t);  // blocks of 3 x 3
+  ASSERT_EQ(std::vector<int32_t>({t.width, t.height}), std::vector<int32_t>({4, 2}));
+  for (int oy = 0; oy < 2; ++oy)
+    for (int ox = 0; ox < 4; ++ox)
+      for (int c = 0; c < 3; ++c) {
+        const Plane& p = c == 0 ? r : (c == 1 ? g : b);
+        int sum = 0;
+        for (int y = 3 * oy; y < 3 * oy + 3; ++y)
+          for (int x = 3 * ox; x < 3 * ox + 3; ++x) sum += p.at(y, x);
+        EXPECT_EQ(t.rgb[static_cast<size_t>((oy * 4 + ox) * 3 + c)], RoundHalfEven(sum / 9.0)) << ox << "," << oy;
+      }
+}
+
+TEST(Thumb, ReducedPlanesAverageTheSameWayAndRepeatTheirEdge) {
+  Plane r(3, 2);
+  const uint8_t rows[2][3] = {{0, 1, 4}, {0, 2, 5}};
+  for (int y = 0; y < 2; ++y)
+    for (int x = 0; x < 3; ++x) r.at(y, x) = rows[y][x];
+  Plane out;
+  ReducePlane(r, 3, 2, 2, 1, out);
+  ASSERT_EQ(std::vector<int32_t>({out.width(), out.height()}), std::vector<int32_t>({2, 1}));
+  // The picture as the preview's reduction gives it; the extra column and row repeat the edge.
+  EXPECT_EQ(std::vector<uint8_t>(out[0], out[0] + 3), (std::vector<uint8_t>{0, 4, 4}));
+  EXPECT_EQ(std::vector<uint8_t>(out[1], out[1] + 3), (std::vector<uint8_t>{0, 4, 4}));
 }
 
 }  // namespace

@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <filesystem>
+#include <fstream>
 
 #include "render/rig.h"
 
@@ -82,6 +84,25 @@ TEST(Render, GhostWalksBackwardsAndUndoFollows) {
   EXPECT_EQ(rig.Frames(), rig.before);
 }
 
+TEST(Render, GhostFramesOfAFullRenderEqualThoseRenderedAlone) {
+  PaintedRig full(9, 5, 8, "Ghost"), alone(9, 5, 8, "Ghost");
+  full.Key(0, {5});
+  RecordingProgress progress;
+  full.editor->kv_button3_Click(progress);
+  const auto rendered = full.Frames();
+  ImageState& s = alone.state->image();
+  for (int32_t f : {7, 0, 3, 6}) {
+    alone.host->Tes_GotoFrame(f);
+    alone.editor->dispatcher().ProccessFrame(5, 0, 0, 0, 0, 0);
+    const Plane* work[3] = {&s.work_r, &s.work_g, &s.work_b};
+    for (int c = 0; c < 3; ++c)
+      EXPECT_EQ(std::vector<uint8_t>(work[c]->data(), work[c]->data() + work[c]->size()),
+                rendered[static_cast<size_t>(f) * 3 + c])
+          << "frame " << f << " channel " << c;
+  }
+  EXPECT_NE(rendered, full.before);
+}
+
 TEST(Render, OneFrameAnimationPassesZeroOverZero) {
   EditorRig rig(2, 2, 1);
   rig.editor->panel().SelectEffect("Color add");
@@ -145,6 +166,29 @@ TEST(Undo, RefusesAnotherSizeAndSurvivesAShrunkAnimationOrACutFile) {
   EXPECT_EQ(e.kv_button12_Click().result, UndoResult::SizeMismatch);
   EXPECT_EQ(rig.window.messages, (std::vector<std::string>{"can't undo"}));
   EXPECT_EQ(rig.Frames(), other);
+}
+
+TEST(Undo, APlantedLinkInTheTemporaryFolderRedirectsNoWrite) {
+  PaintedRig rig(3, 2, 4, "Color add");
+  Editor& e = *rig.editor;
+  const std::string undo = e.undo().Path();
+  const std::string victim = testing::TestFolder("elsewhere") + "/victim";
+  const std::vector<uint8_t> precious = {'k', 'e', 'e', 'p'};
+  std::ofstream(victim) << "keep";
+  std::filesystem::create_symlink(victim, undo);
+  e.panel().HProp[0].SetValue(60);
+  RecordingProgress progress;
+  e.kv_button3_Click(progress);
+  EXPECT_EQ(FileBytes(victim), precious);
+  EXPECT_FALSE(std::filesystem::is_symlink(undo));
+  EXPECT_EQ(FileBytes(undo), UndoFile(3, 2, 0, 3, 1, rig.before, {0, 1, 2, 3}));
+  // Planted again after the render: undo does not read through it, deleting removes the link.
+  std::filesystem::remove(undo);
+  std::filesystem::create_symlink(victim, undo);
+  EXPECT_THROW(e.kv_button12_Click(), Error);
+  e.DeleteUndos_Click();
+  EXPECT_FALSE(std::filesystem::exists(std::filesystem::symlink_status(undo)));
+  EXPECT_EQ(FileBytes(victim), precious);
 }
 
 }  // namespace

@@ -18,6 +18,7 @@
 #include "host/embedded/embedded_host.h"
 #include "host/image_state.h"
 #include "host/registry.h"
+#include "host/scratch_folder.h"
 #include "render/editor.h"
 
 namespace tessfx::testing {
@@ -26,11 +27,11 @@ namespace tessfx::testing {
 inline std::string TestFolder(const std::string& kind) {
   const char* base = std::getenv("TESSFX_TEMP_DIR");
   const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
-  std::filesystem::path dir = std::filesystem::path(base && *base ? base : std::filesystem::temp_directory_path().string()) /
-                              ("tests-" + std::to_string(getpid())) /
-                              (std::string(info->test_suite_name()) + "." + info->name()) / kind;
+  const std::filesystem::path root = base && *base ? base : std::filesystem::temp_directory_path().string();
+  const std::filesystem::path tests = root / ("tests-" + std::to_string(getpid()));
+  std::filesystem::path dir = tests / (std::string(info->test_suite_name()) + "." + info->name()) / kind;
   std::filesystem::remove_all(dir);
-  std::filesystem::create_directories(dir);
+  CreatePrivateFolders(base && *base ? root : tests, dir);
   return dir.string();
 }
 

@@ -8,7 +8,7 @@
 #include <QProgressBar>
 #include <QPushButton>
 
-#include "ui/frame_view.h"
+#include "ui/preview_view.h"
 #include "ui/progress_window.h"
 #include "ui/timeline_widget.h"
 #include "ui/ui_rig.h"
@@ -64,7 +64,8 @@ TEST_F(ToolWindowTest, PickingConfiguresSlidersLabelsButtonAndPointer) {
   Pick("    Greenscreen sequence");
   EXPECT_FALSE(Button(13)->isHidden());
   EXPECT_EQ(Button(13)->text(), "Select Sequence...");
-  EXPECT_EQ(Button(13)->pos(), QPoint(Slider(1)->x(), 218));  // on the sliders' left edge
+  // On the sliders' left edge, in the row below the last slider (218 against 156 for slider 1).
+  EXPECT_EQ(Button(13)->pos(), QPoint(Slider(1)->x(), Slider(1)->y() + 218 - 156));
   Pick("    Greenscreen");  // placed, but left hidden
   EXPECT_TRUE(Button(13)->isHidden());
 }
@@ -127,16 +128,16 @@ TEST_F(ToolWindowTest, ScrubbingFollowsThePointerAndReleasePreviews) {
   EXPECT_EQ(rig.host->tes_Getcurrentframe(), 3);
 
   // Zoom widens the strip and shows the scroll bar; zooming out again narrows it.
-  const int w = strip->width();
+  const double w = strip->scale_width();
   Button(9)->click();
-  EXPECT_EQ(strip->width(), 2 * w);
+  EXPECT_EQ(strip->scale_width(), 2 * w);
   EXPECT_FALSE(rig.Find<QWidget>("HScroll1")->isHidden());
   Button(10)->click();
-  EXPECT_EQ(strip->width(), w);
+  EXPECT_EQ(strip->scale_width(), w);
 }
 
 TEST_F(ToolWindowTest, PressingAndDraggingOnThePreviewPlacesTheCentre) {
-  auto* preview = rig.Find<FrameView>("Picture2");
+  auto* preview = rig.Find<PreviewView>("Picture2");
   Pick("    Zoom blur");
   const QRect r = preview->PictureRect();
   ASSERT_GT(r.width(), 0);
@@ -153,6 +154,31 @@ TEST_F(ToolWindowTest, PressingAndDraggingOnThePreviewPlacesTheCentre) {
   SendMouse(preview, QEvent::MouseButtonRelease, at(0.6, 0.1), Qt::NoButton);
   SendMouse(preview, QEvent::MouseMove, at(0.9, 0.9), Qt::NoButton);  // released: no more placing
   EXPECT_NEAR(Slider(1)->value(), 60, 1);
+}
+
+TEST_F(ToolWindowTest, DraggingOnThePreviewMovesTurnsAndPlacesTheGeometricEffects) {
+  DrawPatternAnimation(*rig.host, Pattern::Noise, 5);
+  auto* preview = rig.Find<PreviewView>("Picture2");
+  struct Case {
+    const char* entry;
+    int slider;                 // the first of the two sliders the drag sets
+    std::array<int, 2> after;   // their values after dragging from the middle to (0.7, 0.3)
+  };
+  for (const Case& c : {Case{"    Transform", 1, {20, -20}}, Case{"    Wireframe designer", 3, {40, 310}},
+                        Case{"    Mystic vision", 1, {70, 30}}, Case{"    Shadow vision", 1, {70, 30}},
+                        Case{"    Wave brush in breeze", 1, {70, 30}}}) {
+    Pick(c.entry);
+    const QRect r = preview->PictureRect();
+    const auto at = [&](double fx, double fy) { return QPointF(r.x() + fx * r.width(), r.y() + fy * r.height()); };
+    const QImage before = preview->image();
+    SendMouse(preview, QEvent::MouseButtonPress, at(0.5, 0.5), Qt::LeftButton);
+    SendMouse(preview, QEvent::MouseMove, at(0.7, 0.3), Qt::LeftButton);
+    SendMouse(preview, QEvent::MouseButtonRelease, at(0.7, 0.3), Qt::NoButton);
+    EXPECT_NEAR(Slider(c.slider)->value(), c.after[0], 1) << c.entry;
+    EXPECT_NEAR(Slider(c.slider + 1)->value(), c.after[1], 1) << c.entry;
+    EXPECT_EQ(Label(6 + c.slider)->text(), QString::number(Slider(c.slider)->value())) << c.entry;
+    EXPECT_NE(preview->image(), before) << c.entry;
+  }
 }
 
 // Cancels the render from inside it, as the user's click on Form2's button would, when the

@@ -85,6 +85,8 @@ TEST(Walkthrough, OpenKeyRenderUndoSaveAndReopen) {
   // Open the sequence by its first file.
   ASSERT_TRUE(main_window.OpenPath(QString::fromStdString((dir / "shots/shot.0001.png").string())));
   ASSERT_EQ(host->tes_GetTotalFrames(), kFrames);
+  QCoreApplication::processEvents();  // the windows catch up with the new document
+  EXPECT_TRUE(main_window.windowTitle().startsWith("shot.####.png - Tessaline 40x24")) << main_window.windowTitle().toStdString();
   const Frames original = ReadFrames(*host);
 
   auto* list = tool->findChild<QListWidget*>("List1");

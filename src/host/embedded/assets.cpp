@@ -22,10 +22,15 @@ uint32_t Hash(uint32_t x, uint32_t y, uint32_t seed) {
   return h;
 }
 
-double Lattice(double x, double y, uint32_t seed) {
+// Value noise on a lattice that repeats every `period` cells across and down.
+double Lattice(double x, double y, uint32_t seed, int period_x = 256, int period_y = 256) {
   const int xi = static_cast<int>(std::floor(x)), yi = static_cast<int>(std::floor(y));
   const double fx = x - xi, fy = y - yi;
-  auto v = [&](int i, int j) { return (Hash(static_cast<uint32_t>(i) & 255u, static_cast<uint32_t>(j) & 255u, seed) & 0xFFFF) / 65535.0; };
+  auto v = [&](int i, int j) {
+    const uint32_t wi = static_cast<uint32_t>(((i % period_x) + period_x) % period_x);
+    const uint32_t wj = static_cast<uint32_t>(((j % period_y) + period_y) % period_y);
+    return (Hash(wi, wj, seed) & 0xFFFF) / 65535.0;
+  };
   const double sx = fx * fx * (3 - 2 * fx), sy = fy * fy * (3 - 2 * fy);
   const double top = v(xi, yi) * (1 - sx) + v(xi + 1, yi) * sx;
   const double bot = v(xi, yi + 1) * (1 - sx) + v(xi + 1, yi + 1) * sx;
@@ -72,31 +77,106 @@ Plane DefaultPaper() {
   Plane p(kSize, kSize);
   for (int32_t y = 0; y <= kSize; ++y) {
     for (int32_t x = 0; x <= kSize; ++x) {
-      // Long soft fibres running mostly horizontally, medium blotches and fine speckle.
-      const double fibre = Lattice(x / 24.0, y / 3.0, 7);
-      const double blotch = Lattice(x / 16.0, y / 16.0, 11);
-      const double speck = (Hash(static_cast<uint32_t>(x), static_cast<uint32_t>(y), 3) & 0xFF) / 255.0;
+      // Long soft fibres running mostly horizontally, medium blotches and fine speckle, all
+      // repeating every kSize pixels so that the paper tiles without a seam.
+      const int32_t tx = x % kSize, ty = y % kSize;
+      const double fibre = Lattice(tx / 32.0, ty / 4.0, 7, kSize / 32, kSize / 4);
+      const double blotch = Lattice(tx / 16.0, ty / 16.0, 11, kSize / 16, kSize / 16);
+      const double speck = (Hash(static_cast<uint32_t>(tx), static_cast<uint32_t>(ty), 3) & 0xFF) / 255.0;
       p[y][x] = RoundToByte(128 + 60 * (fibre - 0.5) + 40 * (blotch - 0.5) + 30 * (speck - 0.5));
     }
   }
   return p;
 }
 
-std::array<Plane, 4> DefaultBrush() {
-  constexpr int32_t kSize = 32;
-  std::array<Plane, 4> b{Plane(kSize, kSize, 255), Plane(kSize, kSize, 255), Plane(kSize, kSize, 255),
-                         Plane(kSize, kSize, 0)};
-  const double c = (kSize - 1) / 2.0;
-  for (int32_t y = 0; y < kSize; ++y)
-    for (int32_t x = 0; x < kSize; ++x) {
-      const double d = std::hypot(x - c, y - c) / (kSize / 2.0);
-      const double a = d >= 1 ? 0 : 0.5 * (1 + std::cos(d * M_PI));
-      b[3][y][x] = RoundToByte(255 * a);
+namespace {
+
+std::array<Plane, 4> DrawFlowerBrush() {
+  constexpr int32_t kW = 32, kH = 64, kSub = 4;
+  struct Colour {
+    double r, g, b;
+  };
+  // Inside an ellipse about (cx, cy) with half-axes a (along `angle`) and b: the position
+  // along its long axis (-1..1) and across it, or nothing.
+  struct Along {
+    bool inside;
+    double u, v;
+  };
+  const auto ellipse = [](double px, double py, double cx, double cy, double a, double b, double angle) {
+    const double c = std::cos(angle), s = std::sin(angle), dx = px - cx, dy = py - cy;
+    const double u = (dx * c + dy * s) / a, v = (-dx * s + dy * c) / b;
+    return Along{u * u + v * v <= 1, u, v};
+  };
+  // The stem: a gentle curve from the root up to the flower's head.
+  static constexpr double kStem[][2] = {{16.0, 64.0}, {15.1, 50.0}, {14.9, 38.0}, {15.5, 26.0}, {16.0, 15.0}};
+  const auto near_stem = [](double px, double py) {
+    double best = 1e9;
+    for (size_t i = 0; i + 1 < std::size(kStem); ++i) {
+      const double ax = kStem[i][0], ay = kStem[i][1], bx = kStem[i + 1][0], by = kStem[i + 1][1];
+      const double t = std::clamp(((px - ax) * (bx - ax) + (py - ay) * (by - ay)) /
+                                      ((bx - ax) * (bx - ax) + (by - ay) * (by - ay)),
+                                  0.0, 1.0);
+      best = std::min(best, std::hypot(px - ax - t * (bx - ax), py - ay - t * (by - ay)));
     }
-  ReplicateEdges(b[3]);
+    return best <= 1.1;
+  };
+  // The topmost shape at a point, painted stem, leaves, petals, heart.
+  const auto paint = [&](double px, double py, Colour& out) {
+    bool hit = false;
+    if (near_stem(px, py)) {
+      out = {58, 128, 42};
+      hit = true;
+    }
+    for (const auto& [cx, cy, angle] : {std::array{10.0, 45.0, -2.4}, std::array{21.0, 35.0, -0.75}}) {
+      const Along l = ellipse(px, py, cx, cy, 7.0, 2.6, angle);
+      if (!l.inside) continue;
+      const double vein = std::abs(l.v) < 0.18 ? 0.75 : 1.0, light = 0.85 + 0.15 * l.u;
+      out = {72 * vein * light, 160 * vein * light, 52 * vein * light};
+      hit = true;
+    }
+    for (int k = 0; k < 6; ++k) {
+      const double angle = (k * 60.0 + 15.0) * M_PI / 180.0;
+      const Along p = ellipse(px, py, 16 + 5.6 * std::cos(angle), 14 + 5.6 * std::sin(angle), 5.0, 3.1, angle);
+      if (!p.inside) continue;
+      const double t = (p.u + 1) / 2;  // 0 at the heart, 1 at the tip
+      out = {200 + 50 * t, 40 + 80 * t, 90 + 70 * t};
+      hit = true;
+    }
+    if (std::hypot(px - 16, py - 14) <= 3.3) {
+      out = {250, 196, 40};
+      hit = true;
+    }
+    return hit;
+  };
+  std::array<Plane, 4> b{Plane(kW, kH), Plane(kW, kH), Plane(kW, kH), Plane(kW, kH)};
+  for (int32_t y = 0; y < kH; ++y)
+    for (int32_t x = 0; x < kW; ++x) {
+      Colour sum{0, 0, 0};
+      int covered = 0;
+      for (int sy = 0; sy < kSub; ++sy)
+        for (int sx = 0; sx < kSub; ++sx) {
+          Colour c{};
+          if (!paint(x + (sx + 0.5) / kSub, y + (sy + 0.5) / kSub, c)) continue;
+          sum = {sum.r + c.r, sum.g + c.g, sum.b + c.b};
+          ++covered;
+        }
+      if (covered == 0) continue;
+      b[0][y][x] = RoundToByte(sum.r / covered);
+      b[1][y][x] = RoundToByte(sum.g / covered);
+      b[2][y][x] = RoundToByte(sum.b / covered);
+      b[3][y][x] = RoundToByte(255.0 * covered / (kSub * kSub));
+    }
+  for (Plane& p : b) ReplicateEdges(p);
   return b;
 }
 
+}  // namespace
+
+std::array<Plane, 4> DefaultBrush() {
+  // Drawn once: every host starts with a copy.
+  static const std::array<Plane, 4> flower = DrawFlowerBrush();
+  return {flower[0].Clone(), flower[1].Clone(), flower[2].Clone(), flower[3].Clone()};
+}
 
 std::vector<uint8_t> ReadGradientFile(const std::string& path) {
   InputFile file(path);
@@ -141,9 +221,9 @@ std::vector<uint8_t> ReadGradientFile(const std::string& path) {
   return GradientFromStops(stops);
 }
 
-std::array<Plane, 4> ReadBrushImage(const std::string& path) {
+std::array<Plane, 4> ReadBrushImage(const std::string& path, const InputLimits& limits) {
   RgbaPlanes planes;
-  const ImageInfo info = ReadImage(path, planes);
+  const ImageInfo info = ReadImage(path, planes, nullptr, limits);
   if (info.has_alpha) return planes;
   // Without alpha the picture is the brush's shape: white paint, as opaque as it is bright.
   std::array<Plane, 4> brush{Plane(info.width, info.height, 255), Plane(info.width, info.height, 255),
@@ -196,9 +276,10 @@ inline float GhostProfile(float q) {
 void DrawLensFlare(Plane& r, Plane& g, Plane& b, float scale, float x, float y, float angle,
                    const FlareSettings& settings) {
   const int32_t w = r.width(), h = r.height();
-  if (w <= 0 || h <= 0 || !std::isfinite(scale) || !std::isfinite(x) || !std::isfinite(y)) return;
+  if (w <= 0 || h <= 0 || !(scale > 0.0f) || !std::isfinite(scale) || !std::isfinite(x) || !std::isfinite(y)) return;
   const FlareSettings s = settings.Clamped();
-  const float size = std::max(1.0f, static_cast<float>(std::min(w, h)) * 0.08f * std::clamp(scale, 0.05f, 20.0f));
+  // The scale is a percentage of the nominal size (editors pass their Level slider / 10).
+  const float size = std::max(1.0f, static_cast<float>(std::min(w, h)) * 0.08f * std::min(scale, kMaxFlareScale) / 100.0f);
   const float inv_size = 1.0f / size;
   const float rot = std::isfinite(angle) ? angle * static_cast<float>(M_PI) / 180.0f : 0.0f;
 

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "core/plane.h"
+#include "media/input_limits.h"
 
 namespace tessfx {
 
@@ -27,14 +28,16 @@ inline constexpr int64_t kMaxGradientFileBytes = 1 << 20;
 
 // Paper grain: a height plane of fibres and speckle, 256 x 256.
 Plane DefaultPaper();
-// A soft round white brush, 32 x 32, alpha falling off towards the rim.
+// A flower on a curved stem with two leaves, 32 x 64, antialiased, rooted at the middle of
+// its bottom edge: stamped or swayed, it reads as something.
 std::array<Plane, 4> DefaultBrush();
 // A brush from an image: R, G, B, A from a file with alpha; otherwise white paint whose
 // alpha is the picture's brightness.
-std::array<Plane, 4> ReadBrushImage(const std::string& path);
+std::array<Plane, 4> ReadBrushImage(const std::string& path, const InputLimits& limits = {});
 
 inline constexpr float kMaxFlareStrength = 4.0f;
 inline constexpr int32_t kMaxFlareRays = 64;
+inline constexpr float kMaxFlareScale = 2000.0f;
 
 struct FlareSettings {
   float glow = 1.0f;     // strength of the central glow, 0..4
@@ -49,8 +52,9 @@ struct FlareSettings {
 
 // Draws a lens flare additively into r, g, b (frame size): a glow, rays and a halo ring at
 // (x, y), and a row of coloured ghosts along the line from there through the frame centre.
-// `scale` sizes it (1: the glow spans about a twelfth of the shorter side), `angle`
-// (degrees) turns the rays. Only pixels where it adds a visible amount are visited.
+// `scale` sizes it in percent (100: the glow spans about a twelfth of the shorter side;
+// 0 or less draws nothing; above kMaxFlareScale counts as that), `angle` (degrees) turns
+// the rays. Only pixels where it adds a visible amount are visited.
 void DrawLensFlare(Plane& r, Plane& g, Plane& b, float scale, float x, float y, float angle,
                    const FlareSettings& settings);
 

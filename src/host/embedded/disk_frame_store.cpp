@@ -12,7 +12,6 @@
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
-#include <random>
 #include <sstream>
 
 #include "core/error.h"
@@ -75,15 +74,10 @@ std::unique_ptr<DiskFrameStore> DiskFrameStore::Create(const std::string& folder
   CheckFrameCount(frames);
   const int64_t total = StoreBytes(width, height, frames);
   std::unique_ptr<DiskFrameStore> s(new DiskFrameStore());
-  std::random_device rd;
-  for (int attempt = 0; attempt < 16 && s->fd_ < 0; ++attempt) {
-    s->desc_.store_path = JoinPath(folder, std::string(kStorePrefix) + std::to_string(::getpid()) + "-" +
-                                               std::to_string(rd() % 100000000) + kStoreExtension);
-    s->fd_ = ::open(s->desc_.store_path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-    if (s->fd_ < 0 && errno != EEXIST) break;
-  }
-  if (s->fd_ < 0) Fail(ErrorKind::CantCreate, "cannot create a frame store in " + folder + ": " + SysError());
+  s->folder_.emplace(PrivateFolder::Open(folder));
+  s->fd_ = s->folder_->CreateUniqueFile(kStorePrefix + std::to_string(::getpid()) + "-", kStoreExtension, s->store_name_);
   s->owned_ = true;  // from here on the destructor cleans up whatever fails below
+  s->desc_.store_path = s->folder_->PathOf(s->store_name_);
   s->desc_.sidecar_path = s->desc_.store_path + kSidecarExtension;
   s->desc_.width = width;
   s->desc_.height = height;
@@ -106,17 +100,16 @@ std::unique_ptr<DiskFrameStore> DiskFrameStore::OpenLeftBehind(const std::string
   if (StoreOwnerAlive(s->desc_))
     Fail(ErrorKind::Usage, s->desc_.store_path + " is still in use by process " + std::to_string(s->desc_.pid));
   s->plane_bytes_ = static_cast<int64_t>(PlaneBytes(s->desc_.width, s->desc_.height));
-  s->fd_ = ::open(s->desc_.store_path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (s->fd_ < 0) Fail(ErrorKind::NoInput, "cannot open " + s->desc_.store_path + ": " + SysError());
+  s->fd_ = InputFile(s->desc_.store_path).Release();
   return s;
 }
 
 DiskFrameStore::~DiskFrameStore() {
   if (fd_ >= 0) ::close(fd_);
-  if (owned_) {
+  if (owned_ && folder_) {
     // Sidecar first: a store without a sidecar is never mistaken for one to recover.
-    if (!desc_.sidecar_path.empty()) ::unlink(desc_.sidecar_path.c_str());
-    ::unlink(desc_.store_path.c_str());
+    folder_->Remove(store_name_ + kSidecarExtension);
+    folder_->Remove(store_name_);
   }
 }
 
@@ -200,15 +193,13 @@ void DiskFrameStore::WriteSidecar() {
       {"process_start", desc_.process_start},
       {"created", desc_.created},
   };
-  const std::string text = j.dump(2) + "\n";
-  AtomicOutputFile out(desc_.sidecar_path);
-  out.Append(text.data(), text.size());
-  out.Commit();
+  folder_->ReplaceFile(store_name_ + kSidecarExtension, j.dump(2) + "\n");
 }
 
-StoreDescription ReadStoreDescription(const std::string& path) {
-  const std::string sidecar = LowerExtension(path) == kSidecarExtension ? path : path + kSidecarExtension;
-  InputFile file(sidecar);
+namespace {
+
+StoreDescription ParseStoreDescription(const InputFile& file) {
+  const std::string& sidecar = file.path();
   const int64_t size = file.Size();
   if (size > 64 * 1024) Fail(ErrorKind::BadData, sidecar + ": too large for a frame store description");
   std::string text(static_cast<size_t>(size), '\0');
@@ -245,18 +236,26 @@ StoreDescription ReadStoreDescription(const std::string& path) {
   return d;
 }
 
+}  // namespace
+
+StoreDescription ReadStoreDescription(const std::string& path) {
+  const std::string sidecar = LowerExtension(path) == kSidecarExtension ? path : path + kSidecarExtension;
+  return ParseStoreDescription(InputFile(sidecar));
+}
+
 std::vector<StoreDescription> FindStores(const std::string& folder) {
   std::vector<StoreDescription> found;
-  std::error_code ec;
-  for (fs::directory_iterator it(folder, ec), end; !ec && it != end; it.increment(ec)) {
-    const std::string name = it->path().filename().string();
+  const PrivateFolder dir = PrivateFolder::Open(folder);
+  for (const std::string& name : dir.List()) {
     if (name.rfind(kStorePrefix, 0) != 0 || !name.ends_with(std::string(kStoreExtension) + kSidecarExtension))
       continue;
     try {
-      StoreDescription d = ReadStoreDescription(it->path().string());
-      if (FileExists(d.store_path)) found.push_back(std::move(d));
+      const int fd = dir.OpenFile(name);
+      if (fd < 0) continue;  // gone meanwhile
+      StoreDescription d = ParseStoreDescription(InputFile::Adopt(fd, dir.PathOf(name)));
+      if (dir.HoldsFile(fs::path(d.store_path).filename().string())) found.push_back(std::move(d));
     } catch (const Error&) {
-      // Half-written or foreign files are not stores; they are left alone.
+      // Half-written or foreign files (links among them) are not stores; they are left alone.
     }
   }
   std::sort(found.begin(), found.end(), [](const StoreDescription& a, const StoreDescription& b) {

@@ -12,10 +12,12 @@
 // the document closes; after a crash they stay, and FindStores lists them for recovery.
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "host/embedded/frame_store.h"
+#include "media/private_folder.h"
 
 namespace tessfx {
 
@@ -35,7 +37,8 @@ struct StoreDescription {
 
 class DiskFrameStore final : public FrameStore {
  public:
-  // A blank store in `folder`, owned by this process and removed with this object.
+  // A blank store in the private folder `folder`, owned by this process and removed with
+  // this object. The store and its sidecar are reached through the folder's descriptor.
   static std::unique_ptr<DiskFrameStore> Create(const std::string& folder, int32_t width, int32_t height,
                                                 int32_t frames);
   // A store left behind by another process, opened read-only and never removed here.
@@ -66,11 +69,14 @@ class DiskFrameStore final : public FrameStore {
   int64_t plane_bytes_ = 0;
   int fd_ = -1;
   bool owned_ = false;
+  std::optional<PrivateFolder> folder_;  // of an owned store
+  std::string store_name_;               // its name in the folder
 };
 
 // Reads a sidecar (or the sidecar of a store path). Throws an Error naming the file.
 StoreDescription ReadStoreDescription(const std::string& path);
-// Every store with a readable sidecar in `folder`, oldest first.
+// Every store with a readable sidecar in the private folder `folder`, oldest first (links in
+// it are not followed).
 std::vector<StoreDescription> FindStores(const std::string& folder);
 // The stores in `folder` whose owning process has ended: what a crash left behind.
 std::vector<StoreDescription> FindLeftBehindStores(const std::string& folder);

@@ -14,10 +14,13 @@ namespace {
 
 constexpr Channel kColour[] = {Channel::R, Channel::G, Channel::B};
 
-bool IsAnimationFile(const std::string& path) { return LowerExtension(path) == ".tsa" || HasTsaMagic(path); }
+// A file that exists under the name given is that file, even when the name looks like a pattern.
+bool IsAnimationFile(const std::string& path) {
+  return (FileExists(path) || !ParseSequencePattern(path)) && (LowerExtension(path) == ".tsa" || HasTsaMagic(path));
+}
 
-DocumentInfo ImagesInfo(const ImageFiles& files, const std::string& path) {
-  const ImageInfo first = ProbeImage(files.files.front());
+DocumentInfo ImagesInfo(const ImageFiles& files, const std::string& path, const InputLimits& limits) {
+  const ImageInfo first = ProbeImage(files.files.front(), limits);
   DocumentInfo info;
   info.kind = files.files.size() > 1 || files.pattern ? DocumentKind::ImageSequence : DocumentKind::Image;
   info.format = first.format;
@@ -74,21 +77,21 @@ DocumentKind OutputKind(const std::string& path) {
   return DocumentKind::Image;
 }
 
-DocumentInfo ProbeDocument(const std::string& path) {
-  if (!ParseSequencePattern(path) && IsAnimationFile(path)) return AnimationInfo(TsaReader(path).header(), path);
-  return ImagesInfo(ResolveImageFiles(path, kMaxFrames), path);
+DocumentInfo ProbeDocument(const std::string& path, const InputLimits& limits) {
+  if (IsAnimationFile(path)) return AnimationInfo(TsaReader(path, limits).header(), path);
+  return ImagesInfo(ResolveImageFiles(path, limits.max_frames), path, limits);
 }
 
-DocumentReader::DocumentReader(const std::string& path, const OpenOptions& options) {
-  if (!ParseSequencePattern(path) && IsAnimationFile(path)) {
-    tsa_.emplace(path);  // validates the header and the file size first
+DocumentReader::DocumentReader(const std::string& path, const OpenOptions& options) : limits_(options.limits) {
+  if (IsAnimationFile(path)) {
+    tsa_.emplace(path, limits_);  // validates the header and the file size first
     info_ = AnimationInfo(tsa_->header(), path);
     return;
   }
-  info_ = ImagesInfo(ResolveImageFiles(path, kMaxFrames), path);
+  info_ = ImagesInfo(ResolveImageFiles(path, limits_.max_frames), path, limits_);
   if (options.span && info_.pattern) {
     const OpenOptions::Span span = *options.span;
-    if (span.frames < 1 || span.frames > kMaxFrames || span.first < 0)
+    if (span.frames < 1 || span.frames > limits_.max_frames || span.first < 0)
       Fail(ErrorKind::Usage, "cannot open " + path + ": frames " + std::to_string(span.first) + " and on are not a sequence");
     info_.files.clear();
     info_.gaps.clear();
@@ -123,7 +126,7 @@ bool DocumentReader::ReadFrame(int32_t frame, RgbaPlanes& planes) {
     Fail(ErrorKind::NoInput, "cannot read frame " + std::to_string(info_.FrameNumberBase() + frame) + ": " +
                                  info_.pattern->FileName(info_.FrameNumberBase() + frame) + " does not exist");
   const ImageInfo expect{info_.width, info_.height, 0, false, info_.format, {}, 0, {}};
-  return ReadImage(file, planes, &expect).has_alpha;
+  return ReadImage(file, planes, &expect, limits_).has_alpha;
 }
 
 std::unique_ptr<FrameStore> LoadDocument(const std::string& path, const StoreFactory& make_store, DocumentInfo& info,

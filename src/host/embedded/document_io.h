@@ -11,6 +11,7 @@
 
 #include "host/embedded/frame_store.h"
 #include "media/image_io.h"
+#include "media/input_limits.h"
 #include "media/tsa.h"
 
 namespace tessfx {
@@ -53,9 +54,10 @@ DocumentKind OutputKind(const std::string& path);
 
 // Reads the header(s) of a document without loading its frames. Errors name the file.
 // Gaps in a sequence are reported in the result, not refused.
-DocumentInfo ProbeDocument(const std::string& path);
+DocumentInfo ProbeDocument(const std::string& path, const InputLimits& limits = {});
 
 struct OpenOptions {
+  InputLimits limits;  // checked against every header before anything is allocated
   // A sequence with missing files is refused (naming the first one) unless gaps are
   // allowed: each missing file then reads as the frame before it.
   bool allow_gaps = false;
@@ -84,6 +86,7 @@ class DocumentReader {
   bool ReadFrame(int32_t frame, RgbaPlanes& planes);
 
  private:
+  InputLimits limits_;
   DocumentInfo info_;
   std::optional<TsaReader> tsa_;
 };

@@ -48,6 +48,7 @@ std::string FloatText(float v) {
 EmbeddedHost::EmbeddedHost(EmbeddedHostOptions options)
     : temp_dir_(options.temp_dir.empty() ? DefaultTempDir() : EnsureTempDir(options.temp_dir)),
       settings_(options.settings_path),
+      limits_(options.limits),
       memory_store_(options.memory_store) {
   NewAnimation(options.width, options.height, options.frames);
   modified_ = false;
@@ -128,10 +129,12 @@ void EmbeddedHost::AdoptStore(std::unique_ptr<FrameStore> store, const std::stri
 
 void EmbeddedHost::OpenDocument(const std::string& path, const OpenOptions& options) {
   DocumentInfo info;
+  OpenOptions limited = options;
+  limited.limits = limits_;
   // The new store is filled completely (or, on demand, checked) before the current
   // document is touched.
   auto store = LoadDocument(
-      path, [this](int32_t w, int32_t h, int32_t n) { return MakeStore(w, h, n); }, info, options);
+      path, [this](int32_t w, int32_t h, int32_t n) { return MakeStore(w, h, n); }, info, limited);
   Replace(std::move(store), path, info);
 }
 
@@ -190,11 +193,15 @@ void EmbeddedHost::RecoverStore(const std::string& path) {
 }
 
 void EmbeddedHost::LoadAlphaMask(const std::string& path) {
-  const Plane mask = ReadGreyImage(path);
+  // The size is checked from the header, before the mask's pixels are read.
+  const ImageInfo info = ProbeImage(path, limits_);
+  if (info.width != store_->width() || info.height != store_->height())
+    Fail(ErrorKind::BadData, path + ": mask size " + std::to_string(info.width) + "x" + std::to_string(info.height) +
+                                 " differs from the frame size " + std::to_string(store_->width()) + "x" +
+                                 std::to_string(store_->height()));
+  const Plane mask = ReadGreyImage(path, limits_);
   if (mask.width() != store_->width() || mask.height() != store_->height())
-    Fail(ErrorKind::BadData, path + ": mask size " + std::to_string(mask.width()) + "x" +
-                                 std::to_string(mask.height()) + " differs from the frame size " +
-                                 std::to_string(store_->width()) + "x" + std::to_string(store_->height()));
+    Fail(ErrorKind::BadData, path + ": the mask changed while it was read");
   if (auto* lazy = dynamic_cast<LazyFrameStore*>(store_.get())) {
     // Frames not read yet take the mask when they are, instead of all being read now.
     lazy->SetAlphaMask(mask);
@@ -276,12 +283,15 @@ void EmbeddedHost::AdvancePlayback() {
 }
 
 void EmbeddedHost::ResetSwap() {
-  for (auto& p : swap_) p = Plane(store_->width(), store_->height());
+  for (auto& p : swap_) p = Plane();
 }
 
 Plane EmbeddedHost::SwapPlane(int c) {
-  if (swap_[c].width() != store_->width() || swap_[c].height() != store_->height()) ResetSwap();
-  return swap_[c].Clone();
+  // No swap image is an empty plane, not a black one: effects that need it then say so
+  // instead of working against black. One of another frame size is no swap image either.
+  const Plane& p = swap_[c];
+  if (p.empty() || p.width() != store_->width() || p.height() != store_->height()) return Plane();
+  return p.Clone();
 }
 
 void EmbeddedHost::SetSwapImage(const Plane& r, const Plane& g, const Plane& b) {
@@ -294,13 +304,9 @@ void EmbeddedHost::SetSwapImage(const Plane& r, const Plane& g, const Plane& b) 
 }
 
 void EmbeddedHost::LoadSwapImage(const std::string& path) {
-  RgbaPlanes image;
-  ReadImage(path, image);
-  for (int c = 0; c < 3; ++c) {
-    swap_[c] = Plane(store_->width(), store_->height());
-    ResampleTsaPlane(image[static_cast<size_t>(c)], swap_[c], store_->width(), store_->height());
-    ReplicateEdges(swap_[c]);
-  }
+  std::array<Plane, 3> swap;
+  ReadImageScaled(path, store_->width(), store_->height(), swap[0], swap[1], swap[2], limits_);
+  swap_ = std::move(swap);
 }
 
 void EmbeddedHost::CopyFrameToSwap() {
@@ -309,9 +315,9 @@ void EmbeddedHost::CopyFrameToSwap() {
 
 void EmbeddedHost::SetPaper(Plane height_plane) { paper_ = std::move(height_plane); }
 
-void EmbeddedHost::LoadPaper(const std::string& path) { paper_ = ReadGreyImage(path); }
+void EmbeddedHost::LoadPaper(const std::string& path) { paper_ = ReadGreyImage(path, limits_); }
 
-void EmbeddedHost::LoadBrush(const std::string& path) { brush_ = ReadBrushImage(path); }
+void EmbeddedHost::LoadBrush(const std::string& path) { brush_ = ReadBrushImage(path, limits_); }
 
 void EmbeddedHost::LoadGradient(int index, const std::string& path) {
   if (index < 0 || index > 7) Fail(ErrorKind::Usage, "gradient index must be 0..7");

@@ -30,6 +30,7 @@ struct EmbeddedHostOptions {
   int32_t height = 240;
   int32_t frames = 1;
   bool memory_store = false;  // keep frames in memory instead of a store file (tests)
+  InputLimits limits{};       // what documents and images read may declare
 };
 
 class EmbeddedHost final : public TessalineHost {
@@ -81,10 +82,21 @@ class EmbeddedHost final : public TessalineHost {
   // Replaces the frame store (a document loaded by another reader), described by `info`
   // (its size and frame count are the store's).
   void AdoptStore(std::unique_ptr<FrameStore> store, const std::string& path, DocumentInfo info = {});
+  // A blank store of the kind this host keeps (a store file, or memory), for a document
+  // that another reader fills before AdoptStore.
+  std::unique_ptr<FrameStore> CreateStore(int32_t width, int32_t height, int32_t frames) const {
+    return MakeStore(width, height, frames);
+  }
+  const InputLimits& input_limits() const { return limits_; }
+  void set_input_limits(const InputLimits& limits) { limits_ = limits; }
 
   // ---- other host images ----
-  void SetSwapImage(const Plane& r, const Plane& g, const Plane& b);  // resized planes of the frame size
-  // Loads any image file as the swap image, resampled (bilinear) to the frame size.
+  // The swap image: none until one is set, loaded or copied (the swap planes then come back
+  // empty), and none again once the frame size changes.
+  void SetSwapImage(const Plane& r, const Plane& g, const Plane& b);  // planes of the frame size
+  // Loads an image file as the swap image, resampled (bilinear) to the frame size while it
+  // is read; one far larger than the frame is refused (InputLimits::SwapBudget). On failure
+  // the swap image is kept.
   void LoadSwapImage(const std::string& path);
   void CopyFrameToSwap();
   void SetPaper(Plane height_plane);
@@ -175,6 +187,7 @@ class EmbeddedHost final : public TessalineHost {
 
   std::string temp_dir_;
   SettingsStore settings_;
+  InputLimits limits_;
   std::unique_ptr<FrameStore> store_;
   std::string document_path_;
   int64_t document_first_number_ = 1;  // of a sequence document

@@ -11,6 +11,8 @@
 #include <vector>
 
 #include "core/error.h"
+#include "media/file_util.h"
+#include "media/private_folder.h"
 
 namespace tessfx {
 namespace {
@@ -62,6 +64,7 @@ SettingsStore::SettingsStore(const std::string& ini_path) : path_(ini_path.empty
   std::error_code ec;
   const fs::path folder = fs::path(path_).parent_path();
   if (!folder.empty()) fs::create_directories(folder, ec);
+  CheckSettingsFile();
   settings_ = std::make_unique<QSettings>(QString::fromStdString(path_), QSettings::IniFormat);
 }
 
@@ -76,6 +79,7 @@ std::string SettingsStore::Get(const std::string& app, const std::string& sectio
 
 void SettingsStore::Save(const std::string& app, const std::string& section, const std::string& key,
                          const std::string& value) {
+  CheckSettingsFile();
   settings_->setValue(GroupKey(app, section, key), QString::fromStdString(value));
   settings_->sync();
   if (settings_->status() == QSettings::AccessError)
@@ -83,6 +87,16 @@ void SettingsStore::Save(const std::string& app, const std::string& section, con
 }
 
 void SettingsStore::Sync() { settings_->sync(); }
+
+void SettingsStore::CheckSettingsFile() const {
+  // The file is read whole by the settings library, which opens it by name: a pipe there
+  // would stall every command, a huge file would be read into memory.
+  if (NotAnInputFile(path_) == std::string("no such file")) return;
+  const InputFile file(path_);
+  if (file.Size() > kMaxSettingsBytes)
+    Fail(ErrorKind::BadData, "the settings file " + path_ + " is " + std::to_string(file.Size()) +
+                                 " bytes, more than a settings file holds (" + std::to_string(kMaxSettingsBytes) + ")");
+}
 
 std::string DefaultTempDir() {
   std::string dir = EnvOr("TESSFX_TEMP_DIR", "");
@@ -95,16 +109,7 @@ std::string DefaultTempDir() {
 }
 
 std::string EnsureTempDir(const std::string& dir) {
-  // Private to the user: frame stores hold the user's pictures.
-  std::error_code ec;
-  if (fs::create_directories(dir, ec) && !ec) fs::permissions(dir, fs::perms::owner_all, ec);
-  if (ec) Fail(ErrorKind::CantCreate, "cannot create the temporary folder " + dir + ": " + ec.message());
-  struct stat st {};
-  if (::stat(dir.c_str(), &st) != 0 || !S_ISDIR(st.st_mode))
-    Fail(ErrorKind::CantCreate, "the temporary folder " + dir + " is not a folder");
-  // A shared /tmp lets anyone pre-create the name; such a folder is not used.
-  if (st.st_uid != ::getuid())
-    Fail(ErrorKind::CantCreate, "the temporary folder " + dir + " belongs to another user");
+  PrivateFolder::Open(dir);  // created or checked: a real folder of the user's, mode 0700
   return dir;
 }
 

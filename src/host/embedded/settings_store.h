@@ -3,12 +3,15 @@
 // The file lives under the user's configuration folder ($XDG_CONFIG_HOME/tessfx/settings.ini
 // when that variable holds an absolute path, else ~/.config/tessfx/settings.ini), or wherever
 // TESSFX_CONFIG_DIR points (tests use that, never the real home).
+#include <cstdint>
 #include <memory>
 #include <string>
 
 class QSettings;
 
 namespace tessfx {
+
+inline constexpr int64_t kMaxSettingsBytes = 1 << 20;
 
 class SettingsStore {
  public:
@@ -27,14 +30,18 @@ class SettingsStore {
   static std::string DefaultPath();
 
  private:
+  // Refuses a settings file that is not a regular file or is too large to be one.
+  void CheckSettingsFile() const;
+
   std::string path_;
   std::unique_ptr<QSettings> settings_;
 };
 
 // The per-user temporary folder (TESSFX_TEMP_DIR, else $TMPDIR or /tmp, then "tessfx-<uid>"),
-// created private to the user when missing and refused when another user owns it.
+// created private to the user when missing, and refused unless it is a real folder of the
+// user's with mode 0700 (see PrivateFolder).
 std::string DefaultTempDir();
-// Creates `dir` when missing (private to the user) and checks it is the user's own folder.
+// Creates `dir` when missing (mode 0700) and checks it as DefaultTempDir does.
 std::string EnsureTempDir(const std::string& dir);
 
 }  // namespace tessfx
