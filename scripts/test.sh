@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Sets up, builds and runs the whole test suite: the release build, then the same tests
-# under AddressSanitizer and UndefinedBehaviorSanitizer. Pass --quick to skip the sanitizers.
+# Sets up, builds and runs the whole test suite: the release build and the farm test on a
+# local cluster, then the same unit tests under AddressSanitizer and UndefinedBehaviorSanitizer.
+# Pass --quick to skip the sanitizers.
 set -euo pipefail
 root="$(cd "$(dirname "$0")/.." && pwd)"
 "$root/scripts/install-deps.sh"
@@ -13,6 +14,8 @@ run_suite() {
 }
 "$root/scripts/build.sh" release >/dev/null
 run_suite "$root/build"
+# The farm on a one-node Slurm cluster started for the test (skipped where it cannot start).
+"$root/tests/farm/cluster_test.sh" "$root/build/tessfx" || status=1
 if [ "$quick" -eq 0 ]; then
   "$root/scripts/build.sh" sanitize >/dev/null
   ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 run_suite "$root/build-sanitize"

@@ -87,5 +87,6 @@ struct ExitStatus {
 void AddEffectsCommand(CLI::App& app);
 void AddApplyCommand(CLI::App& app);
 void AddGalleryCommand(CLI::App& app);
+void AddFarmCommand(CLI::App& app);
 
 }  // namespace tessfx::cli

@@ -43,6 +43,7 @@ int main(int argc, char** argv) {
   tessfx::cli::AddEffectsCommand(app);
   tessfx::cli::AddApplyCommand(app);
   tessfx::cli::AddGalleryCommand(app);
+  tessfx::cli::AddFarmCommand(app);
 
   // No command: the list of commands. An unknown one: the same, after saying so.
   if (!Asked(argc, argv, {"-h", "--help", "--help-all", "--version"})) {

@@ -18,10 +18,10 @@ namespace {
 // render's progress reads between frames.
 std::atomic<bool> g_interrupted{false};
 
-extern "C" void OnInterrupt(int) {
+extern "C" void OnInterrupt(int signal) {
   if (g_interrupted.exchange(true)) {
-    ::signal(SIGINT, SIG_DFL);
-    ::raise(SIGINT);
+    ::signal(signal, SIG_DFL);
+    ::raise(signal);
   }
 }
 
@@ -34,9 +34,15 @@ InterruptGuard::InterruptGuard() {
   sa.sa_flags = SA_RESTART;  // output blocked on a full pipe resumes instead of failing
   sigemptyset(&sa.sa_mask);
   ::sigaction(SIGINT, &sa, &previous_);
+  // A scheduler cancelling a job, or ending it at its time limit, sends SIGTERM and waits
+  // before killing: time enough to write the frames rendered so far, as Ctrl-C does.
+  ::sigaction(SIGTERM, &sa, &previous_term_);
 }
 
-InterruptGuard::~InterruptGuard() { ::sigaction(SIGINT, &previous_, nullptr); }
+InterruptGuard::~InterruptGuard() {
+  ::sigaction(SIGINT, &previous_, nullptr);
+  ::sigaction(SIGTERM, &previous_term_, nullptr);
+}
 
 bool InterruptGuard::interrupted() const { return g_interrupted.load(); }
 

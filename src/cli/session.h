@@ -14,7 +14,7 @@
 
 namespace tessfx::cli {
 
-// Catches Ctrl-C for as long as it lives. A second Ctrl-C ends the program at once.
+// Catches Ctrl-C and SIGTERM for as long as it lives. A second one ends the program at once.
 class InterruptGuard {
  public:
   InterruptGuard();
@@ -25,6 +25,7 @@ class InterruptGuard {
 
  private:
   struct sigaction previous_ {};
+  struct sigaction previous_term_ {};
 };
 
 // No picture, no timeline and nobody to answer boxes: messages go to standard error.

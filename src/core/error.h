@@ -13,6 +13,7 @@ enum class ErrorKind {
   Usage = 64,        // bad arguments, option values or names given by the user
   BadData = 65,      // the input exists but is not valid, or lies beyond the input limits
   NoInput = 66,      // the input is missing, unreadable, or not a regular file
+  Unavailable = 69,  // a service it needs (the cluster's scheduler) is missing or does not answer
   Software = 70,     // anything else (out of memory, a fault of the program)
   CantCreate = 73,   // an output, or the private temporary folder, cannot be made or used
   IoError = 74,      // a read or write failed part-way

@@ -430,9 +430,9 @@ OpenedImage OpenStillImage(const std::string& path, const InputLimits& limits) {
       continue;
     }
     // Alpha is a selection here, not a coverage to premultiply by: colour is read as stored.
-    OIIO::ImageSpec config, spec;
+    OIIO::ImageSpec config, header;
     config.attribute("oiio:UnassociatedAlpha", 1);
-    if (!reader->open(opened.given, spec, config))
+    if (!reader->open(opened.given, header, config))
       Fail(ErrorKind::BadData, path + ": not a readable image (" +
                                    Reason(reader->geterror(), capture.Text(), opened.given, path) + ")");
     opened.in = std::move(reader);

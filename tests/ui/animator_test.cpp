@@ -284,7 +284,7 @@ TEST_F(AnimatorTest, ARenderThatFailsPartWayStopsSaysSoOnceAndCanBeUndone) {
   EXPECT_EQ(rig.tool->messages.size(), 1u);
 }
 
-// The progress window names the frame as the host window does, with the spec'd frame text
+// The progress window names the frame as the host window does, with the frame text it is given
 // beside it, and reports times and speed.
 struct WatchProgress : HostObserver {
   void OnFrameChanged(int32_t frame) override {
