@@ -37,14 +37,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     std::ofstream(folder + "/f." + std::to_string(n), std::ios::binary).write(input.data() + start, static_cast<std::streamsize>(end - start));
     start = end + kNext.size();
   }
-  tessfx::InputLimits limits;
-  limits.max_pixels = int64_t{1} << 22;
-  limits.max_frames = 3;
+  tessfx::OpenOptions options;
+  options.limits.max_pixels = int64_t{1} << 22;
+  options.limits.max_frames = 3;
   try {
     tessfx::DocumentInfo info;
     tessfx::LoadDocument(
         folder + "/f.#", [](int32_t w, int32_t h, int32_t frames) { return std::make_unique<tessfx::MemoryFrameStore>(w, h, frames); },
-        info, limits);
+        info, options);
   } catch (const tessfx::Error&) {
   }
   return 0;

@@ -112,13 +112,15 @@ RecursiveKernel MakeRecursiveKernel(double sigma) {
   // numerators are scaled to the rounded weights, so that flat areas stay flat.
   const double sum_a_rounded = 1.0 + k.feedback[0] + k.feedback[1] + k.feedback[2] + k.feedback[3];
   const double scale = sum_a_rounded / sum_a / total;
-  double causal_sum = 0, anti_sum = 0;
   for (int i = 0; i < 4; ++i) {
     k.causal_in[i] = static_cast<float>(b[i] * scale);
     k.anti_in[i] = static_cast<float>(bm[i + 1] * scale);
-    causal_sum += k.causal_in[i];
-    anti_sum += k.anti_in[i];
   }
+  // The gains of the weights as rounded, summed once they are stored: summed inside the loop
+  // above, GCC 12's vectoriser added the unrounded products instead, and the optimised and
+  // unoptimised builds gave other bytes.
+  const double causal_sum = static_cast<double>(k.causal_in[0]) + k.causal_in[1] + k.causal_in[2] + k.causal_in[3];
+  const double anti_sum = static_cast<double>(k.anti_in[0]) + k.anti_in[1] + k.anti_in[2] + k.anti_in[3];
   k.causal_gain = static_cast<float>(causal_sum / sum_a_rounded);
   k.anti_gain = static_cast<float>(anti_sum / sum_a_rounded);
   // The slowest pole decays as exp(-1.723 n / sigma): after 6 sigma, below 1e-4.

@@ -94,7 +94,8 @@ TEST(Sobel, FlatIsBlackAStepIsFullOnItsTwoSidesAndTurningTurnsTheResult) {
 
   const int32_t w = 23, h = 17;
   const Plane noise = testing::Noise(w, h, 5);
-  const Plane turned = Make(h, w, [&](int32_t y, int32_t x) { return noise[h - 1 - x][y]; });  // a quarter turn
+  // A quarter turn; the extra row and column stay 0.
+  const Plane turned = Make(h, w, [&](int32_t y, int32_t x) -> uint8_t { return x < h && y < w ? noise[h - 1 - x][y] : 0; });
   const Plane a = SobelOf(noise), b = SobelOf(turned);
   for (int32_t y = 0; y < h; ++y)
     for (int32_t x = 0; x < w; ++x) ASSERT_EQ(a[y][x], b[x][h - 1 - y]) << x << "," << y;
