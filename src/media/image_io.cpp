@@ -315,6 +315,30 @@ bool ExrChannelListFits(const std::vector<uint8_t>& list) {
   return i + 1 == list.size();
 }
 
+// DPX headers state the sizes of the parts that follow them, and the image library sizes its
+// buffers by them (user data of up to 4 GB, for one): a part larger than the file, or an
+// image beyond the limits, is refused before the library sees the header.
+std::string DpxHeaderRefusal(const InputFile& file, const InputLimits& limits) {
+  constexpr int64_t kHeaderBytes = 2048;  // file, image, orientation, film and television headers
+  uint8_t header[780];
+  if (file.ReadAt(0, header, sizeof header) != sizeof header) return "the DPX header is cut short";
+  const bool big_endian = header[0] == 'S';  // "SDPX"; "XPDS" is the little-endian form
+  const auto word = [&](size_t at) -> int64_t {
+    const uint8_t* p = header + at;
+    return big_endian ? int64_t{p[0]} << 24 | int64_t{p[1]} << 16 | int64_t{p[2]} << 8 | int64_t{p[3]}
+                      : int64_t{p[3]} << 24 | int64_t{p[2]} << 16 | int64_t{p[1]} << 8 | int64_t{p[0]};
+  };
+  const int64_t file_bytes = file.Size();
+  const int64_t image_offset = word(4), user_bytes = word(32);
+  if (image_offset > file_bytes) return "the DPX header places the image beyond the end of the file";
+  if (user_bytes != 0xFFFFFFFF && user_bytes > file_bytes - kHeaderBytes)
+    return "the DPX header declares " + std::to_string(user_bytes) + " bytes of user data, more than the file holds";
+  const int64_t width = word(772), height = word(776);
+  if (width > 0 && height > 0 && width * height > limits.max_pixels)
+    return "the DPX image is " + std::to_string(width) + "x" + std::to_string(height) + ", beyond the size allowed";
+  return {};
+}
+
 std::string ExrHeaderRefusal(const InputFile& file, const InputLimits& limits) {
   constexpr int64_t kMostAttributes = 1 << 16;  // real files have dozens
   constexpr int64_t kLongestList = 1 << 20;     // 256 channels of the longest names take 70 KB
@@ -409,6 +433,8 @@ OpenedImage OpenStillImage(const std::string& path, const InputLimits& limits) {
   if (got >= 2 && magic[0] == 'B' && magic[1] == 'M') why = BmpRefusalForImageLibrary(opened.file, limits);
   if (got == 4 && magic[0] == 0x76 && magic[1] == 0x2F && magic[2] == 0x31 && magic[3] == 0x01)
     why = ExrHeaderRefusal(opened.file, limits);
+  if (got == 4 && (std::memcmp(magic, "SDPX", 4) == 0 || std::memcmp(magic, "XPDS", 4) == 0))
+    why = DpxHeaderRefusal(opened.file, limits);
   if (!why.empty()) Fail(ErrorKind::BadData, path + ": not a readable image (" + why + ")");
 
   // The extension's format first, then every format that has a signature.

@@ -288,7 +288,18 @@ TEST(ReadImageTest, BadFilesGiveOneMessageNamingTheFile) {
   RgbaPlanes p = Frame(64, 64, 3);
   ImageFileWriter writer;
   writer.Write(dir / "good.tif", p[0], p[1], p[2], nullptr);
+  writer.Write(dir / "good.dpx", p[0], p[1], p[2], nullptr);
   writer.Commit();
+  // A DPX header declaring about 4 GB of user data: the library would allocate it all.
+  fs::copy_file(dir / "good.dpx", dir / "user.dpx");
+  {
+    std::fstream f(dir / "user.dpx", std::ios::in | std::ios::out | std::ios::binary);
+    f.seekp(32);
+    f.write("\xff\x00\xff\xff", 4);
+  }
+  EXPECT_THAT([&] { ReadImage(dir / "user.dpx", p); },
+              ThrowsMessage<Error>(HasSubstr("bytes of user data, more than the file holds")));
+  EXPECT_NO_THROW(ReadImage(dir / "good.dpx", p));
   // (A cut PNG is refused as well, but its reader leaks a message string when it gives up,
   // which the leak checker would report.)
   fs::copy_file(dir / "good.tif", dir / "cut.tif");
