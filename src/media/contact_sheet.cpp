@@ -57,13 +57,13 @@ std::array<Plane, 3> ComposeContactSheet(const std::vector<SheetCell>& cells, in
     if (!c.note.empty())
       Text(sheet, x0, y0 + h + kTitleSize + kNoteSize + 6, c.note, kNoteSize, c.marked ? mark : note);
   }
-  const OIIO::ImageSpec& layout = sheet.spec();
-  std::array<Plane, 3> out = {Plane(layout.width, layout.height), Plane(layout.width, layout.height),
-                              Plane(layout.width, layout.height)};
-  std::vector<uint8_t> row(static_cast<size_t>(layout.width) * 3);
-  for (int y = 0; y < layout.height; ++y) {
-    sheet.get_pixels(OIIO::ROI(0, layout.width, y, y + 1, 0, 1, 0, 3), OIIO::TypeDesc::UINT8, row.data());
-    for (int x = 0; x < layout.width; ++x)
+  const OIIO::ROI layout = sheet.roi();
+  std::array<Plane, 3> out = {Plane(layout.width(), layout.height()), Plane(layout.width(), layout.height()),
+                              Plane(layout.width(), layout.height())};
+  std::vector<uint8_t> row(static_cast<size_t>(layout.width()) * 3);
+  for (int y = 0; y < layout.height(); ++y) {
+    sheet.get_pixels(OIIO::ROI(0, layout.width(), y, y + 1, 0, 1, 0, 3), OIIO::TypeDesc::UINT8, row.data());
+    for (int x = 0; x < layout.width(); ++x)
       for (int c = 0; c < 3; ++c) out[static_cast<size_t>(c)][y][x] = row[static_cast<size_t>(x) * 3 + c];
   }
   return out;

@@ -207,9 +207,10 @@ void SyncFile(const std::string& temp, const std::string& path) {
 // so (a full disk) shows here, before the file replaces anything.
 void VerifyReadsBack(const std::string& temp, const std::string& path, int32_t w, int32_t h) {
   auto in = OIIO::ImageInput::open(temp);
-  bool ok = in && in->spec().width == w && in->spec().height == h;
+  const OIIO::ImageSpec layout = in ? in->spec_dimensions(0) : OIIO::ImageSpec();
+  bool ok = in && layout.width == w && layout.height == h;
   if (ok) {
-    std::vector<uint8_t> pixels(static_cast<size_t>(w) * static_cast<size_t>(h) * static_cast<size_t>(in->spec().nchannels));
+    std::vector<uint8_t> pixels(static_cast<size_t>(w) * static_cast<size_t>(h) * static_cast<size_t>(layout.nchannels));
     ok = in->read_image(0, 0, 0, -1, OIIO::TypeDesc::UINT8, pixels.data()) && !in->has_error();
   }
   if (in) in->close();
