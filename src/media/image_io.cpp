@@ -335,7 +335,7 @@ std::string DpxHeaderRefusal(const InputFile& file, const InputLimits& limits) {
   if (user_bytes != 0xFFFFFFFF && user_bytes > file_bytes - kHeaderBytes)
     return "the DPX header declares " + std::to_string(user_bytes) + " bytes of user data, more than the file holds";
   const int64_t width = word(772), height = word(776);
-  if (width > 0 && height > 0 && width * height > limits.max_pixels)
+  if (width > 0 && height > 0 && width > limits.max_pixels / height)
     return "the DPX image is " + std::to_string(width) + "x" + std::to_string(height) + ", beyond the size allowed";
   return {};
 }

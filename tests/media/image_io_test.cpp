@@ -299,6 +299,14 @@ TEST(ReadImageTest, BadFilesGiveOneMessageNamingTheFile) {
   }
   EXPECT_THAT([&] { ReadImage(dir / "user.dpx", p); },
               ThrowsMessage<Error>(HasSubstr("bytes of user data, more than the file holds")));
+  // Width and height of 2^32 - 1 each: their product overflows a 64-bit count.
+  fs::copy_file(dir / "good.dpx", dir / "huge.dpx");
+  {
+    std::fstream f(dir / "huge.dpx", std::ios::in | std::ios::out | std::ios::binary);
+    f.seekp(772);
+    f.write("\xff\xff\xff\xff\xff\xff\xff\xff", 8);
+  }
+  EXPECT_THAT([&] { ReadImage(dir / "huge.dpx", p); }, ThrowsMessage<Error>(HasSubstr("beyond the size allowed")));
   EXPECT_NO_THROW(ReadImage(dir / "good.dpx", p));
   // (A cut PNG is refused as well, but its reader leaks a message string when it gives up,
   // which the leak checker would report.)
