@@ -187,7 +187,9 @@ void Render(const RenderOptions& o) {
       host->LoadSwapImage(o.swap);
     }
   }
-  RequireSwapSource(editor.panel().EffectName(), !o.swap.empty() || editor.image().external_swap.active());
+  // A project may bring its swap image or animation along.
+  RequireSwapSource(editor.panel().EffectName(),
+                    !host->swap_image_path().empty() || editor.image().external_swap.active());
   if (!o.sequence.empty()) editor.sequence = SequenceOption(o.sequence);
 
   InterruptGuard interrupt;

@@ -54,6 +54,10 @@ Session::Session(std::shared_ptr<EmbeddedHost> h, int32_t alpha_bits) : host(std
   registry.Register(kHostProgId, [h = host]() -> std::shared_ptr<TessalineHost> { return h; });
   state = SharedState::Startup(registry);
   editor = std::make_unique<Editor>(*state, window);
+  // The undo data names the command's output (cmd_render), not the document read.
+  EmbeddedHost* doc = host.get();
+  editor->host_files = {
+      {}, {}, [doc] { return doc->swap_image_path(); }, [doc](const std::string& path) { doc->LoadSwapImage(path); }};
   // No preview per slider assignment: the command line shows none.
   editor->panel().SuppressPreview = 255;
 }

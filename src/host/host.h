@@ -31,6 +31,10 @@ class HostObserver {
   virtual void OnPlay() {}
   virtual void OnStop() {}
   virtual void OnFlareSettings() {}
+  // The host is about to replace a document with unsaved changes by another of its own
+  // making ("Create new animation" asked through the host interface): the window that shows
+  // the document asks its user to save. False keeps the document as it is.
+  virtual bool OnDiscardingChanges() { return true; }
 };
 
 class TessalineHost : public EffectHost {

@@ -1,9 +1,13 @@
 #include "render/editor.h"
 
+#include <unistd.h>
+
 #include <cstring>
+#include <filesystem>
 
 #include "core/convert.h"
 #include "core/error.h"
+#include "host/embedded/disk_frame_store.h"
 #include "render/anim_menu.h"
 #include "render/thumb.h"
 
@@ -67,6 +71,7 @@ RenderSummary Editor::kv_button3_Click(RenderProgress& progress, const FrameSele
       }
     }
   };
+  if (host_files.document) undo_.SetDocument(host_files.document(), host_files.document_first_number());
   RenderSummary r;
   {
     // The summary so far, also when the render fails part-way.
@@ -105,6 +110,27 @@ void Editor::Check1_Click() {
 void Editor::Label13_Click() {
   panel_.Label13_Click();
   Check1_Click();
+}
+
+std::optional<std::string> Editor::UndoDataAtStake() {
+  if (panel_.Check1 == 0) return std::nullopt;
+  const std::string temp = host().Tes_GetTempDir();
+  const std::optional<UndoDescription> undo = UndoBuffer::ReadDescription(temp);
+  if (!undo || undo->document.empty()) return std::nullopt;
+  const auto same = [](const std::string& a, const std::string& b) {
+    std::error_code ec;
+    return a == b || std::filesystem::equivalent(a, b, ec);
+  };
+  if (host_files.document && same(undo->document, host_files.document())) return std::nullopt;
+  // The open documents of other processes are the sources their frame stores name.
+  try {
+    for (const StoreDescription& store : FindStores(temp))
+      if (store.pid != ::getpid() && same(store.source, undo->document) && StoreOwnerAlive(store))
+        return undo->document;
+  } catch (const Error&) {
+    // A folder that cannot be listed hides no open document the render could warn about.
+  }
+  return std::nullopt;
 }
 
 bool Editor::AnimMenuCreate_Click() {

@@ -48,6 +48,23 @@ class Editor {
   // dispatch names each frame's file from it.
   SequenceSettings sequence;
 
+  // What a host that keeps its document and swap image in files tells of them (the
+  // embedded host's window wires all three, the command line the swap image): project files
+  // record the swap image and load it back; the undo data names the document it belongs to.
+  // Unset for other hosts.
+  struct HostFiles {
+    std::function<std::string()> document;                // the open document's file, "" for none
+    std::function<int64_t()> document_first_number;       // the number of its frame 0's file
+    std::function<std::string()> swap_image;              // "" when the swap image has no file
+    std::function<void(const std::string&)> load_swap_image;  // throws an Error naming the file
+  };
+  HostFiles host_files;
+
+  // Before a render that records undo data: the document whose undo data it would replace,
+  // when that document is not this one and is open in another running tessfx (whose user
+  // could still want to undo). nullopt when nothing of another open document is at stake.
+  std::optional<std::string> UndoDataAtStake();
+
   // ---- buttons and menu commands ----
   void kv_button1_Click();  // set key at the current frame
   void kv_button2_Click();  // refill the channels and redraw the timeline
@@ -67,7 +84,9 @@ class Editor {
   void DeleteUndos_Click();
   void Check1_Click();    // stores the undo box under "SaveUndos"
   void Label13_Click();   // the undo box's caption toggles the box, which raises its click
-  // "Create new animation"; true when an animation was created.
+  // "Create new animation"; true when the box gave a frame count and the host was asked
+  // for the animation (a host may keep a document with unsaved changes when its user says
+  // so when asked to save them).
   bool AnimMenuCreate_Click();
 
   // Runs a button or menu command by its name ("kv_button1", "AnimMenuCreate_Click", ...).

@@ -96,7 +96,7 @@ json ProjectToJson(const Project& p) {
                {{"base_name", p.sequence.base_name},
                 {"start_number", p.sequence.start_number},
                 {"digit_count", p.sequence.digit_count}}},
-              {"swap", {{"animation_file", p.swap_file}, {"active", p.swap_active}}}};
+              {"swap", {{"animation_file", p.swap_file}, {"active", p.swap_active}, {"image_file", p.swap_image}}}};
 }
 
 Project ProjectFromJson(const json& j, const std::string& source) {
@@ -152,6 +152,7 @@ Project ProjectFromJson(const json& j, const std::string& source) {
     r.Object(*s, "swap");
     if (const json* m = r.Member(*s, "swap", "animation_file", false)) p.swap_file = r.String(*m, "swap.animation_file");
     if (const json* m = r.Member(*s, "swap", "active", false)) p.swap_active = r.Bool(*m, "swap.active");
+    if (const json* m = r.Member(*s, "swap", "image_file", false)) p.swap_image = r.String(*m, "swap.image_file");
   }
   return p;
 }
@@ -217,6 +218,7 @@ Project CaptureProject(Editor& editor) {
   const ExternalAnimation& swap = editor.image().external_swap;
   p.swap_file = swap.file_name();
   p.swap_active = swap.active();
+  if (editor.host_files.swap_image) p.swap_image = editor.host_files.swap_image();
   return p;
 }
 
@@ -240,6 +242,12 @@ void ApplyProject(Editor& editor, const Project& p) {
     swap.set_active(p.swap_active);
   } else {
     swap.set_active(false);
+  }
+  if (!p.swap_image.empty()) {
+    if (editor.host_files.load_swap_image)
+      editor.host_files.load_swap_image(p.swap_image);
+    else
+      editor.window().MessageBox("The project's swap image " + p.swap_image + " is not loaded: load it in the host.");
   }
   panel.SelectEffect(std::string(effect->name));
   // Sliders the effect does not use stay as the set-up left them; one preview at the end.

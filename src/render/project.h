@@ -12,7 +12,7 @@
 //                                               a key may add "ease": "linear", "hold",
 //                                               "ease in", "ease out" or "ease in and out"
 //     "sequence": {"base_name": "", "start_number": 0, "digit_count": 0},
-//     "swap": {"animation_file": "", "active": false}
+//     "swap": {"animation_file": "", "active": false, "image_file": ""}
 //   }
 //
 // "format", "version" and "effect" are required; the other members default to the values
@@ -53,6 +53,7 @@ struct Project {
   SequenceSettings sequence;
   std::string swap_file;
   bool swap_active = false;
+  std::string swap_image;  // the host's swap image, when it was loaded from a file
 };
 
 nlohmann::json ProjectToJson(const Project& p);
@@ -66,7 +67,8 @@ void WriteProjectFile(const Project& p, const std::string& path);
 // The editor's current set-up.
 Project CaptureProject(Editor& editor);
 // Selects the effect (which clears the keys and previews once), sets the effect's sliders,
-// the toggle, the keys, the sequence and the swap source. Throws an Error when the effect is
+// the toggle, the keys, the sequence and the swap source (the animation, and the host's swap
+// image loaded from its file when the host can; where it cannot the window says so). Throws an Error when the effect is
 // unknown, a slider value lies outside its slider's range or the swap file cannot be used.
 void ApplyProject(Editor& editor, const Project& p);
 

@@ -57,6 +57,14 @@ int RunEditor(std::shared_ptr<EmbeddedHost> host, const EditorRunOptions& option
     host->AddObserver(tool);
     state->HandFormToHost(ObjectRef{static_cast<QWidget*>(tool)});
     tool->RestoreWindowPlacement();
+    EmbeddedHost* h = host.get();
+    tool->editor().host_files = {[h] { return h->document_path(); },
+                                 [h] { return h->document_info().FrameNumberBase(); },
+                                 [h] { return h->swap_image_path(); },
+                                 [h](const std::string& path) {
+                                   h->LoadSwapImage(path);
+                                   h->Tes_Refresh();
+                                 }};
     main_window.show();
 
     if (!options.screenshot.empty()) {
@@ -74,6 +82,9 @@ int RunEditor(std::shared_ptr<EmbeddedHost> host, const EditorRunOptions& option
     }
     if (options.screenshot.empty() && options.script)
       QTimer::singleShot(0, &main_window, [&] { RunScript(*tool, options); });
+    // Only a session a user drives is asked about earlier work; pictures and tours are not.
+    if (options.screenshot.empty() && options.tour_folder.empty())
+      QTimer::singleShot(0, &main_window, [&] { main_window.OfferLeftBehindWork(); });
     if (!options.tour_folder.empty()) {
       // A fixed size, so that the pictures come out the same on every screen.
       main_window.resize(1440, 900);

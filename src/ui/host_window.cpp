@@ -20,6 +20,8 @@
 #include <functional>
 
 #include "core/error.h"
+#include "host/embedded/disk_frame_store.h"
+#include "media/file_util.h"
 #include "media/document_name.h"
 #include "media/image_io.h"
 
@@ -179,6 +181,46 @@ bool HostWindow::OpenPath(const QString& path) {
   } catch (const std::exception& e) {
     ShowError(tr("Cannot open %1").arg(QFileInfo(path).fileName()), e);
     return false;
+  }
+}
+
+void HostWindow::OfferLeftBehindWork() {
+  std::vector<StoreDescription> stores;
+  try {
+    stores = FindLeftBehindStores(host_.Tes_GetTempDir());
+  } catch (const std::exception&) {
+    return;  // an unreadable folder offers nothing; `tessfx recover` says why
+  }
+  for (auto d = stores.rbegin(); d != stores.rend(); ++d) {
+    const QString what = d->source.empty() ? tr("A new animation") : QString::fromStdString(d->source);
+    QMessageBox box(QMessageBox::Question, tr("Work left behind"),
+                    tr("%1 (%2x%3, %4) was still open in a tessfx that ended without closing it, on %5. "
+                       "Restore it?")
+                        .arg(what)
+                        .arg(d->width)
+                        .arg(d->height)
+                        .arg(d->frames == 1 ? tr("1 frame") : tr("%1 frames").arg(d->frames))
+                        .arg(QString::fromStdString(d->created)),
+                    QMessageBox::NoButton, this);
+    QPushButton* restore = box.addButton(tr("Restore"), QMessageBox::AcceptRole);
+    QPushButton* discard = box.addButton(tr("Discard"), QMessageBox::DestructiveRole);
+    box.addButton(tr("Keep for later"), QMessageBox::RejectRole);
+    box.setDefaultButton(restore);
+    box.exec();
+    try {
+      if (box.clickedButton() == discard) {
+        if (QMessageBox::question(this, tr("Discard"), tr("Delete %1 for good?").arg(what)) == QMessageBox::Yes)
+          DiscardStore(*d);
+      } else if (box.clickedButton() == restore) {
+        if (!MaybeSave()) return;
+        host_.RecoverStore(d->store_path);
+        DiscardStore(*d);  // the document now has a store of its own, itself recoverable
+        statusBar()->showMessage(tr("Restored %1: it is not saved yet").arg(what));
+        return;
+      }
+    } catch (const std::exception& e) {
+      ShowError(tr("Cannot restore %1").arg(what), e);
+    }
   }
 }
 

@@ -27,6 +27,7 @@ class HostWindow : public QMainWindow, public HostObserver {
   void OnFrameChanged(int32_t) override { ScheduleRedraw(); }
   void OnFrameWritten(int32_t) override { ScheduleRedraw(); }
   void OnAnimationReplaced() override;
+  bool OnDiscardingChanges() override { return MaybeSave(); }
   void OnFormObject(ObjectRef form) override;
   void OnPlay() override;
   void OnStop() override;
@@ -34,6 +35,10 @@ class HostWindow : public QMainWindow, public HostObserver {
   // Asks to save unsaved changes; false when the user cancels.
   bool MaybeSave();
   bool OpenPath(const QString& path);
+  // At start: offers to restore or discard each document a tessfx that ended without closing
+  // it left behind in the temporary folder, newest first. One restored becomes the open
+  // document (after asking to save this one); those kept stay for `tessfx recover`.
+  void OfferLeftBehindWork();
   // Saves to `path` as its extension says (a sequence pattern, .tsa or a single image).
   bool SaveTo(const QString& path, int64_t first_number = 1);
   // "Save as" in the form the user chose in the dialog: a plain name chosen as an image

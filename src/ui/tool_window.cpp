@@ -1158,6 +1158,15 @@ std::optional<std::string> ToolWindow::GetOpenFileName(const std::string& title,
 
 void ToolWindow::Render() {
   if (playing_) editor_->kv_button8_Click();
+  if (const std::optional<std::string> other = editor_->UndoDataAtStake()) {
+    const auto answer = QMessageBox::question(
+        this, "Undo data of another animation",
+        QString::fromStdString("The undo data of " + *other +
+                               ", which is open in another tessfx, would be replaced by this render: that "
+                               "animation could no longer be undone. Render anyway?"),
+        QMessageBox::Yes | QMessageBox::Cancel, QMessageBox::Cancel);
+    if (answer != QMessageBox::Yes) return;
+  }
   std::optional<std::string> error;
   rendering_ = true;
   {

@@ -120,6 +120,14 @@ TEST_F(Cli, LinearAndSplineRampsAndUndo) {
 
 TEST_F(Cli, MistakesEndWithOneLineAndTheirCode) {
   const std::string in = Black(4, 4, 5), out = dir + "/x.tsa";
+  // A project brings its swap image: the keyer needs no --swap then, but the file must be there.
+  const std::string keyed = dir + "/keyed.json", lost = dir + "/lost.json";
+  ASSERT_EQ(Run({"new", dir + "/plate.png", "--size", "4x4", "--frames", "1"}).code, 0);
+  std::ofstream(keyed) << R"({"format": "tessfx-project", "version": 1, "effect": "Greenscreen", "swap": {"image_file": ")"
+                       << dir << R"(/plate.png"}})";
+  std::ofstream(lost) << R"({"format": "tessfx-project", "version": 1, "effect": "Greenscreen", "swap": {"image_file": ")"
+                      << dir << R"(/gone.png"}})";
+  EXPECT_EQ(Run({"render", in, "-o", out, "--project", keyed}).code, 0);
   const struct {
     std::vector<std::string> args;
     int code;
@@ -133,6 +141,7 @@ TEST_F(Cli, MistakesEndWithOneLineAndTheirCode) {
       // Effects of the swap image need one, before any work is done.
       {{"render", in, "-o", out, "--effect", "Greenscreen"}, 64, "no swap image: give --swap FILE"},
       {{"apply", in, "-o", out, "--effect", "combine ADD"}, 64, "no swap image: give --swap FILE"},
+      {{"render", in, "-o", out, "--project", lost}, 66, "gone.png"},
       // One picture would keep one of five rendered frames.
       {{"render", in, "-o", dir + "/x.png", "--effect", "Negative"}, 64, "such as " + dir + "/x.####.png"},
   };

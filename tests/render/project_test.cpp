@@ -4,6 +4,7 @@
 #include <fstream>
 #include <nlohmann/json.hpp>
 
+#include "media/image_io.h"
 #include "render/project.h"
 #include "render/rig.h"
 #include "render/thumb.h"
@@ -48,6 +49,38 @@ TEST(Project, SavesAndRestoresTheSetUp) {
   const nlohmann::json keys = ProjectToJson(CaptureProject(o))["keys"];
   EXPECT_FALSE(keys[0].contains("ease"));
   EXPECT_EQ(keys[1]["ease"], "ease in and out");
+}
+
+// The host's swap image loaded from a file goes with the project and comes back with it; a
+// host that cannot load one gets a message instead of a silently missing second image.
+TEST(Project, KeepsTheSwapImageFile) {
+  const std::string folder = TestFolder("p");
+  const std::string picture = folder + "/plate.png";
+  {
+    Plane r(4, 4, 200), g(4, 4, 10), b(4, 4, 90);
+    ImageFileWriter writer;
+    writer.Write(picture, r, g, b, nullptr);
+    writer.Commit();
+  }
+  const auto wire = [](EditorRig& rig) {
+    EmbeddedHost* h = rig.host.get();
+    rig.editor->host_files.swap_image = [h] { return h->swap_image_path(); };
+    rig.editor->host_files.load_swap_image = [h](const std::string& path) { h->LoadSwapImage(path); };
+  };
+  EditorRig rig(4, 4, 2), other(4, 4, 2), foreign(4, 4, 2);
+  wire(rig);
+  wire(other);
+  rig.editor->panel().SelectEffect("Alpha comp");
+  rig.host->LoadSwapImage(picture);
+  WriteProjectFile(CaptureProject(*rig.editor), folder + "/comp.json");
+  const Project project = ReadProjectFile(folder + "/comp.json");
+  EXPECT_EQ(project.swap_image, picture);
+  ApplyProject(*other.editor, project);
+  EXPECT_EQ(other.host->swap_image_path(), picture);
+  EXPECT_EQ(other.host->tes_GetSwapRBuffer()[0][0], 200);
+  ApplyProject(*foreign.editor, project);
+  ASSERT_EQ(foreign.window.messages.size(), 1u);
+  EXPECT_NE(foreign.window.messages[0].find(picture), std::string::npos);
 }
 
 TEST(Project, BadFilesAreRefusedNamingTheProblem) {

@@ -6,6 +6,9 @@
 #include <fstream>
 #include <functional>
 
+#include <nlohmann/json.hpp>
+
+#include "host/embedded/disk_frame_store.h"
 #include "render/rig.h"
 
 namespace tessfx {
@@ -234,6 +237,56 @@ TEST(Undo, TwoWindowsNeverShareOrSwapTheirUndoData) {
   EXPECT_EQ(first.Frames(), first_rendered);
   EXPECT_EQ(second.editor->kv_button12_Click().result, UndoResult::Restored);
   EXPECT_EQ(second.Frames(), second.before);
+}
+
+// A render in one window would take the undo data of an animation that another tessfx still
+// has open: the window is told which, so it can ask first. Nothing is at stake for its own
+// animation, with recording off, or once that other process has ended.
+TEST(Undo, ARenderNamesTheOpenAnimationWhoseUndoDataItWouldReplace) {
+  PaintedRig first(4, 3, 2, "Color add"), second(4, 3, 2, "Negative");
+  first.editor->host_files.document = [] { return std::string("/shots/a.tsa"); };
+  first.editor->host_files.document_first_number = [] { return int64_t{0}; };
+  second.editor->host_files = first.editor->host_files;
+  second.editor->host_files.document = [] { return std::string("/shots/b.tsa"); };
+  RecordingProgress p;
+  first.editor->kv_button3_Click(p);
+  EXPECT_EQ(second.editor->UndoDataAtStake(), std::nullopt);  // a.tsa is open in no other process
+
+  // Another live process (this one's parent) with a.tsa open: its store names it as source.
+  const std::string temp = first.host->Tes_GetTempDir();
+  auto other = DiskFrameStore::Create(temp, 2, 2, 1);
+  other->Describe("/shots/a.tsa", 0, false);
+  nlohmann::json sidecar = nlohmann::json::parse(std::ifstream(other->description().sidecar_path));
+  sidecar["pid"] = ::getppid();
+  sidecar["process_start"] = 0;
+  std::ofstream(other->description().sidecar_path) << sidecar.dump();
+  EXPECT_EQ(second.editor->UndoDataAtStake(), "/shots/a.tsa");
+  EXPECT_EQ(first.editor->UndoDataAtStake(), std::nullopt);  // its own undo data
+  second.editor->panel().Check1 = 0;
+  EXPECT_EQ(second.editor->UndoDataAtStake(), std::nullopt);  // nothing recorded, nothing replaced
+}
+
+// "Create new animation" through the host interface: a window watching the host is asked
+// before unsaved changes go; saying no keeps the animation as it is.
+TEST(Host, CreatingAnAnimationAsksBeforeDiscardingUnsavedChanges) {
+  PaintedRig rig(4, 3, 5, "Color add");
+  struct Asked : HostObserver {
+    bool answer = false;
+    int asked = 0;
+    bool OnDiscardingChanges() override {
+      ++asked;
+      return answer;
+    }
+  } window;
+  rig.host->AddObserver(&window);
+  rig.host->Tes_CreateAnim(9);
+  EXPECT_EQ(rig.host->tes_GetTotalFrames(), 5);
+  EXPECT_EQ(rig.Frames(), rig.before);
+  window.answer = true;
+  rig.host->Tes_CreateAnim(9);
+  EXPECT_EQ(rig.host->tes_GetTotalFrames(), 9);
+  EXPECT_EQ(window.asked, 2);
+  rig.host->RemoveObserver(&window);
 }
 
 TEST(Undo, APlantedLinkInTheTemporaryFolderRedirectsNoWrite) {

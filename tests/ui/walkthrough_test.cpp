@@ -9,8 +9,13 @@
 #include <QListWidget>
 #include <QPushButton>
 #include <QSlider>
+#include <QMessageBox>
+#include <QTimer>
 #include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
 
+#include "host/embedded/disk_frame_store.h"
 #include "host/image_state.h"
 #include "media/test_patterns.h"
 #include "render/rig.h"
@@ -174,6 +179,41 @@ TEST(Walkthrough, OpenKeyRenderUndoSaveAndReopen) {
   EXPECT_TRUE(tool->messages.empty()) << tool->messages.front();
   EXPECT_TRUE(main_window.errors.empty()) << main_window.errors.front();
   host->RemoveObserver(tool);
+}
+
+// At start the window offers what a tessfx that died left behind; restoring makes it the
+// open, unsaved document and removes the left-behind store.
+TEST(Walkthrough, WorkLeftBehindByADeadProcessIsOfferedAtStart) {
+  auto host = MakeTestHost(6, 4, 3);
+  const std::string temp = host->Tes_GetTempDir();
+  {
+    // A store as a killed process leaves it: frames written, described, owner gone.
+    auto store = DiskFrameStore::Create(temp, 6, 4, 3);
+    store->Write(2, Channel::G, Plane(6, 4, 77));
+    store->Describe("/shots/lost.tsa", 0, false);
+    nlohmann::json sidecar = nlohmann::json::parse(std::ifstream(store->description().sidecar_path));
+    sidecar["pid"] = 999999999;  // beyond any pid the system hands out
+    sidecar["store"] = "frames-999999999-dead.store";
+    fs::copy_file(store->path(), temp + "/frames-999999999-dead.store");
+    std::ofstream(temp + "/frames-999999999-dead.store.json") << sidecar.dump();
+  }
+  RecordingHostWindow main_window(*host);
+  main_window.show();
+  QTimer::singleShot(0, [] {
+    auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+    ASSERT_NE(box, nullptr);
+    EXPECT_TRUE(box->text().contains("/shots/lost.tsa"));
+    box->defaultButton()->click();  // Restore
+  });
+  main_window.OfferLeftBehindWork();
+  EXPECT_TRUE(main_window.errors.empty());
+  EXPECT_EQ(host->document_path(), "/shots/lost.tsa");
+  EXPECT_TRUE(host->modified());
+  Plane g;
+  host->ReadFramePlane(2, Channel::G, g);
+  EXPECT_EQ(g[1][1], 77);
+  EXPECT_FALSE(fs::exists(temp + "/frames-999999999-dead.store"));
+  EXPECT_FALSE(fs::exists(temp + "/frames-999999999-dead.store.json"));
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <filesystem>
 
 #include "core/convert.h"
 #include "core/error.h"
@@ -90,7 +91,10 @@ std::string EmbeddedHost::store_path() const {
 }
 
 void EmbeddedHost::UpdateStoreDescription() {
-  if (auto* disk = disk_store()) disk->Describe(document_path_, alpha_bits_, has_alpha_);
+  // Named in full: a recovery may start in another folder.
+  std::error_code ec;
+  const std::filesystem::path whole = document_path_.empty() ? "" : std::filesystem::absolute(document_path_, ec);
+  if (auto* disk = disk_store()) disk->Describe(ec ? document_path_ : whole.string(), alpha_bits_, has_alpha_);
 }
 
 void EmbeddedHost::Replace(std::unique_ptr<FrameStore> store, const std::string& path, const DocumentInfo& info) {
@@ -188,7 +192,9 @@ void EmbeddedHost::RecoverStore(const std::string& path) {
   info.frames = d.frames;
   info.has_alpha = d.has_alpha;
   alpha_bits_ = d.alpha_bits;
-  Replace(std::move(store), d.source, info);
+  // Only an animation file goes back where it came from on Save: a sequence's numbering and
+  // a picture's depth are not part of the store, so those are saved under a name chosen anew.
+  Replace(std::move(store), LowerExtension(d.source) == ".tsa" ? d.source : "", info);
   modified_ = true;  // nothing of it is saved yet
 }
 
@@ -265,7 +271,12 @@ void EmbeddedHost::Tes_Refresh() {
   Notify([](HostObserver& o) { o.OnRefresh(); });
 }
 
-void EmbeddedHost::Tes_CreateAnim(int32_t frames) { NewAnimation(store_->width(), store_->height(), frames); }
+void EmbeddedHost::Tes_CreateAnim(int32_t frames) {
+  if (modified_)
+    for (auto* o : std::vector<HostObserver*>(observers_))
+      if (!o->OnDiscardingChanges()) return;
+  NewAnimation(store_->width(), store_->height(), frames);
+}
 
 void EmbeddedHost::tes_PlayAnimation() {
   playing_ = true;
@@ -284,6 +295,7 @@ void EmbeddedHost::AdvancePlayback() {
 
 void EmbeddedHost::ResetSwap() {
   for (auto& p : swap_) p = Plane();
+  swap_image_path_.clear();
 }
 
 Plane EmbeddedHost::SwapPlane(int c) {
@@ -301,16 +313,19 @@ void EmbeddedHost::SetSwapImage(const Plane& r, const Plane& g, const Plane& b) 
       Fail(ErrorKind::Usage, "swap image size does not match the frame size");
     swap_[c].CopyFrom(*src[c]);
   }
+  swap_image_path_.clear();
 }
 
 void EmbeddedHost::LoadSwapImage(const std::string& path) {
   std::array<Plane, 3> swap;
   ReadImageScaled(path, store_->width(), store_->height(), swap[0], swap[1], swap[2], limits_);
   swap_ = std::move(swap);
+  swap_image_path_ = path;
 }
 
 void EmbeddedHost::CopyFrameToSwap() {
   for (int c = 0; c < 3; ++c) store_->Read(current_, static_cast<Channel>(c), swap_[c]);
+  swap_image_path_.clear();
 }
 
 void EmbeddedHost::SetPaper(Plane height_plane) { paper_ = std::move(height_plane); }

@@ -64,7 +64,8 @@ class EmbeddedHost final : public TessalineHost {
   // when the document has no file yet.
   void Save();
   // Turns a store left behind by a crashed process (store or sidecar path) into the
-  // current document, unsaved. The left-behind store itself is not changed.
+  // current document, unsaved (named after its source when that was an animation file,
+  // untitled otherwise). The left-behind store itself is not changed.
   void RecoverStore(const std::string& path);
   // Loads a greyscale image of the frame size as the alpha plane of every frame.
   void LoadAlphaMask(const std::string& path);
@@ -99,6 +100,9 @@ class EmbeddedHost final : public TessalineHost {
   // the swap image is kept.
   void LoadSwapImage(const std::string& path);
   void CopyFrameToSwap();
+  // The file the swap image was loaded from; empty when there is none or it was made
+  // otherwise (copied from a frame, set from planes).
+  const std::string& swap_image_path() const { return swap_image_path_; }
   void SetPaper(Plane height_plane);
   void LoadPaper(const std::string& path);  // a greyscale image (colour ones are reduced to luma)
   void SetBrush(Plane r, Plane g, Plane b, Plane a);
@@ -200,6 +204,7 @@ class EmbeddedHost final : public TessalineHost {
   FlareSettings flare_;
   bool playing_ = false;
   std::array<Plane, 3> swap_;
+  std::string swap_image_path_;
   Plane paper_;
   std::array<Plane, 4> brush_;
   std::array<std::vector<uint8_t>, 8> gradients_;
