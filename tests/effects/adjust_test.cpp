@@ -11,8 +11,8 @@ namespace tessfx {
 namespace {
 
 using testing::Flat;
-using testing::FlatFrame;
-using testing::MakeFrame;
+using testing::FlatRgba;
+using testing::MakeRgba;
 using testing::Rgb;
 using testing::TestFrame;
 using testing::Working;
@@ -35,7 +35,7 @@ TEST(AdjustCoverage, WorkedColourOnEverySample) {
       {"Invert value", {}, {255, 118, 88}},                   // the value turns over, the differences stay
   };
   for (const Case& c : cases) {
-    TestFrame rig(FlatFrame(13, 7, 200, 60, 30));
+    TestFrame rig(FlatRgba(13, 7, 200, 60, 30));
     const ImageState& s = rig.Run(c.name, c.p);
     EXPECT_TRUE(Working(s) == (Rgb{Flat(13, 7, c.out[0]), Flat(13, 7, c.out[1]), Flat(13, 7, c.out[2])}))
         << c.name << " " << c.p[0] << ": " << +s.work_r[0][0] << "," << +s.work_g[0][0] << "," << +s.work_b[0][0];
@@ -43,7 +43,7 @@ TEST(AdjustCoverage, WorkedColourOnEverySample) {
 }
 
 TEST(AdjustGreys, PowerCurveKeepsEveryGreyAndInvertValueTurnsItOver) {
-  TestFrame rig(MakeFrame(256, 1, [](int, int32_t x, int32_t) { return static_cast<uint8_t>(std::min(x, 255)); }));
+  TestFrame rig(MakeRgba(256, 1, [](int, int32_t x, int32_t) { return static_cast<uint8_t>(std::min(x, 255)); }));
   const ImageState& inv = rig.Run("Invert value");
   for (int32_t x = 0; x < 256; ++x) ASSERT_EQ(inv.work_g[0][x], 255 - x);
   for (float p : {1.0f, 25.0f, 50.0f, 99.0f}) EXPECT_TRUE(WorkingEqualsHost(rig.Run("Power curve", {p}))) << p;
@@ -55,7 +55,7 @@ TEST(AdjustMapToGradient, TheMeanOfThePixelPicksTheEntry) {
     for (int e = 0; e < 256; ++e) grad[c * 256 + e] = static_cast<uint8_t>((e * (c + 2) + 155) & 0xFF);
   // The sum of the three samples divided by 3, truncating: (10 + 20 + 32) / 3 = 20.
   for (auto [level, entry] : {std::pair{0, 0}, std::pair{255, 255}, std::pair{-1, 20}}) {
-    TestFrame rig(level < 0 ? FlatFrame(11, 5, 10, 20, 32) : FlatFrame(11, 5, level, level, level));
+    TestFrame rig(level < 0 ? FlatRgba(11, 5, 10, 20, 32) : FlatRgba(11, 5, level, level, level));
     rig.host().SetGradient(5, grad);
     const ImageState& s = rig.Run("Map to gradient", {5.75f});  // the dispatch takes the integer part
     for (auto [y, x] : {std::pair{0, 0}, std::pair{4, 10}})

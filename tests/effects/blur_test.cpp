@@ -6,7 +6,7 @@
 namespace tessfx {
 namespace {
 
-using testing::MakeFrame;
+using testing::MakeRgba;
 using testing::NoiseFrame;
 using testing::TestFrame;
 using testing::WorkingEqualsHost;
@@ -28,7 +28,7 @@ TEST(BlurUnsharp, StepEdgeOvershootsToTheClampsWhereAlphaSelects) {
   // Columns 0..9 at 64, 10..19 at 192; at full amount the columns next to the edge go past both
   // levels to the clamps, those away from it keep their level. With the composite on, the box
   // blur is only taken where alpha selects (rows 0..2); elsewhere 3 x o - 2 x o leaves the frame.
-  testing::Frame f = MakeFrame(20, 6, [](int, int32_t x, int32_t) -> uint8_t { return x < 10 ? 64 : 192; });
+  testing::Frame f = MakeRgba(20, 6, [](int, int32_t x, int32_t) -> uint8_t { return x < 10 ? 64 : 192; });
   f.a = testing::Make(20, 6, [](int32_t y, int32_t) -> uint8_t { return y < 3 ? 255 : 0; });
   for (int32_t alpha_bits : {1, 0}) {
     TestFrame rig(f, alpha_bits);
@@ -44,8 +44,8 @@ TEST(BlurUnsharp, StepEdgeOvershootsToTheClampsWhereAlphaSelects) {
 
 TEST(BlurMotion, ZeroDegreesSmearsAlongRowsOnly) {
   // Stripes of 20 and 200 along the rows, and across them.
-  TestFrame horizontal(MakeFrame(30, 20, [](int, int32_t, int32_t y) -> uint8_t { return y % 2 ? 200 : 20; }));
-  TestFrame vertical(MakeFrame(30, 20, [](int, int32_t x, int32_t) -> uint8_t { return x % 2 ? 200 : 20; }));
+  TestFrame horizontal(MakeRgba(30, 20, [](int, int32_t, int32_t y) -> uint8_t { return y % 2 ? 200 : 20; }));
+  TestFrame vertical(MakeRgba(30, 20, [](int, int32_t x, int32_t) -> uint8_t { return x % 2 ? 200 : 20; }));
   EXPECT_TRUE(WorkingEqualsHost(horizontal.Run("Motion blur", {0, 10})));
   const ImageState& s = vertical.Run("Motion blur", {0, 10});
   // 11 samples from each pixel along the row: (6 x 20 + 5 x 200) / 11 and (5 x 20 + 6 x 200) / 11.
@@ -58,7 +58,7 @@ TEST(BlurMotion, ZeroDegreesSmearsAlongRowsOnly) {
 TEST(BlurZoom, RaysFromTheCentreKeepTheirValue) {
   // Columns of constant value with the centre (41 x 50% = 20.5, rounded to even: 20) on
   // row 0: column 20 runs along a ray from the centre and keeps its value.
-  TestFrame bands(MakeFrame(41, 41, [](int, int32_t x, int32_t) { return static_cast<uint8_t>(x * 6); }));
+  TestFrame bands(MakeRgba(41, 41, [](int, int32_t x, int32_t) { return static_cast<uint8_t>(x * 6); }));
   const ImageState& b = bands.Run("Zoom blur", {50, 0, 100, 100});
   for (int32_t y = 0; y < 41; ++y) ASSERT_EQ(b.work_g[y][20], 120);
   EXPECT_FALSE(WorkingEqualsHost(b));

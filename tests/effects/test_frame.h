@@ -14,32 +14,24 @@
 #include <random>
 #include <string>
 
+#include "effects/effect_rig.h"
 #include "engine/catalogue.h"
 #include "engine/dispatch.h"
+#include "engine/panel.h"
 #include "host/embedded/embedded_host.h"
 #include "host/image_state.h"
 #include "host/registry.h"
+#include "host/scratch_folder.h"
+#include "media/bmp.h"
 #include "planes.h"
 
 namespace tessfx::testing {
 
 // A whole frame's four planes.
-struct Frame {
-  Plane r, g, b, a;
-};
-
-// Every sample of the colour planes (extra row and column too) from f(channel, x, y); opaque.
-inline Frame MakeFrame(int32_t w, int32_t h, const std::function<uint8_t(int, int32_t, int32_t)>& f) {
-  const auto plane = [&](int c) { return Make(w, h, [&](int32_t y, int32_t x) { return f(c, x, y); }); };
-  return {plane(0), plane(1), plane(2), Flat(w, h, 255)};
-}
+using Frame = RgbaOf<Plane>;
 
 inline Frame NoiseFrame(int32_t w, int32_t h, uint32_t seed = 7) {
   return {Noise(w, h, seed), Noise(w, h, seed + 1), Noise(w, h, seed + 2), Noise(w, h, seed + 3)};
-}
-
-inline Frame FlatFrame(int32_t w, int32_t h, uint8_t r, uint8_t g, uint8_t b) {
-  return {Flat(w, h, r), Flat(w, h, g), Flat(w, h, b), Flat(w, h, 255)};
 }
 
 // One frame (or a few) in an embedded host, with the shared state started on it.
@@ -105,13 +97,7 @@ class TestFrame {
     Dispatch(name, p);
     return image();
   }
-  ImageState& RunDefaults(const std::string& name, std::initializer_list<std::pair<int, float>> changes = {}) {
-    std::array<float, 6> p{};
-    const EffectDef* e = FindEffect(name);
-    for (size_t i = 0; e && i < e->sliders.size(); ++i) p[i] = e->sliders[i].value;
-    for (auto [i, v] : changes) p[static_cast<size_t>(i)] = v;
-    return Run(name, p);
-  }
+  ImageState& RunDefaults(const std::string& name, std::initializer_list<std::pair<int, float>> changes = {});
 
  private:
   std::shared_ptr<EmbeddedHost> host_;
@@ -124,5 +110,47 @@ inline Rgb Working(const ImageState& s) { return {s.work_r.Clone(), s.work_g.Clo
 inline Rgb Host(const ImageState& s) { return {s.host_r.Clone(), s.host_g.Clone(), s.host_b.Clone()}; }
 
 inline bool WorkingEqualsHost(const ImageState& s) { return Working(s) == Host(s); }
+
+// Every slider of `e` at its minimum, its maximum or its default.
+enum class SliderEnd { Min, Max, Default };
+inline EffectParams SlidersAt(const EffectDef& e, SliderEnd end) {
+  EffectParams p{};
+  for (size_t i = 0; i < e.sliders.size(); ++i)
+    p[i] = end == SliderEnd::Min ? e.sliders[i].min : end == SliderEnd::Max ? e.sliders[i].max : e.sliders[i].value;
+  return p;
+}
+
+// The values the preview passes after picking the effect: the defaults of its sliders and
+// the design-time values of the hidden ones.
+inline EffectParams PanelValues(const EffectDef& e) {
+  ParameterPanel panel;
+  panel.SelectEffect(std::string(e.name));
+  return panel.SliderValues();
+}
+
+inline ImageState& TestFrame::RunDefaults(const std::string& name, std::initializer_list<std::pair<int, float>> changes) {
+  const EffectDef* e = FindEffect(name);
+  EffectParams p = e ? SlidersAt(*e, SliderEnd::Default) : EffectParams{};
+  for (auto [i, v] : changes) p[static_cast<size_t>(i)] = v;
+  return Run(name, p);
+}
+
+// A picture of noise (seeds `seed` to `seed + 3`, alpha too) as the sequence's picture for every frame.
+inline void NoiseSequence(TestFrame& f, int32_t w, int32_t h, uint32_t seed) {
+  static const ScratchFolder folder;
+  const std::string picture = folder / ("sequence" + std::to_string(w) + "x" + std::to_string(h) + ".bmp");
+  WriteBmp32(picture, Noise(w, h, seed), Noise(w, h, seed + 1), Noise(w, h, seed + 2), Noise(w, h, seed + 3));
+  f.sequence_file = [picture](int32_t) { return picture; };
+}
+
+// Noise in `frames` frames (frame f from seeds 11 + f, 21 + f, 31 + f and alpha 41 + f) and
+// in the swap image (51, 52, 53).
+inline void NoiseFrames(TestFrame& f, int32_t w, int32_t h, int32_t frames) {
+  for (int32_t frame = 0; frame < frames; ++frame) {
+    f.SetFrame(Noise(w, h, 11 + frame), Noise(w, h, 21 + frame), Noise(w, h, 31 + frame), frame);
+    f.SetAlpha(Noise(w, h, 41 + frame), frame);
+  }
+  f.SetSwap(Noise(w, h, 51), Noise(w, h, 52), Noise(w, h, 53));
+}
 
 }  // namespace tessfx::testing

@@ -7,18 +7,18 @@
 namespace tessfx {
 namespace {
 
-using testing::FlatFrame;
+using testing::FlatRgba;
 using testing::TestFrame;
 
 // Each row's samples are 10 x the row number (extra row and column included).
 testing::Frame RowNumbers(int32_t w, int32_t h) {
-  return testing::MakeFrame(w, h, [](int, int32_t, int32_t y) { return static_cast<uint8_t>(y * 10); });
+  return testing::MakeRgba(w, h, [](int, int32_t, int32_t y) { return static_cast<uint8_t>(y * 10); });
 }
 
 TEST(VideoLooks, ReverseFieldsSwapsRowPairsFromTheHostPlanes) {
   // Height 4: plane rows 0..4 (odd count): pairs (0,1), (2,3); row 4 keeps the working value.
   const testing::Frame rows = RowNumbers(3, 4);
-  testing::EffectRig rig({rows.r.Clone(), rows.g.Clone(), rows.b.Clone(), rows.a.Clone()});
+  testing::EffectRig rig(testing::Clone(rows));
   const auto& s = rig.work();
   rig.work().g[4][1] = 77;
   rig.Apply("Reverse fields");
@@ -34,7 +34,7 @@ TEST(VideoLooks, ReverseFieldsSwapsRowPairsFromTheHostPlanes) {
 TEST(VideoLooks, SlateBarsFollowTheColumnFraction) {
   // Column x shows bar 8 x / 20 (truncating): the last column of each of the eight bars,
   // and the extra column, which is black.
-  TestFrame f(FlatFrame(20, 2, 50, 50, 50));
+  TestFrame f(FlatRgba(20, 2, 50, 50, 50));
   const ImageState& s = f.Run("Slate");
   const int32_t column[9] = {2, 4, 7, 9, 12, 14, 17, 19, 20};
   const uint8_t r[9] = {192, 192, 0, 0, 192, 192, 0, 0, 0};
@@ -52,7 +52,7 @@ TEST(VideoLooks, VideoLinesPattern) {
   const std::pair<uint8_t, std::array<uint8_t, 5>> cases[] = {{255, {255, 255, 239, 243, 243}},
                                                               {0, {12, 4, 0, 0, 0}}};
   for (const auto& [value, rows] : cases) {
-    TestFrame f(FlatFrame(4, 12, value, value, value));
+    TestFrame f(FlatRgba(4, 12, value, value, value));
     const ImageState& s = f.Run("Video lines");
     for (int32_t y = 0; y < 12; ++y)
       EXPECT_TRUE(s.work_r[y][0] == rows[y % 5u] && s.work_b[y][3] == rows[y % 5u]) << "row " << y;
