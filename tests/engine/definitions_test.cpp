@@ -10,13 +10,12 @@
 #include "effects/test_frame.h"
 #include "engine/catalogue.h"
 #include "host/late_bound_host.h"
-#include "host/scratch_folder.h"
-#include "media/bmp.h"
 
 namespace tessfx {
 namespace {
 
 using testing::Noise;
+using testing::SliderEnd;
 using testing::TestFrame;
 
 // Values that make every effect visibly change the frame: each slider at the end of its
@@ -32,24 +31,6 @@ EffectParams FarEnds(const EffectDef& e) {
   return p;
 }
 
-EffectParams Maxima(const EffectDef& e) {
-  EffectParams p{};
-  for (size_t i = 0; i < e.sliders.size(); ++i) p[i] = e.sliders[i].max;
-  return p;
-}
-
-EffectParams Minima(const EffectDef& e) {
-  EffectParams p{};
-  for (size_t i = 0; i < e.sliders.size(); ++i) p[i] = e.sliders[i].min;
-  return p;
-}
-
-EffectParams Defaults(const EffectDef& e) {
-  EffectParams p{};
-  for (size_t i = 0; i < e.sliders.size(); ++i) p[i] = e.sliders[i].value;
-  return p;
-}
-
 // Noise in the frames, the swap image and a sequence picture (alpha noise too), alpha 0 on
 // the left half of the frames and 255 on the right; the host at the last frame.
 void Prepare(TestFrame& f, int32_t w, int32_t h, int32_t flag) {
@@ -62,10 +43,7 @@ void Prepare(TestFrame& f, int32_t w, int32_t h, int32_t flag) {
   f.host().Tes_GotoFrame(last);
   f.SetSwap(Noise(w, h, 4), Noise(w, h, 5), Noise(w, h, 6));
   f.host().set_alpha_bits(flag);
-  static const testing::ScratchFolder folder;
-  const std::string picture = folder / ("sequence" + std::to_string(w) + "x" + std::to_string(h) + ".bmp");
-  WriteBmp32(picture, Noise(w, h, 7), Noise(w, h, 8), Noise(w, h, 9), Noise(w, h, 10));
-  f.sequence_file = [picture](int32_t) { return picture; };
+  testing::NoiseSequence(f, w, h, 7);
 }
 
 testing::Rgb Result(const EffectDef& e, const EffectParams& p, int32_t flag) {
@@ -84,9 +62,8 @@ TEST(Definitions, TheDeclaredCompositeIsWhatTheAlphaDoes) {
   for (const EffectDef& e : Effects()) {
     if (!e.implemented()) continue;
     EffectParams p = FarEnds(e);
-    if (Result(e, p, 1) == frame) p = Maxima(e);
-    if (Result(e, p, 1) == frame) p = Minima(e);
-    if (Result(e, p, 1) == frame) p = Defaults(e);  // placed off the frame at both ends (the brush)
+    for (auto end : {SliderEnd::Max, SliderEnd::Min, SliderEnd::Default})  // the brush is off the frame at both ends
+      if (Result(e, p, 1) == frame) p = testing::SlidersAt(e, end);
     const testing::Rgb plain = Result(e, p, 1);
     ASSERT_FALSE(plain == frame) << e.name << " changes nothing at the ends of its sliders";
     // Any flag but 0 means no composite, 256 as well as 1.
@@ -132,17 +109,12 @@ TEST(Definitions, EffectsAskTheHostOnlyForWhatTheyDeclare) {
     Prepare(f, 130, 6, 0);
     f.host().Tes_GotoFrame(2);
     bool sequence_asked = false;
-    DispatchHooks hooks;
-    const std::string entry = "    " + std::string(e.name);
-    hooks.selected_entry = [&entry] { return entry; };
-    hooks.sequence_file = [&sequence_asked](int32_t) -> std::optional<std::string> {
+    f.sequence_file = [&sequence_asked](int32_t) -> std::optional<std::string> {
       sequence_asked = true;
       return std::nullopt;
     };
-    FrameDispatcher dispatcher(f.image(), std::move(hooks));
     calls.clear();
-    const EffectParams p = FarEnds(e);
-    dispatcher.ProccessFrame(p[0], p[1], p[2], p[3], p[4], p[5]);
+    f.Dispatch(std::string(e.name), FarEnds(e));
     std::set<std::string> allowed = kDispatchOperations;
     for (const auto& [input, operations] : kOperationsOfInput)
       if (e.Uses(input)) allowed.insert(operations.begin(), operations.end());

@@ -13,7 +13,6 @@ using testing::Make;
 using testing::Noise;
 using testing::TestFrame;
 
-
 TEST(FrameDispatch, CaptionKeepsTheSignBlanks) {
   EXPECT_EQ(FrameCaption(0, 30), "Timeline editor  (frame 1 of  30 total)");
   EXPECT_EQ(FrameCaption(-2, 5), "Timeline editor  (frame-1 of  5 total)");
@@ -29,9 +28,9 @@ TEST(FrameDispatch, WithoutASwapImageItsEffectsSaySoAndLeaveTheFrame) {
   for (const EffectDef& e : Effects()) {
     if (!e.implemented() || !e.Uses(kSwapImage)) continue;
     ++swap_effects;
-    EffectParams top{};  // every slider at its maximum, so that each effect would act
-    for (size_t i = 0; i < e.sliders.size(); ++i) top[i] = e.sliders[i].max;
-    EXPECT_EQ(f.Dispatch(std::string(e.name), top), kNoSwapImageCaption) << e.name;
+    // Every slider at its maximum, so that each effect would act.
+    EXPECT_EQ(f.Dispatch(std::string(e.name), testing::SlidersAt(e, testing::SliderEnd::Max)), kNoSwapImageCaption)
+        << e.name;
     EXPECT_TRUE(testing::WorkingEqualsHost(f.image())) << e.name;
   }
   EXPECT_GE(swap_effects, 24);

@@ -15,9 +15,6 @@
 
 #include "effects/test_frame.h"
 #include "engine/catalogue.h"
-#include "engine/panel.h"
-#include "host/scratch_folder.h"
-#include "media/bmp.h"
 
 namespace tessfx {
 namespace {
@@ -41,49 +38,36 @@ struct Digest {
 
 // The value sets each effect runs with: the panel's values after picking it, every slider at
 // its minimum, at its maximum, and two draws of values in range with fractions.
-std::vector<std::array<float, 6>> ValueSets(const EffectDef& e, size_t index) {
-  std::vector<std::array<float, 6>> sets;
-  ParameterPanel panel;
-  panel.SelectEffect(std::string(e.name));
-  sets.push_back(panel.SliderValues());
-  std::array<float, 6> lo{}, hi{};
-  for (size_t i = 0; i < e.sliders.size(); ++i) {
-    lo[i] = e.sliders[i].min;
-    hi[i] = e.sliders[i].max;
-  }
-  sets.push_back(lo);
-  sets.push_back(hi);
+std::vector<EffectParams> ValueSets(const EffectDef& e, size_t index) {
+  std::vector<EffectParams> sets = {testing::PanelValues(e), testing::SlidersAt(e, testing::SliderEnd::Min),
+                                    testing::SlidersAt(e, testing::SliderEnd::Max)};
   std::mt19937 rng(static_cast<uint32_t>(1000 + index));
   for (int draw = 0; draw < 2; ++draw) {
-    std::array<float, 6> v{};
+    EffectParams& v = sets.emplace_back();
     for (size_t i = 0; i < e.sliders.size(); ++i) {
       std::uniform_int_distribution<int> quarter(e.sliders[i].min * 4, e.sliders[i].max * 4);
       v[i] = static_cast<float>(quarter(rng)) / 4.0f;
     }
-    sets.push_back(v);
   }
   return sets;
 }
 
+// Also checks, as a routine must never write the host planes it reads, that they are the
+// stored frame's after every run.
 std::string DigestOf(const EffectDef& e, size_t index, int32_t flag) {
   Digest d;
   for (auto [w, h] : {std::pair{1, 1}, std::pair{2, 3}, std::pair{7, 5}, std::pair{33, 17}, std::pair{130, 3},
                       std::pair{67, 129}}) {
     TestFrame f(w, h, 3);
-    for (int32_t frame = 0; frame < 3; ++frame) {
-      f.SetFrame(Noise(w, h, 11 + frame), Noise(w, h, 21 + frame), Noise(w, h, 31 + frame), frame);
-      f.SetAlpha(Noise(w, h, 41 + frame), frame);
-    }
+    testing::NoiseFrames(f, w, h, 3);
     f.host().Tes_GotoFrame(1);
-    f.SetSwap(Noise(w, h, 51), Noise(w, h, 52), Noise(w, h, 53));
-    static const testing::ScratchFolder folder;
-    const std::string picture = folder / ("sequence" + std::to_string(w) + "x" + std::to_string(h) + ".bmp");
-    WriteBmp32(picture, Noise(w, h, 61), Noise(w, h, 62), Noise(w, h, 63), Noise(w, h, 64));
-    f.sequence_file = [picture](int32_t) { return picture; };
+    const testing::Rgb stored{Noise(w, h, 12), Noise(w, h, 22), Noise(w, h, 32)};
+    testing::NoiseSequence(f, w, h, 61);
     f.host().set_alpha_bits(flag);
     for (const auto& values : ValueSets(e, index)) {
       f.Dispatch(std::string(e.name), values);
       const ImageState& s = f.image();
+      EXPECT_TRUE(testing::Host(s) == stored) << e.name << " wrote the host planes on " << w << "x" << h;
       for (const Plane* p : {&s.work_r, &s.work_g, &s.work_b, &s.work_a}) d.Add(*p);
     }
   }

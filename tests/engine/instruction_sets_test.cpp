@@ -12,12 +12,10 @@
 
 #include "effects/test_frame.h"
 #include "engine/catalogue.h"
-#include "engine/panel.h"
 
 namespace tessfx {
 namespace {
 
-using testing::Noise;
 using testing::TestFrame;
 
 // Per effect, the bytes of its results at the panel's values, every slider at its minimum
@@ -26,27 +24,18 @@ std::map<std::string, std::vector<uint8_t>> ResultsOfEveryEffect() {
   std::map<std::string, std::vector<uint8_t>> results;
   for (auto [w, h] : {std::pair{1, 1}, std::pair{67, 5}, std::pair{203, 37}}) {
     TestFrame f(w, h, 2);
-    for (int32_t frame = 0; frame < 2; ++frame) {
-      f.SetFrame(Noise(w, h, 11 + frame), Noise(w, h, 21 + frame), Noise(w, h, 31 + frame), frame);
-      f.SetAlpha(Noise(w, h, 41 + frame), frame);
-    }
-    f.SetSwap(Noise(w, h, 51), Noise(w, h, 52), Noise(w, h, 53));
+    testing::NoiseFrames(f, w, h, 2);
     for (const EffectDef& e : Effects()) {
       if (!e.implemented()) continue;
-      ParameterPanel panel;
-      panel.SelectEffect(std::string(e.name));
-      std::array<float, 6> lo{}, hi{};
-      for (size_t i = 0; i < e.sliders.size(); ++i) {
-        lo[i] = e.sliders[i].min;
-        hi[i] = e.sliders[i].max;
-      }
       for (int32_t flag : {0, 1}) {
         f.host().set_alpha_bits(flag);
-        for (const auto& values : {panel.SliderValues(), lo, hi}) {
+        for (const auto& values : {testing::PanelValues(e), testing::SlidersAt(e, testing::SliderEnd::Min),
+                                   testing::SlidersAt(e, testing::SliderEnd::Max)}) {
           f.Dispatch(std::string(e.name), values);
           std::vector<uint8_t>& out = results[std::string(e.name)];
           const ImageState& s = f.image();
-          for (const Plane* p : {&s.work_r, &s.work_g, &s.work_b, &s.work_a}) out.insert(out.end(), p->data(), p->data() + p->size());
+          for (const Plane* p : {&s.work_r, &s.work_g, &s.work_b, &s.work_a})
+            out.insert(out.end(), p->data(), p->data() + p->size());
         }
       }
     }
