@@ -38,19 +38,15 @@ struct AnimatorTest : ::testing::Test {
     rig.tool->SyncNow();
   }
 
-  template <typename T = QWidget>
-  T* Named(const QString& name) {
-    return rig.Find<T>(name.toUtf8().constData());
-  }
-  HPropSlider* Slider(int n) { return Named<HPropSlider>(QStringLiteral("HProp%1").arg(n)); }
-  QLabel* Label(int n) { return Named<QLabel>(QStringLiteral("Label%1").arg(n)); }
-  QPushButton* Button(int n) { return Named<QPushButton>(QStringLiteral("kv_button%1").arg(n)); }
+  HPropSlider* Slider(int n) { return rig.Slider(n); }
+  QLabel* Label(int n) { return rig.Label(n); }
+  QPushButton* Button(int n) { return rig.Button(n); }
   QAction* Action(const char* name) { return rig.Find<QAction>(name); }
   Editor& editor() { return rig.tool->editor(); }
   TimelineStrip* strip() { return rig.Find<TimelineStrip>("Picture1"); }
   TimelineRuler* ruler() { return rig.Find<TimelineRuler>("TimelineRuler"); }
 
-  void Pick(const std::string& entry) { rig.Find<QListWidget>("List1")->setCurrentRow(rig.Row(entry)); }
+  void Pick(const std::string& entry) { rig.Pick(entry); }
   // Goes to `frame` as the host window's frame slider does, sets the red slider and keys it.
   void RedKey(int32_t frame, int red) {
     rig.host->Tes_GotoFrame(frame);
@@ -137,13 +133,13 @@ TEST_F(AnimatorTest, KeysAreSelectedDraggedEasedAndDeletedInTheKeyLane) {
   Action("Ease_ease_in")->trigger();
   EXPECT_EQ(editor().keys().KeyList()[1].Ease, KeyEase::EaseIn);
   EXPECT_GT(editor().keys().ChannelValue(0, 15), 50 + 5);
-  EXPECT_TRUE(Named<QToolButton>("KeyEase")->text().contains("ease in"));
+  EXPECT_TRUE(rig.Find<QToolButton>("KeyEase")->text().contains("ease in"));
 
   // Previous and next key, then Delete removes the key there.
   rig.host->Tes_GotoFrame(40);
-  Named<QToolButton>("KeyPrevious")->click();
+  rig.Find<QToolButton>("KeyPrevious")->click();
   EXPECT_EQ(rig.host->tes_Getcurrentframe(), 30);
-  Named<QToolButton>("KeyNext")->click();
+  rig.Find<QToolButton>("KeyNext")->click();
   EXPECT_EQ(rig.host->tes_Getcurrentframe(), 47);
   Action("DeleteKey")->trigger();
   EXPECT_EQ(KeyFrames(), (std::vector<int32_t>{0, 30}));
@@ -204,7 +200,7 @@ TEST_F(AnimatorTest, ValuesAreTypedIntoTheValueLabelWithinTheRange) {
   auto* label = static_cast<ValueLabel*>(Label(7));
   const int previews = rig.tool->previews;
   QTest::mouseDClick(label, Qt::LeftButton);
-  QLineEdit* edit = Named<QLineEdit>("HPropEdit1");
+  QLineEdit* edit = rig.Find<QLineEdit>("HPropEdit1");
   ASSERT_NE(edit, nullptr);
   edit->selectAll();
   QTest::keyClicks(edit, "300");

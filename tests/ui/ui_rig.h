@@ -5,6 +5,9 @@
 
 #include <QApplication>
 #include <QColor>
+#include <QLabel>
+#include <QListWidget>
+#include <QPushButton>
 #include <QImage>
 #include <QMouseEvent>
 #include <memory>
@@ -15,6 +18,7 @@
 #include "host/registry.h"
 #include "render/rig.h"
 #include "ui/tool_window.h"
+#include "ui/widgets.h"
 
 namespace tessfx::testing {
 
@@ -54,7 +58,14 @@ struct UiRig {
     EXPECT_NE(w, nullptr) << name;
     return w;
   }
-  // The list row of an entry ("Adjust", "    Tint").
+  template <typename T>
+  T* Find(const QString& name) {
+    return Find<T>(name.toUtf8().constData());
+  }
+  HPropSlider* Slider(int n) { return Find<HPropSlider>(QStringLiteral("HProp%1").arg(n)); }
+  QLabel* Label(int n) { return Find<QLabel>(QStringLiteral("Label%1").arg(n)); }
+  QPushButton* Button(int n) { return Find<QPushButton>(QStringLiteral("kv_button%1").arg(n)); }
+  // The list row of an entry ("Adjust", "    Tint"), and picking it as a click does.
   int Row(const std::string& text) const {
     const auto& rows = tool->editor().panel().List1();
     for (size_t i = 0; i < rows.size(); ++i)
@@ -62,6 +73,7 @@ struct UiRig {
     ADD_FAILURE() << "no row " << text;
     return -1;
   }
+  void Pick(const std::string& entry) { Find<QListWidget>("List1")->setCurrentRow(Row(entry)); }
 
   std::shared_ptr<EmbeddedHost> host;
   std::unique_ptr<SharedState> state;
