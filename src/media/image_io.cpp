@@ -1034,9 +1034,14 @@ void CheckImageWriteOptions(const std::string& path, const ImageWriteOptions& op
   const OIIO::TypeDesc wanted = StoredType(path, options.sample_type);
   OIIO::ImageSpec layout(1, 1, 3, wanted);
   SetWriteAttributes(path, layout, options);
-  const bool opened = out->open(probe, layout);
-  const OIIO::TypeDesc stored = out->spec().format;
-  out->close();
+  bool opened = false;
+  OIIO::TypeDesc stored;
+  {
+    LibraryOutputCapture capture;  // the PNG library complains of the probe closed without pixels
+    opened = out->open(probe, layout);
+    stored = out->spec().format;
+    out->close();
+  }
   ::unlink(probe.c_str());
   if (!opened) Fail(ErrorKind::CantCreate, "cannot write " + path + ": " + Reason(out->geterror()));
   if (stored != wanted)
