@@ -904,9 +904,15 @@ ImageInfo ProbeImage(const std::string& path, const InputLimits& limits) {
   return info;
 }
 
-ImageInfo ReadImage(const std::string& path, RgbaPlanes& out, const ImageInfo* expect, const InputLimits& limits) {
+namespace {
+
+// `as_colour`: linear light is converted to sRGB; otherwise samples are taken as the data
+// they are (a mask's coverage, a relief's heights).
+ImageInfo ReadPlanes(const std::string& path, RgbaPlanes& out, const ImageInfo* expect, const InputLimits& limits,
+                     bool as_colour) {
   OpenedImage image = OpenStillImage(path, limits);
-  const Layout l = CheckLayout(path, *image.in, limits);
+  Layout l = CheckLayout(path, *image.in, limits);
+  if (!as_colour) l.to_srgb = nullptr;
   const int32_t w = l.info.width, h = l.info.height;
   if (expect && (expect->width != w || expect->height != h))
     Fail(ErrorKind::BadData, path + ": frame size " + std::to_string(w) + "x" + std::to_string(h) +
@@ -918,6 +924,12 @@ ImageInfo ReadImage(const std::string& path, RgbaPlanes& out, const ImageInfo* e
   });
   for (auto& p : out) ReplicateEdges(p);
   return l.info;
+}
+
+}  // namespace
+
+ImageInfo ReadImage(const std::string& path, RgbaPlanes& out, const ImageInfo* expect, const InputLimits& limits) {
+  return ReadPlanes(path, out, expect, limits, /*as_colour=*/true);
 }
 
 ImageInfo ReadImageScaled(const std::string& path, int32_t frame_width, int32_t frame_height, Plane& r, Plane& g,
@@ -942,7 +954,7 @@ ImageInfo ReadImageScaled(const std::string& path, int32_t frame_width, int32_t 
 
 Plane ReadGreyImage(const std::string& path, const InputLimits& limits) {
   RgbaPlanes planes;
-  const ImageInfo info = ReadImage(path, planes, nullptr, limits);
+  const ImageInfo info = ReadPlanes(path, planes, nullptr, limits, /*as_colour=*/false);
   const int32_t colour_channels = info.channels - (info.has_alpha ? 1 : 0);
   if (colour_channels < 3) return std::move(planes[0]);
   Plane grey = Plane::Uninitialized(info.width, info.height);

@@ -158,7 +158,8 @@ ImageInfo ReadImageScaled(const std::string& path, int32_t frame_width, int32_t 
                           Plane& b, const InputLimits& limits = {});
 
 // Reads an image as one grey plane: the single channel of a grey image, else the luma of
-// its colour channels (0.299 R + 0.587 G + 0.114 B), alpha ignored.
+// its colour channels (0.299 R + 0.587 G + 0.114 B), alpha ignored. Grey images are data
+// (masks, reliefs): a linear file's samples are taken as they are, not converted to sRGB.
 Plane ReadGreyImage(const std::string& path, const InputLimits& limits = {});
 
 // Writes image files under temporary names (same folder, same extension) and renames them

@@ -211,6 +211,7 @@ TEST(ColourTest, LinearFilesAreConvertedBothWaysAndCopiesKeepTheirDepth) {
   RgbaPlanes back;
   ReadImage(dir / "ramp.exr", back);
   EXPECT_TRUE(back[1] == ramp);  // every byte survives the half-float file
+  EXPECT_EQ(ReadGreyImage(dir / "ramp.exr")[0][128], 55);  // masks are data, taken as stored
 
   // Linear light with values beyond 1.0 and below 0.
   const float linear[] = {0.214041f, 2.5f, 0.0f, 1.0f, -0.5f, 16.0f};
