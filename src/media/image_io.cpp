@@ -1174,14 +1174,14 @@ void ImageFileWriter::Write(const std::string& path, const Plane& r, const Plane
   Encode(path, Claim(path), *out, layout, OIIO::TypeDesc::UINT8, pixels_.data());
 }
 
-bool ImageFileWriter::CopyFrom(const std::string& path, const std::string& source, bool with_alpha,
-                               const InputLimits& limits) {
+bool ImageFileWriter::CopyFrom(const std::string& path, const std::string& source, int32_t width, int32_t height,
+                               bool with_alpha, const InputLimits& limits) {
   OpenedImage image = OpenStillImage(source, limits);
   const Layout l = CheckLayout(source, *image.in, limits);
   const OIIO::ImageSpec stored = image.in->spec_dimensions(0);
   const int32_t w = l.info.width, h = l.info.height;
   // A data window other than the picture is left to the 8-bit path, which places it.
-  if (stored.width != w || stored.height != h || (stored.full_width > 0 && (stored.x != stored.full_x || stored.y != stored.full_y)))
+  if (w != width || h != height || stored.width != w || stored.height != h || (stored.full_width > 0 && (stored.x != stored.full_x || stored.y != stored.full_y)))
     return false;
   auto out = OIIO::ImageOutput::create(path);
   if (!out) Fail(ErrorKind::Usage, "cannot write " + path + ": no image writer for this file type");

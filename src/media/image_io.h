@@ -178,8 +178,9 @@ class ImageFileWriter {
   // say: a frame nobody changed keeps what its file held (values above 1.0, all 16 bits),
   // its colour space converted only when `path`'s differs (see WritesLinear). Alpha is
   // written as with Write. Returns false, writing nothing, when the file stores only part
-  // of its picture; the caller then writes the frame's planes.
-  bool CopyFrom(const std::string& path, const std::string& source, bool with_alpha, const InputLimits& limits = {});
+  // of its picture or is no longer `width` x `height`; the caller then writes the frame's planes.
+  bool CopyFrom(const std::string& path, const std::string& source, int32_t width, int32_t height, bool with_alpha,
+                const InputLimits& limits = {});
   void Commit();
 
  private:

@@ -220,9 +220,10 @@ TEST(ColourTest, LinearFilesAreConvertedBothWaysAndCopiesKeepTheirDepth) {
   EXPECT_EQ((std::array{back[0][0][0], back[1][0][0], back[2][0][0], back[0][0][1], back[1][0][1], back[2][0][1]}),
             (std::array<uint8_t, 6>{128, 255, 0, 255, 0, 255}));
   ImageFileWriter copies(ImageWriteOptions{.sample_type = SampleType::Float});
-  ASSERT_TRUE(copies.CopyFrom(dir / "hot-copy.exr", dir / "hot.exr", false));
+  ASSERT_TRUE(copies.CopyFrom(dir / "hot-copy.exr", dir / "hot.exr", 2, 1, false));
+  EXPECT_FALSE(copies.CopyFrom(dir / "resized.exr", dir / "hot.exr", 3, 1, false));  // changed since opening
   ImageFileWriter wide(ImageWriteOptions{.sample_type = SampleType::UInt16});
-  ASSERT_TRUE(wide.CopyFrom(dir / "hot.png", dir / "hot.exr", false));
+  ASSERT_TRUE(wide.CopyFrom(dir / "hot.png", dir / "hot.exr", 2, 1, false));
   copies.Commit();
   wide.Commit();
   OIIO::ImageBuf copy(dir / "hot-copy.exr");

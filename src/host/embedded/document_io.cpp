@@ -289,7 +289,7 @@ DocumentKind SaveDocumentFile(const FrameStore& store, const std::string& path, 
     const auto at = static_cast<size_t>(f);
     if (source && source->Deep() && at < request.unchanged.size() && request.unchanged[at] && at < source->files.size() &&
         !source->files[at].empty() && SavedSampleType(file, request) != SampleType::UInt8 &&
-        writer.CopyFrom(file, source->files[at], request.with_alpha))
+        writer.CopyFrom(file, source->files[at], store.width(), store.height(), request.with_alpha))
       return;
     read_frame(f);
     writer.Write(file, planes[0], planes[1], planes[2], request.with_alpha ? &planes[3] : nullptr);

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <set>
 
 #include "core/convert.h"
 #include "core/error.h"
@@ -154,9 +155,12 @@ void EmbeddedHost::SaveDocument(const std::string& path, int64_t first_number) {
 
 namespace {
 
-bool SameFile(const struct stat& a, const std::string& path) {
-  struct stat b;
-  return ::stat(path.c_str(), &b) == 0 && a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+using FileId = std::pair<dev_t, ino_t>;
+
+std::optional<FileId> IdOf(const std::string& path) {
+  struct stat st;
+  if (path.empty() || ::stat(path.c_str(), &st) != 0) return std::nullopt;
+  return FileId{st.st_dev, st.st_ino};
 }
 
 }  // namespace
@@ -185,13 +189,12 @@ std::optional<std::string> EmbeddedHost::DepthLoss(const std::string& path, cons
   if (kind == DocumentKind::Image) frames = {options.frames.empty() ? current_ : options.frames.front()};
   if (frames.empty())
     for (int32_t f = 0; f < store_->frames(); ++f) frames.push_back(f);
-  std::vector<struct stat> originals;
-  for (const std::string& file : source.files) {
-    struct stat st;
-    if (!file.empty() && ::stat(file.c_str(), &st) == 0) originals.push_back(st);
-  }
+  std::set<FileId> originals;  // by identity: another name or a link to a source file is that file
+  for (const std::string& file : source.files)
+    if (const auto id = IdOf(file)) originals.insert(*id);
   auto replaces_source = [&](const std::string& file) {
-    return std::any_of(originals.begin(), originals.end(), [&](const struct stat& st) { return SameFile(st, file); });
+    const auto id = IdOf(file);
+    return id && originals.count(*id) > 0;
   };
   const auto pattern = kind == DocumentKind::ImageSequence ? ParseSequencePattern(path) : std::nullopt;
   auto file_of = [&](int32_t f) { return pattern ? pattern->FileName(options.first_number + f) : path; };
