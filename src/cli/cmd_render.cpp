@@ -279,7 +279,10 @@ void Undo(const UndoOptions& o) {
     restored.Add(static_cast<int32_t>(std::clamp<int64_t>(f, -1, total)));
     if (h->step == 0) break;
   }
-  const OutputPlan plan = PlanOutput(o.output, info, restored, AnimationOutput::Whole);
+  OutputPlan plan = PlanOutput(o.output, info, restored, AnimationOutput::Whole);
+  // The frames restored are the 8-bit frames the render replaced: nothing deeper exists to
+  // keep, and the frames not restored are copied from their files as they are.
+  plan.allow_8bit = true;
 
   if (restored.Count() > 0) host->Tes_GotoFrame(restored.First());  // the editor starts on a frame it restores
   Session s(host);
