@@ -247,6 +247,7 @@ TEST(DeepSourceTest, UnchangedFramesKeepTheirDepthAndEightBitFramesDoNotReplaceT
     // Back over the source: the changed frame would lose what its file holds.
     EXPECT_THAT(host.DepthLoss(dir / "hot.####.exr", {}).value_or(""),
                 HasSubstr("frame 2 would replace the half float openexr sequence"));
+    EXPECT_THAT(host.SaveDepthLoss().value_or(""), HasSubstr("frame 2 would replace"));
     EXPECT_THAT([&] { host.Save(); }, ThrowsMessage<Error>(HasSubstr("save as another file")));
     EXPECT_THAT(host.DepthLoss(dir / "hot.####.png", {}).value_or(""), ::testing::IsEmpty());  // a new file
     EXPECT_EQ(Contents(dir / "hot.0002.exr"), original);

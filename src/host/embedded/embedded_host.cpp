@@ -239,9 +239,19 @@ void EmbeddedHost::SaveDocument(const std::string& path, const SaveOptions& opti
   UpdateStoreDescription();
 }
 
-void EmbeddedHost::Save() {
+void EmbeddedHost::Save(bool allow_8bit) {
   if (document_path_.empty()) Fail(ErrorKind::Usage, "the animation has no file yet: save it under a name first");
-  SaveDocument(document_path_, document_first_number_);
+  SaveOptions options;
+  options.first_number = document_first_number_;
+  options.allow_8bit = allow_8bit;
+  SaveDocument(document_path_, options);
+}
+
+std::optional<std::string> EmbeddedHost::SaveDepthLoss() const {
+  if (document_path_.empty()) return std::nullopt;
+  SaveOptions options;
+  options.first_number = document_first_number_;
+  return DepthLoss(document_path_, options);
 }
 
 void EmbeddedHost::RecoverStore(const std::string& path) {

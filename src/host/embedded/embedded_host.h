@@ -77,7 +77,10 @@ class EmbeddedHost final : public TessalineHost {
   // Saves back where the document came from or was last saved: a sequence opened by its
   // first file goes back to the same files, numbered as they were. Throws a usage Error
   // when the document has no file yet.
-  void Save();
+  // With `allow_8bit` as in SaveOptions (see SaveDepthLoss).
+  void Save(bool allow_8bit = false);
+  // DepthLoss for Save(): the question the window asks before saving back, or nullopt.
+  std::optional<std::string> SaveDepthLoss() const;
   // Turns a store left behind by a crashed process (store or sidecar path) into the
   // current document, unsaved. The left-behind store itself is not changed.
   void RecoverStore(const std::string& path);
