@@ -29,18 +29,6 @@ void Say(const std::string& line);
 // returns `code`: every command ends a failure through here.
 int ReportFailure(int code, const std::string& message);
 
-// BMP documents (".bmp" files and patterns) are read by the program's own BMP reader, the
-// same one the sequence effects use, so a file reads the same whichever way it arrives.
-bool IsBmpDocument(const std::string& path);
-// Replaces the host's animation with a BMP picture or numbered sequence: a pattern
-// (take.####.bmp) or a first file (take0012.bmp, take0013.bmp, ... until the next file is
-// missing), each fitted to `size` (default: the first picture's) by the reader's rules, within
-// the host's input limits. Returns the frame count; a member the reader refuses throws
-// BadData with the reader's message.
-int32_t ReadBmpSequenceIntoHost(EmbeddedHost& host, const std::string& firstFile,
-                                std::optional<std::pair<int32_t, int32_t>> size);
-// What ReadBmpSequenceIntoHost would read, from the first file's headers.
-DocumentInfo ProbeBmpDocument(const std::string& path, const InputLimits& limits);
 
 // Options every command that opens a document accepts.
 struct DocumentOptions {

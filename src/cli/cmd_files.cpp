@@ -61,10 +61,12 @@ std::string Summary(const DocumentInfo& info) {
   const int64_t base = info.FrameNumberBase();
   text += ", frames " + std::to_string(base) + ".." + std::to_string(base + info.frames - 1) +
           (info.kind == DocumentKind::ImageSequence ? " by file number" : " by index");
-  text += ", " + std::to_string(info.channels) + " channels of " + info.sample_type;
-  if (info.bits > 0 && info.sample_type.rfind("uint", 0) == 0 && info.bits != 8 && info.bits != 16)
-    text += " (" + std::to_string(info.bits) + " bits)";
-  if (!info.colour_space.empty()) text += ", colour space " + info.colour_space;
+  text += ", " + std::to_string(info.channels) + " channels of " + info.sample_type + " (" + info.DepthText() + ")";
+  // Frames are 8-bit sRGB: say what reading does to the file's samples.
+  if (IsLinearColourSpace(info.colour_space))
+    text += ", colour space " + info.colour_space + " (converted to sRGB on reading)";
+  else
+    text += ", colour space " + (info.colour_space.empty() ? "not stated (read as sRGB)" : info.colour_space);
   if (info.pattern && !info.gaps.empty()) text += ", gaps: " + GapText(*info.pattern, info.gaps);
   return text;
 }
@@ -90,6 +92,8 @@ nlohmann::json InfoJson(const std::string& path, const DocumentInfo& info) {
   j["sample_type"] = info.sample_type;
   j["bits_per_sample"] = info.bits;
   j["colour_space"] = info.colour_space.empty() ? nlohmann::json(nullptr) : nlohmann::json(info.colour_space);
+  j["linear"] = IsLinearColourSpace(info.colour_space);  // converted to sRGB on reading
+  j["deep"] = info.Deep();  // more than 8 bits: saving 8-bit frames over it is refused
   return j;
 }
 
@@ -174,6 +178,8 @@ void AddConvertCommand(CLI::App& app) {
     save.first_number = plan.first_number;
     save.frames = plan.frames;
     save.image = plan.image;
+    save.allow_8bit = plan.allow_8bit;
+    save.depth_advice = kAllow8BitAdvice;
     save.on_frame = [&](int32_t f, const std::string& file) { progress.Step(base + f, "wrote " + file); };
     progress.Begin("converting", static_cast<int64_t>(plan.frames.size()));
     host->SaveDocument(plan.path, save);

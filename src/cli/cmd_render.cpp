@@ -86,6 +86,8 @@ void SavePhase(EmbeddedHost& host, const OutputPlan& plan, const std::vector<int
   save.first_number = plan.first_number;
   save.frames = frames;
   save.image = plan.image;
+  save.allow_8bit = plan.allow_8bit;
+  save.depth_advice = kAllow8BitAdvice;
   bool noted = interrupt.interrupted();
   save.on_frame = [&](int32_t f, const std::string& file) {
     progress.Step(base + f, "wrote " + file);
@@ -165,6 +167,16 @@ void Render(const RenderOptions& o) {
     return;
   }
 
+  if (!plan.allow_8bit) {
+    // Refused now rather than after the render: the rendered frames are 8-bit.
+    EmbeddedHost::SaveOptions save;
+    save.first_number = plan.first_number;
+    save.frames = plan.kind == DocumentKind::Animation ? std::vector<int32_t>{} : chosen.Frames();
+    save.image = plan.image;
+    if (const auto loss = host->DepthLoss(plan.path, save, chosen.Frames()))
+      Fail(ErrorKind::Usage, "cannot save " + plan.path + ": " + *loss + ": save as another file (" +
+                                 kAllow8BitAdvice + ")");
+  }
   host->Tes_GotoFrame(chosen.First());  // the editor starts on a frame it renders
   Session s(host, o.document.alpha_bits);
   Editor& editor = *s.editor;
@@ -269,7 +281,10 @@ void Undo(const UndoOptions& o) {
     restored.Add(static_cast<int32_t>(std::clamp<int64_t>(f, -1, total)));
     if (h->step == 0) break;
   }
-  const OutputPlan plan = PlanOutput(o.output, info, restored, AnimationOutput::Whole);
+  OutputPlan plan = PlanOutput(o.output, info, restored, AnimationOutput::Whole);
+  // The frames restored are the 8-bit frames the render replaced: nothing deeper exists to
+  // keep, and the frames not restored are copied from their files as they are.
+  plan.allow_8bit = true;
 
   if (restored.Count() > 0) host->Tes_GotoFrame(restored.First());  // the editor starts on a frame it restores
   Session s(host);

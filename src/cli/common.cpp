@@ -55,21 +55,18 @@ void AddGapOption(CLI::App* cmd, DocumentOptions& options) {
 void OpenDocumentWithOptions(EmbeddedHost& host, const std::string& path, const DocumentOptions& options,
                              bool on_demand) {
   host.set_input_limits(options.limits);
-  if (IsBmpDocument(path)) {
-    ReadBmpSequenceIntoHost(host, path, options.bmp_size);
-  } else {
-    OpenOptions open;
-    open.allow_gaps = options.allow_gaps;
-    open.gap_advice = "--allow-gaps repeats the frame before each gap";
-    open.on_demand = on_demand;
-    host.OpenDocument(path, open);
-  }
+  OpenOptions open;
+  open.allow_gaps = options.allow_gaps;
+  open.gap_advice = "--allow-gaps repeats the frame before each gap";
+  open.on_demand = on_demand;
+  open.bmp_size = options.bmp_size;
+  host.OpenDocument(path, open);
   if (!options.alpha_mask.empty()) host.LoadAlphaMask(options.alpha_mask);
   host.set_alpha_bits(options.alpha_bits);
 }
 
 DocumentInfo ProbeDocumentWithOptions(const std::string& path, const DocumentOptions& options) {
-  return IsBmpDocument(path) ? ProbeBmpDocument(path, options.limits) : ProbeDocument(path, options.limits);
+  return ProbeDocument(path, options.limits);
 }
 
 SequenceSettings SequenceOption(const std::string& first_file) {

@@ -78,6 +78,8 @@ Verbosity OutputOptions::verbosity() const {
 void AddOutputOptions(CLI::App* cmd, OutputOptions& o, bool output_flag) {
   if (output_flag) cmd->add_option("-o,--output", o.path, "Where the result goes (.tsa, image, or sequence pattern f.####.png)");
   cmd->add_flag("--in-place", o.in_place, "Allow the output to replace the input's files (without -o: write back to the input)");
+  cmd->add_flag("--allow-8bit", o.allow_8bit,
+                "Allow 8-bit frames to replace the files of a deeper source (16-bit, half or float) they came from");
   cmd->add_flag("-n,--no-clobber", o.no_clobber,
                 "Leave output files that exist alone and skip their frames (to finish an interrupted or split job)");
   cmd->add_option("--first", o.first, "Number the input's first frame N in the output's file names (default: as the input)")
@@ -108,6 +110,7 @@ OutputPlan PlanOutput(const OutputOptions& o, const DocumentInfo& input, const F
   plan.kind = OutputKind(plan.path);
   plan.first_number = o.first.value_or(input.FrameNumberBase());
   plan.image = ImageOptions(o);
+  plan.allow_8bit = o.allow_8bit;
   const bool image_options = plan.image.sample_type != SampleType::Default || !plan.image.compression.empty() ||
                              plan.image.quality > 0;
   std::vector<int32_t> frames = chosen.Frames();

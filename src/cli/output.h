@@ -19,6 +19,7 @@ struct OutputOptions {
   std::string path;  // -o (or the OUT argument); empty with --in-place: the input itself
   bool in_place = false;
   bool no_clobber = false;
+  bool allow_8bit = false;  // --allow-8bit: replace files of a deeper source with 8-bit frames
   std::optional<int64_t> first;  // number of the input's first frame in the output's file names
   std::string depth;
   std::string compression;
@@ -43,6 +44,7 @@ struct OutputPlan {
   std::vector<int32_t> frames;   // the frames written, ascending (none: nothing is left to write)
   std::vector<int32_t> skipped;  // frames left out by -n because their files exist
   ImageWriteOptions image;
+  bool allow_8bit = false;
 
   // The file frame `frame` goes to.
   std::string FileOf(int32_t frame) const;
@@ -55,6 +57,9 @@ struct OutputPlan {
 // output of several chosen frames is refused unless `first_for_image` lets it take the first.
 OutputPlan PlanOutput(const OutputOptions& options, const DocumentInfo& input, const FrameSelection& chosen,
                       AnimationOutput animation, bool first_for_image = false);
+
+// How a command that replaces a deeper source's files is told to allow it.
+inline constexpr const char* kAllow8BitAdvice = "--allow-8bit writes them anyway";
 
 // "1001-1005,1007" for frames given by index.
 std::string FrameNumbersText(const std::vector<int32_t>& frames, int64_t number_base);

@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <OpenImageIO/color.h>
 #include <OpenImageIO/filesystem.h>
 #include <OpenImageIO/imageio.h>
 #include <algorithm>
@@ -243,6 +244,26 @@ void ConfigureImageLibrary() {
   (void)configured;
 }
 
+// The library's own colour management: its configuration (OpenColorIO's, or the library's
+// built-in one when none is set up) converts between linear light and sRGB. Made once.
+OIIO::ColorConfig& Colours() {
+  static OIIO::ColorConfig config;
+  // "no configuration file" is no failure: the built-in configuration serves.
+  [[maybe_unused]] static const bool cleared = (config.geterror(), true);
+  return config;
+}
+
+// The conversion between linear light and sRGB, one way or the other.
+OIIO::ColorProcessorHandle LinearSrgb(bool to_linear) {
+  const char* from = to_linear ? "sRGB" : "linear";
+  const char* to = to_linear ? "linear" : "sRGB";
+  OIIO::ColorProcessorHandle p = Colours().createColorProcessor(from, to);
+  if (!p)
+    Fail(ErrorKind::Software, std::string("the image library's colour configuration has no conversion from ") + from +
+                                  " to " + to + ": " + Reason(Colours().geterror()));
+  return p;
+}
+
 // The library's format for a file extension ("tif" -> "tiff"), among the still formats.
 std::string FormatForExtension(const std::string& path) {
   std::string ext = LowerExtension(path);
@@ -474,6 +495,7 @@ struct Layout {
   int32_t alpha = -1;               // channel index of alpha, or -1
   std::array<int32_t, 3> colour{};  // channel indices feeding R, G, B
   int32_t channels_read = 0;        // channels 0..channels_read-1 hold all of them
+  OIIO::ColorProcessorHandle to_srgb;  // set for samples of linear light
 };
 
 // Only the geometry and sample types are needed: the light copy leaves names and metadata out.
@@ -503,6 +525,10 @@ Layout CheckLayout(const std::string& path, OIIO::ImageInput& in, const InputLim
   else
     l.colour = {colour[0], colour[0], colour[0]};  // grey
   l.channels_read = std::max({l.colour[0], l.colour[1], l.colour[2], l.alpha}) + 1;
+  // Frames are sRGB: linear light (OpenEXR, Radiance HDR, a PNG of gamma 1) is converted by
+  // the library's colour management before it is quantised.
+  l.info.colour_space = in.spec().get_string_attribute("oiio:ColorSpace");
+  if (IsLinearColourSpace(l.info.colour_space)) l.to_srgb = LinearSrgb(false);
   return l;
 }
 
@@ -522,7 +548,7 @@ void ReadRows(const std::string& path, OpenedImage& image, const Layout& l, RowF
   const OIIO::ImageSpec layout = in.spec_dimensions(0);
   const int32_t w = l.info.width, h = l.info.height;
   const int32_t nch = l.channels_read;
-  const bool bytes = layout.format == OIIO::TypeDesc::UINT8 && layout.channelformats.empty();
+  const bool bytes = layout.format == OIIO::TypeDesc::UINT8 && layout.channelformats.empty() && !l.to_srgb;
   const size_t sample = bytes ? 1 : sizeof(float);
   const int64_t row_bytes = int64_t{layout.width} * nch * static_cast<int64_t>(sample);
   int32_t band = static_cast<int32_t>(std::clamp<int64_t>((int64_t{8} << 20) / row_bytes, 1, layout.height));
@@ -531,6 +557,7 @@ void ReadRows(const std::string& path, OpenedImage& image, const Layout& l, RowF
   std::array<std::vector<uint8_t>, 4> out;
   for (auto& o : out) o.resize(static_cast<size_t>(w));
   std::array<uint8_t*, 4> rgba{out[0].data(), out[1].data(), out[2].data(), out[3].data()};
+  std::vector<float> srgb(l.to_srgb ? 3 * static_cast<size_t>(w) : 0);  // a row's colour, converted
   const uint8_t outside_alpha = l.info.has_alpha ? 0 : 255;
   auto blank_row = [&](int32_t y) {
     for (int c = 0; c < 3; ++c) std::fill(out[c].begin(), out[c].end(), 0);
@@ -566,6 +593,14 @@ void ReadRows(const std::string& path, OpenedImage& image, const Layout& l, RowF
       for (int c = 0; c < 3; ++c) std::fill(out[c].begin(), out[c].end(), 0);
       std::fill(out[3].begin(), out[3].end(), outside_alpha);
       const uint8_t* src = buffer.data() + static_cast<size_t>(yy - y) * static_cast<size_t>(row_bytes);
+      if (l.to_srgb && x1 > x0) {
+        for (int32_t xx = x0; xx < x1; ++xx) {
+          const float* s = reinterpret_cast<const float*>(src) + static_cast<size_t>(xx - layout.x) * static_cast<size_t>(nch);
+          for (size_t c = 0; c < 3; ++c) srgb[static_cast<size_t>(xx - x0) * 3 + c] = s[l.colour[c]];
+        }
+        constexpr auto kF = static_cast<OIIO::stride_t>(sizeof(float));
+        l.to_srgb->apply(srgb.data(), x1 - x0, 1, 3, kF, 3 * kF, (x1 - x0) * 3 * kF);
+      }
       for (int32_t xx = x0; xx < x1; ++xx) {
         const size_t px = static_cast<size_t>(xx - layout.x) * static_cast<size_t>(nch);
         const size_t col = static_cast<size_t>(xx - fx);
@@ -577,9 +612,12 @@ void ReadRows(const std::string& path, OpenedImage& image, const Layout& l, RowF
           out[3][col] = l.alpha >= 0 ? s[l.alpha] : 255;
         } else {
           const float* s = reinterpret_cast<const float*>(src) + px;
-          out[0][col] = FloatSample(s[l.colour[0]]);
-          out[1][col] = FloatSample(s[l.colour[1]]);
-          out[2][col] = FloatSample(s[l.colour[2]]);
+          if (l.to_srgb) {
+            const float* converted = srgb.data() + static_cast<size_t>(xx - x0) * 3;
+            for (size_t c = 0; c < 3; ++c) out[c][col] = FloatSample(converted[c]);
+          } else {
+            for (size_t c = 0; c < 3; ++c) out[c][col] = FloatSample(s[l.colour[c]]);
+          }
           out[3][col] = l.alpha >= 0 ? FloatSample(s[l.alpha]) : 255;
         }
       }
@@ -840,6 +878,13 @@ bool IsReadableImage(const std::string& path) {
   }
 }
 
+bool IsLinearColourSpace(const std::string& name) { return !name.empty() && Colours().isColorSpaceLinear(name); }
+
+bool WritesLinear(const std::string& path) {
+  const std::string format = FormatForExtension(path);
+  return format == "openexr" || format == "hdr";
+}
+
 bool IsWritableImagePath(const std::string& path) {
   if (LowerExtension(path).empty()) return false;
   auto out = OIIO::ImageOutput::create(path);
@@ -856,13 +901,18 @@ ImageInfo ProbeImage(const std::string& path, const InputLimits& limits) {
   const OIIO::ImageSpec& header = image.in->spec();
   info.sample_type = header.channelformats.empty() ? std::string(header.format.c_str()) : "mixed";
   info.bits = header.get_int_attribute("oiio:BitsPerSample", static_cast<int>(header.format.size() * 8));
-  info.colour_space = header.get_string_attribute("oiio:ColorSpace");
   return info;
 }
 
-ImageInfo ReadImage(const std::string& path, RgbaPlanes& out, const ImageInfo* expect, const InputLimits& limits) {
+namespace {
+
+// `as_colour`: linear light is converted to sRGB; otherwise samples are taken as the data
+// they are (a mask's coverage, a relief's heights).
+ImageInfo ReadPlanes(const std::string& path, RgbaPlanes& out, const ImageInfo* expect, const InputLimits& limits,
+                     bool as_colour) {
   OpenedImage image = OpenStillImage(path, limits);
-  const Layout l = CheckLayout(path, *image.in, limits);
+  Layout l = CheckLayout(path, *image.in, limits);
+  if (!as_colour) l.to_srgb = nullptr;
   const int32_t w = l.info.width, h = l.info.height;
   if (expect && (expect->width != w || expect->height != h))
     Fail(ErrorKind::BadData, path + ": frame size " + std::to_string(w) + "x" + std::to_string(h) +
@@ -874,6 +924,12 @@ ImageInfo ReadImage(const std::string& path, RgbaPlanes& out, const ImageInfo* e
   });
   for (auto& p : out) ReplicateEdges(p);
   return l.info;
+}
+
+}  // namespace
+
+ImageInfo ReadImage(const std::string& path, RgbaPlanes& out, const ImageInfo* expect, const InputLimits& limits) {
+  return ReadPlanes(path, out, expect, limits, /*as_colour=*/true);
 }
 
 ImageInfo ReadImageScaled(const std::string& path, int32_t frame_width, int32_t frame_height, Plane& r, Plane& g,
@@ -898,7 +954,7 @@ ImageInfo ReadImageScaled(const std::string& path, int32_t frame_width, int32_t 
 
 Plane ReadGreyImage(const std::string& path, const InputLimits& limits) {
   RgbaPlanes planes;
-  const ImageInfo info = ReadImage(path, planes, nullptr, limits);
+  const ImageInfo info = ReadPlanes(path, planes, nullptr, limits, /*as_colour=*/false);
   const int32_t colour_channels = info.channels - (info.has_alpha ? 1 : 0);
   if (colour_channels < 3) return std::move(planes[0]);
   Plane grey = Plane::Uninitialized(info.width, info.height);
@@ -920,7 +976,8 @@ OIIO::TypeDesc StoredType(const std::string& path, SampleType type) {
     case SampleType::Float: return OIIO::TypeDesc::FLOAT;
     case SampleType::Default: break;
   }
-  // Float formats hold 8-bit samples exactly as halves (v / 255 round-trips); .hdr only takes floats.
+  // Halves hold every 8-bit sRGB sample, as linear light, closely enough to read back the same
+  // byte; .hdr only takes floats.
   const std::string ext = LowerExtension(path);
   return ext == ".exr" ? OIIO::TypeDesc::HALF
          : (ext == ".hdr" || ext == ".rgbe") ? OIIO::TypeDesc::FLOAT
@@ -957,6 +1014,19 @@ std::optional<SampleType> ParseSampleType(std::string_view text) {
   return std::nullopt;
 }
 
+SampleType StoredSampleType(const std::string& path, SampleType type) {
+  const OIIO::TypeDesc stored = StoredType(path, type);
+  return stored == OIIO::TypeDesc::HALF    ? SampleType::Half
+         : stored == OIIO::TypeDesc::FLOAT  ? SampleType::Float
+         : stored == OIIO::TypeDesc::UINT16 ? SampleType::UInt16
+                                            : SampleType::UInt8;
+}
+
+std::string ImageFormatFor(const std::string& path) {
+  ConfigureImageLibrary();
+  return FormatForExtension(path);
+}
+
 std::string SampleTypeName(SampleType type) {
   switch (type) {
     case SampleType::UInt8: return "uint8";
@@ -976,9 +1046,14 @@ void CheckImageWriteOptions(const std::string& path, const ImageWriteOptions& op
   const OIIO::TypeDesc wanted = StoredType(path, options.sample_type);
   OIIO::ImageSpec layout(1, 1, 3, wanted);
   SetWriteAttributes(path, layout, options);
-  const bool opened = out->open(probe, layout);
-  const OIIO::TypeDesc stored = out->spec().format;
-  out->close();
+  bool opened = false;
+  OIIO::TypeDesc stored;
+  {
+    LibraryOutputCapture capture;  // the PNG library complains of the probe closed without pixels
+    opened = out->open(probe, layout);
+    stored = out->spec().format;
+    out->close();
+  }
   ::unlink(probe.c_str());
   if (!opened) Fail(ErrorKind::CantCreate, "cannot write " + path + ": " + Reason(out->geterror()));
   if (stored != wanted)
@@ -991,6 +1066,69 @@ ImageFileWriter::~ImageFileWriter() {
   for (const auto& p : pending_) ::unlink(p.temp.c_str());
 }
 
+namespace {
+
+// The layout of a frame of w x h written to `path`, with alpha as channel 3 when `alpha`.
+OIIO::ImageSpec WriteLayout(const std::string& path, int32_t w, int32_t h, bool alpha, const ImageWriteOptions& options) {
+  OIIO::ImageSpec layout(w, h, alpha ? 4 : 3, StoredType(path, options.sample_type));
+  SetWriteAttributes(path, layout, options);
+  if (alpha) {
+    layout.alpha_channel = 3;
+    layout.attribute("oiio:UnassociatedAlpha", 1);  // colour is not premultiplied; keep it as it is
+  }
+  if (WritesLinear(path)) layout.attribute("oiio:ColorSpace", "Linear");
+  return layout;
+}
+
+constexpr auto kFloatStride = static_cast<OIIO::stride_t>(sizeof(float));
+
+}  // namespace
+
+std::string ImageFileWriter::Claim(const std::string& path) {
+  const std::string target = SaveTarget(path);
+  pending_.push_back({ClaimTempName(target), target});
+  return pending_.back().temp;
+}
+
+namespace {
+
+// Writes the picture to `temp`, the temporary file of `path`, checking every step.
+void Encode(const std::string& path, const std::string& temp, OIIO::ImageOutput& out, const OIIO::ImageSpec& layout,
+            OIIO::TypeDesc type, const void* pixels) {
+  const int32_t w = layout.width, h = layout.height;
+  LibraryOutputCapture capture;
+  // Through our checked descriptor where the writer takes one; otherwise by name, and the
+  // file is read back whole afterwards (a writer by name may hide a short write).
+  std::optional<Descriptor> fd;
+  std::optional<CheckedFileProxy> proxy;
+  if (out.supports("ioproxy")) {
+    fd.emplace(::open(temp.c_str(), O_RDWR | O_TRUNC | O_NOFOLLOW | O_CLOEXEC));
+    if (fd->get() < 0) Fail(ErrorKind::CantCreate, "cannot create " + path + ": " + std::strerror(errno));
+    proxy.emplace(temp, fd->get());
+    out.set_ioproxy(&*proxy);
+  }
+  if (!out.open(temp, layout))
+    Fail(ErrorKind::CantCreate, "cannot create " + path + ": " + Reason(out.geterror(), capture.Text(), temp, path));
+  const bool wrote = out.write_image(type, pixels);
+  const bool closed = out.close();
+  // The error state is no verdict of its own: the TIFF writer leaves a message about its
+  // Exif directory there after writing a whole file. The proxy and the results are.
+  if (proxy && proxy->failure() != 0)
+    Fail(ErrorKind::IoError, "cannot write " + path + ": " + std::strerror(proxy->failure()));
+  if (!wrote || !closed)
+    Fail(ErrorKind::IoError, "cannot write " + path + ": " + Reason(out.geterror(), capture.Text(), temp, path));
+  if (fd) {
+    const bool synced = ::fsync(fd->get()) == 0;
+    const bool closed_fd = ::close(fd->Release()) == 0;
+    if (!synced || !closed_fd) Fail(ErrorKind::IoError, "cannot write " + path + ": " + std::strerror(errno));
+  } else {
+    SyncFile(temp, path);
+    VerifyReadsBack(temp, path, w, h);
+  }
+}
+
+}  // namespace
+
 void ImageFileWriter::Write(const std::string& path, const Plane& r, const Plane& g, const Plane& b, const Plane* a) {
   const int32_t w = r.width(), h = r.height();
   if (!g.SameSize(r) || !b.SameSize(r) || (a && !a->SameSize(r)) || w < 1 || h < 1)
@@ -999,14 +1137,27 @@ void ImageFileWriter::Write(const std::string& path, const Plane& r, const Plane
   if (!out) Fail(ErrorKind::Usage, "cannot write " + path + ": no image writer for this file type");
   const bool alpha = a != nullptr && out->supports("alpha");
   const int32_t nch = alpha ? 4 : 3;
-  OIIO::ImageSpec layout(w, h, nch, StoredType(path, options_.sample_type));
-  SetWriteAttributes(path, layout, options_);
-  if (alpha) {
-    layout.alpha_channel = 3;
-    layout.attribute("oiio:UnassociatedAlpha", 1);  // colour is not premultiplied; keep it as it is
+  const OIIO::ImageSpec layout = WriteLayout(path, w, h, alpha, options_);
+  const size_t n = static_cast<size_t>(w) * static_cast<size_t>(h) * static_cast<size_t>(nch);
+
+  if (WritesLinear(path)) {
+    // Frames are sRGB; a format of linear light gets linear light, converted by the library.
+    floats_.resize(n + kWriterSlack / sizeof(float));
+    for (int32_t y = 0; y < h; ++y) {
+      float* dst = floats_.data() + static_cast<size_t>(y) * static_cast<size_t>(w) * static_cast<size_t>(nch);
+      const uint8_t *pr = r[y], *pg = g[y], *pb = b[y], *pa = alpha ? (*a)[y] : nullptr;
+      for (int32_t x = 0; x < w; ++x, dst += nch) {
+        dst[0] = static_cast<float>(pr[x]) / 255.0f;
+        dst[1] = static_cast<float>(pg[x]) / 255.0f;
+        dst[2] = static_cast<float>(pb[x]) / 255.0f;
+        if (alpha) dst[3] = static_cast<float>(pa[x]) / 255.0f;
+      }
+    }
+    LinearSrgb(true)->apply(floats_.data(), w, h, 3, kFloatStride, nch * kFloatStride, w * nch * kFloatStride);
+    Encode(path, Claim(path), *out, layout, OIIO::TypeDesc::FLOAT, floats_.data());
+    return;
   }
 
-  const size_t n = static_cast<size_t>(w) * static_cast<size_t>(h) * static_cast<size_t>(nch);
   // The library's HEIF writer copies whole padded rows of its own, reading past the last row
   // it is given; the slack keeps that read inside the buffer.
   pixels_.resize(n + kWriterSlack);
@@ -1020,39 +1171,45 @@ void ImageFileWriter::Write(const std::string& path, const Plane& r, const Plane
       if (alpha) dst[3] = pa[x];
     }
   }
+  Encode(path, Claim(path), *out, layout, OIIO::TypeDesc::UINT8, pixels_.data());
+}
 
-  const std::string target = SaveTarget(path);
-  const std::string temp = ClaimTempName(target);
-  pending_.push_back({temp, target});
-  LibraryOutputCapture capture;
-  // Through our checked descriptor where the writer takes one; otherwise by name, and the
-  // file is read back whole afterwards (a writer by name may hide a short write).
-  std::optional<Descriptor> fd;
-  std::optional<CheckedFileProxy> proxy;
-  if (out->supports("ioproxy")) {
-    fd.emplace(::open(temp.c_str(), O_RDWR | O_TRUNC | O_NOFOLLOW | O_CLOEXEC));
-    if (fd->get() < 0) Fail(ErrorKind::CantCreate, "cannot create " + path + ": " + std::strerror(errno));
-    proxy.emplace(temp, fd->get());
-    out->set_ioproxy(&*proxy);
+bool ImageFileWriter::CopyFrom(const std::string& path, const std::string& source, int32_t width, int32_t height,
+                               bool with_alpha, const InputLimits& limits) {
+  OpenedImage image = OpenStillImage(source, limits);
+  const Layout l = CheckLayout(source, *image.in, limits);
+  const OIIO::ImageSpec stored = image.in->spec_dimensions(0);
+  const int32_t w = l.info.width, h = l.info.height;
+  // A data window other than the picture is left to the 8-bit path, which places it.
+  if (w != width || h != height || stored.width != w || stored.height != h || (stored.full_width > 0 && (stored.x != stored.full_x || stored.y != stored.full_y)))
+    return false;
+  auto out = OIIO::ImageOutput::create(path);
+  if (!out) Fail(ErrorKind::Usage, "cannot write " + path + ": no image writer for this file type");
+  const bool alpha = with_alpha && out->supports("alpha");
+  const int32_t nch = alpha ? 4 : 3, read = l.channels_read;
+  const size_t pixels = static_cast<size_t>(w) * static_cast<size_t>(h);
+  std::vector<float> samples(pixels * static_cast<size_t>(read));
+  {
+    LibraryOutputCapture capture;
+    image.in->geterror();
+    const bool ok = image.in->read_image(0, 0, 0, read, OIIO::TypeDesc::FLOAT, samples.data());
+    const std::string recorded = image.in->geterror();
+    if (!ok || !recorded.empty())
+      Fail(ErrorKind::BadData, source + ": cannot read the image (" + Reason(recorded, capture.Text(), image.given, source) + ")");
   }
-  if (!out->open(temp, layout))
-    Fail(ErrorKind::CantCreate, "cannot create " + path + ": " + Reason(out->geterror(), capture.Text(), temp, path));
-  const bool wrote = out->write_image(OIIO::TypeDesc::UINT8, pixels_.data());
-  const bool closed = out->close();
-  // The error state is no verdict of its own: the TIFF writer leaves a message about its
-  // Exif directory there after writing a whole file. The proxy and the results are.
-  if (proxy && proxy->failure() != 0)
-    Fail(ErrorKind::IoError, "cannot write " + path + ": " + std::strerror(proxy->failure()));
-  if (!wrote || !closed)
-    Fail(ErrorKind::IoError, "cannot write " + path + ": " + Reason(out->geterror(), capture.Text(), temp, path));
-  if (fd) {
-    const bool synced = ::fsync(fd->get()) == 0;
-    const bool closed_fd = ::close(fd->Release()) == 0;
-    if (!synced || !closed_fd) Fail(ErrorKind::IoError, "cannot write " + path + ": " + std::strerror(errno));
-  } else {
-    SyncFile(temp, path);
-    VerifyReadsBack(temp, path, w, h);
+  floats_.resize(pixels * static_cast<size_t>(nch) + kWriterSlack / sizeof(float));
+  for (size_t i = 0; i < pixels; ++i) {
+    const float* s = samples.data() + i * static_cast<size_t>(read);
+    float* d = floats_.data() + i * static_cast<size_t>(nch);
+    for (size_t c = 0; c < 3; ++c) d[c] = s[l.colour[c]];
+    if (alpha) d[3] = l.alpha >= 0 ? s[l.alpha] : 1.0f;
   }
+  samples = {};
+  const bool linear_out = WritesLinear(path);
+  if (linear_out != (l.to_srgb != nullptr))
+    LinearSrgb(linear_out)->apply(floats_.data(), w, h, 3, kFloatStride, nch * kFloatStride, w * nch * kFloatStride);
+  Encode(path, Claim(path), *out, WriteLayout(path, w, h, alpha, options_), OIIO::TypeDesc::FLOAT, floats_.data());
+  return true;
 }
 
 void ImageFileWriter::Commit() {

@@ -11,8 +11,8 @@
 // against the InputLimits before any pixel memory exists. The library's own messages
 // become part of one message of ours.
 //
-// Reading: samples deeper than 8 bits are clamped to 0..1, scaled to 0..255 and rounded
-// half to even; alpha comes from the file when it has an alpha channel, else 255; the
+// Reading: samples of linear light are converted to sRGB (see IsLinearColourSpace);
+// samples deeper than 8 bits are clamped to 0..1, scaled to 0..255 and rounded half to even; alpha comes from the file when it has an alpha channel, else 255; the
 // extra row and column of each plane repeat the last real row and column. Frames are the
 // file's display window; pixels outside its data window are black and transparent.
 //
@@ -102,6 +102,13 @@ struct ImageInfo {
 // build of the library lacks left out.
 std::vector<std::string> StillImageFormats();
 
+// Colour: frames are sRGB. Files of linear light (a colour space the library's colour
+// management calls linear: OpenEXR, Radiance HDR, a PNG of gamma 1) are converted to sRGB on
+// reading, and frames written to a format of linear light (OpenEXR, Radiance HDR) are
+// converted to linear, always by the library's own colour management.
+bool IsLinearColourSpace(const std::string& name);
+bool WritesLinear(const std::string& path);
+
 // True when the file is an image in one of the still-image formats.
 bool IsReadableImage(const std::string& path);
 // True when a writer exists for the path's extension.
@@ -121,6 +128,12 @@ struct ImageWriteOptions {
 // "uint8", "uint16", "half", "float"; nullopt for another text.
 std::optional<SampleType> ParseSampleType(std::string_view text);
 std::string SampleTypeName(SampleType type);
+// The type samples written to `path` as `type` asks are stored as: Default resolved to the
+// format's usual one.
+SampleType StoredSampleType(const std::string& path, SampleType type);
+// The library's name of the still-image format a path's extension stands for ("png",
+// "openexr", ...), or empty.
+std::string ImageFormatFor(const std::string& path);
 // Refuses, before anything is written, options the writer for `path` cannot honour: a
 // sample type the format does not hold (the writer would store another). The writer is
 // tried on a one-pixel file in `scratch_folder`, which is removed again.
@@ -145,7 +158,8 @@ ImageInfo ReadImageScaled(const std::string& path, int32_t frame_width, int32_t 
                           Plane& b, const InputLimits& limits = {});
 
 // Reads an image as one grey plane: the single channel of a grey image, else the luma of
-// its colour channels (0.299 R + 0.587 G + 0.114 B), alpha ignored.
+// its colour channels (0.299 R + 0.587 G + 0.114 B), alpha ignored. Grey images are data
+// (masks, reliefs): a linear file's samples are taken as they are, not converted to sRGB.
 Plane ReadGreyImage(const std::string& path, const InputLimits& limits = {});
 
 // Writes image files under temporary names (same folder, same extension) and renames them
@@ -160,15 +174,26 @@ class ImageFileWriter {
   // Writes one frame (planes of one size); `a` is written when non-null and the format
   // holds alpha. Samples are stored as the options say (see ImageWriteOptions).
   void Write(const std::string& path, const Plane& r, const Plane& g, const Plane& b, const Plane* a);
+  // Writes the picture of the image file `source` to `path` at full depth, as the options
+  // say: a frame nobody changed keeps what its file held (values above 1.0, all 16 bits),
+  // its colour space converted only when `path`'s differs (see WritesLinear). Alpha is
+  // written as with Write. Returns false, writing nothing, when the file stores only part
+  // of its picture or is no longer `width` x `height`; the caller then writes the frame's planes.
+  bool CopyFrom(const std::string& path, const std::string& source, int32_t width, int32_t height, bool with_alpha,
+                const InputLimits& limits = {});
   void Commit();
 
  private:
+  // A temporary name for `path`, to be renamed into place on Commit.
+  std::string Claim(const std::string& path);
+
   struct Pending {
     std::string temp, path;
   };
   std::vector<Pending> pending_;
   ImageWriteOptions options_;
   std::vector<uint8_t> pixels_;  // interleaved scratch, reused between frames
+  std::vector<float> floats_;
   bool committed_ = false;
 };
 

@@ -42,6 +42,31 @@ TEST(Cli, BadInputsPrintOneLineAndWriteNothing) {
   EXPECT_FALSE(fs::exists(dir / "out.tsa") || fs::exists(dir / "x.tsa"));
 }
 
+// OpenEXR is deeper than the frames: rendered frames do not replace it unless allowed, and
+// the refusal comes before any work; unchanged frames go back whole.
+TEST(Cli, EightBitFramesReplaceADeeperSourceOnlyWhenAllowed) {
+  tessfx::testing::ScratchFolder dir;
+  ASSERT_EQ(RunTessfx("new " + dir / "g.####.png" + " --size 16x8 --frames 3 --pattern noise").code, 0);
+  ASSERT_EQ(RunTessfx("convert -q " + dir / "g.####.png" + " " + dir / "e.####.exr").code, 0);
+  const auto info = RunTessfx("info " + dir / "e.0001.exr");
+  EXPECT_NE(info.output.find("3 channels of half (half float), colour space Linear (converted to sRGB on reading)"),
+            std::string::npos) << info.output;
+  const std::string before = Contents(dir / "e.0002.exr");
+  const std::string render = "render " + dir / "e.####.exr" + " --in-place --effect \"Color noise\" --frames 2 -q";
+  const auto refused = RunTessfx(render);
+  EXPECT_EQ(refused.code, 64);
+  EXPECT_NE(refused.output.find("frame 2 would replace the half float openexr sequence"), std::string::npos)
+      << refused.output;
+  EXPECT_NE(refused.output.find("(--allow-8bit writes them anyway)\n"), std::string::npos) << refused.output;
+  EXPECT_EQ(Contents(dir / "e.0002.exr"), before);
+  EXPECT_EQ(RunTessfx("convert -q " + dir / "e.####.exr" + " --in-place").code, 0);
+  EXPECT_EQ(RunTessfx(render + " --allow-8bit").code, 0);
+  EXPECT_NE(Contents(dir / "e.0002.exr"), before);
+  // Through OpenEXR and back, the 8-bit frames come out as they went in.
+  ASSERT_EQ(RunTessfx("convert -q " + dir / "e.####.exr" + " " + dir / "back.####.png").code, 0);
+  EXPECT_EQ(Contents(dir / "back.0001.png"), Contents(dir / "g.0001.png"));
+}
+
 TEST(Cli, HeadlessDemoKeysAndRendersItsEffect) {
   tessfx::testing::ScratchFolder dir;
   const auto r = RunTessfx("demo --headless --output " + dir / "demo" + " --effect \"Color add\"");

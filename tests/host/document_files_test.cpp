@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <OpenImageIO/imagebuf.h>
+#include <OpenImageIO/imageio.h>
 #include <filesystem>
 #include <fstream>
 
@@ -12,6 +14,7 @@
 #include "host/embedded/embedded_host.h"
 #include "host/embedded/settings_store.h"
 #include "host/scratch_folder.h"
+#include "media/bmp_samples.h"
 #include "media/image_io.h"
 #include "media/tsa.h"
 
@@ -209,6 +212,89 @@ TEST(DocumentFilesTest, OnDemandDocumentsReadOnlyTheFramesUsed) {
   gaps.allow_gaps = true;
   host.OpenDocument(dir / "in/f.####.png", gaps);
   EXPECT_TRUE(host.Tes_GetRFrame(3) == source->Tes_GetRFrame(2));
+}
+
+// Frames of `w` x 1 pixels of linear light; frame f's red is 2.5 + f (above 1.0).
+void WriteHotSequence(const std::string& pattern, int32_t frames, int32_t w) {
+  for (int32_t f = 0; f < frames; ++f) {
+    std::vector<float> rgb;
+    for (int32_t x = 0; x < w; ++x) rgb.insert(rgb.end(), {2.5f + static_cast<float>(f), 0.25f, static_cast<float>(x) / 8});
+    const std::string file = ParseSequencePattern(pattern)->FileName(f + 1);
+    auto out = OIIO::ImageOutput::create(file);
+    ASSERT_TRUE(out && out->open(file, OIIO::ImageSpec(w, 1, 3, OIIO::TypeDesc::HALF)));
+    ASSERT_TRUE(out->write_image(OIIO::TypeDesc::FLOAT, rgb.data()) && out->close());
+  }
+}
+
+float Sample(const std::string& file, int x, int c) { return OIIO::ImageBuf(file).getchannel(x, 0, 0, c); }
+
+// A deeper source's frames nobody changed are saved from its files at full depth; changed
+// frames are 8-bit, and replacing the source with them needs leave.
+TEST(DeepSourceTest, UnchangedFramesKeepTheirDepthAndEightBitFramesDoNotReplaceTheSource) {
+  ScratchFolder dir;
+  WriteHotSequence(dir / "hot.####.exr", 3, 4);
+  const std::string original = Contents(dir / "hot.0002.exr");
+  for (bool on_demand : {false, true}) {
+    SCOPED_TRACE(on_demand ? "on demand" : "loaded");
+    EmbeddedHost host(Options(dir));
+    host.OpenDocument(dir / "hot.####.exr", OpenOptions{.on_demand = on_demand});
+    EXPECT_TRUE(host.document_info().Deep());
+    EXPECT_TRUE(host.Tes_GetRFrame(0) == Plane(4, 1, 255));  // 2.5 shows as white
+    host.Tes_GotoFrame(1);
+    host.tes_setgbuffer(Plane(4, 1, 128));
+    EXPECT_FALSE(host.unchanged(1));
+
+    // Back over the source: the changed frame would lose what its file holds.
+    EXPECT_THAT(host.DepthLoss(dir / "hot.####.exr", {}).value_or(""),
+                HasSubstr("frame 2 would replace the half float openexr sequence"));
+    EXPECT_THAT(host.SaveDepthLoss().value_or(""), HasSubstr("frame 2 would replace"));
+    EXPECT_THAT([&] { host.Save(); }, ThrowsMessage<Error>(HasSubstr("save as another file")));
+    EXPECT_THAT(host.DepthLoss(dir / "hot.####.png", {}).value_or(""), ::testing::IsEmpty());  // a new file
+    EXPECT_EQ(Contents(dir / "hot.0002.exr"), original);
+
+    host.SaveDocument(dir / "out.####.exr");
+    EXPECT_EQ(Sample(dir / "out.0001.exr", 0, 0), 2.5f);
+    EXPECT_EQ(Sample(dir / "out.0003.exr", 3, 2), 3.0f / 8);
+    EXPECT_EQ(Sample(dir / "out.0002.exr", 0, 0), 1.0f);  // the changed frame, from its 8-bit planes
+    EXPECT_NEAR(Sample(dir / "out.0002.exr", 0, 1), 0.2158f, 1e-3);  // sRGB 128 as linear light
+    EXPECT_THAT(host.DepthLoss(dir / "hot.####.exr", {.frames = {0, 2}}).value_or(""), ::testing::IsEmpty());
+    EXPECT_THAT(host.DepthLoss(dir / "hot.####.exr", {.frames = {0}, .image = {.sample_type = SampleType::UInt16}})
+                    .value_or(""),
+                HasSubstr("as uint16 would replace"));
+    host.SaveDocument(dir / "hot.####.exr", {.frames = {0, 2}});  // untouched frames go back whole
+    EXPECT_EQ(Sample(dir / "hot.0003.exr", 0, 0), 4.5f);
+  }
+
+  // A 16-bit source keeps its 16 bits when it goes back to its own format.
+  {
+    std::vector<uint16_t> wide = {1, 40000, 65535, 257, 12345, 54321};
+    auto out = OIIO::ImageOutput::create(dir / "w.png");
+    ASSERT_TRUE(out && out->open(dir / "w.png", OIIO::ImageSpec(2, 1, 3, OIIO::TypeDesc::UINT16)));
+    ASSERT_TRUE(out->write_image(OIIO::TypeDesc::UINT16, wide.data()) && out->close());
+    EmbeddedHost host(Options(dir));
+    host.OpenDocument(dir / "w.png");
+    host.SaveDocument(dir / "w2.png");
+    auto in = OIIO::ImageInput::open(dir / "w2.png");
+    std::vector<uint16_t> got(6);
+    ASSERT_TRUE(in && in->read_image(0, 0, 0, 3, OIIO::TypeDesc::UINT16, got.data()));
+    EXPECT_EQ(got, wide);
+  }
+}
+
+// A BMP sequence streams from its files like any other: a damaged member shows only when
+// its frame is read.
+TEST(DocumentFilesTest, BmpSequencesAreReadFrameByFrame) {
+  ScratchFolder dir;
+  for (int n = 7; n <= 9; ++n) samples::WriteFile(dir / ("take000" + std::to_string(n) + ".bmp"), samples::BuildBmp(samples::Gradient24(8, 6)));
+  EmbeddedHost host(Options(dir));
+  host.OpenDocument(dir / "take0007.bmp", OpenOptions{.on_demand = true});
+  EXPECT_EQ(host.tes_GetTotalFrames(), 3);
+  EXPECT_EQ(host.document_info().FrameNumberBase(), 7);
+  std::ofstream(dir / "take0009.bmp") << "damaged";
+  const Plane first = host.Tes_GetGFrame(0);
+  EXPECT_FALSE(first == Plane(8, 6, 0));
+  EXPECT_TRUE(host.Tes_GetGFrame(1) == first);
+  EXPECT_THAT([&] { host.Tes_GetRFrame(2); }, ThrowsMessage<Error>(HasSubstr("take0009.bmp")));
 }
 
 TEST(DiskFrameStoreTest, BlanksCostNoDiskTheSidecarDescribesTheDocumentAndBothGoWhenItCloses) {

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <OpenImageIO/imagebufalgo.h>
 #include <OpenImageIO/imageio.h>
 #include <array>
 #include <filesystem>
@@ -134,10 +135,19 @@ TEST(ImageFilesTest, WrittenAndTiledFilesReadBackEverySampleAndAlpha) {
     for (int32_t x = 0; x < kW; ++x)
       for (size_t c = 0; c < 4; ++c) pixels.push_back(want[c][y][x]);
   for (const std::string name : {"tiled.tif", "tiled.exr"}) {
-    OIIO::ImageSpec layout(kW, kH, 4, name.ends_with(".exr") ? OIIO::TypeDesc::HALF : OIIO::TypeDesc::UINT8);
+    const bool exr = name.ends_with(".exr");
+    OIIO::ImageSpec layout(kW, kH, 4, exr ? OIIO::TypeDesc::HALF : OIIO::TypeDesc::UINT8);
     layout.tile_width = layout.tile_height = 16;
     layout.attribute("oiio:UnassociatedAlpha", 1);
-    WriteRaw(dir / name, layout, OIIO::TypeDesc::UINT8, pixels.data());
+    OIIO::ImageBuf picture(OIIO::ImageSpec(kW, kH, 4, OIIO::TypeDesc::FLOAT));
+    picture.set_pixels(picture.roi(), OIIO::TypeDesc::UINT8, pixels.data());
+    if (exr) {
+      // OpenEXR is linear light; alpha is a selection here, not a coverage.
+      ASSERT_TRUE(OIIO::ImageBufAlgo::colorconvert(picture, picture, "sRGB", "linear", /*unpremult=*/false));
+    }
+    std::vector<float> samples(pixels.size());
+    picture.get_pixels(picture.roi(), OIIO::TypeDesc::FLOAT, samples.data());
+    WriteRaw(dir / name, layout, OIIO::TypeDesc::FLOAT, samples.data());
   }
   for (const std::string name : {"w.png", "w.exr", "w.tif", "tiled.tif", "tiled.exr"}) {
     RgbaPlanes got;
@@ -151,12 +161,12 @@ TEST(ReadImageTest, DeepSamplesAreClampedAndRoundedHalfToEvenInTheDataWindow) {
   ScratchFolder dir;
   // One row of grey samples: below 0, NaN, exactly half a level above 127, one level, above 1.
   const float floats[] = {-0.25f, std::numeric_limits<float>::quiet_NaN(), 0.5f, 1.0f / 255.0f, 3.0f};
-  WriteRaw(dir / "f.exr", OIIO::ImageSpec(5, 1, 1, OIIO::TypeDesc::FLOAT), OIIO::TypeDesc::FLOAT, floats);
+  WriteRaw(dir / "f.tif", OIIO::ImageSpec(5, 1, 1, OIIO::TypeDesc::FLOAT), OIIO::TypeDesc::FLOAT, floats);
   // 16-bit integers: 32767 is 127.498 levels, 32768 is 127.502.
   const uint16_t wide[] = {32767, 32768, 65535};
   WriteRaw(dir / "w.png", OIIO::ImageSpec(3, 1, 1, OIIO::TypeDesc::UINT16), OIIO::TypeDesc::UINT16, wide);
   for (auto [name, want] :
-       {std::pair{"f.exr", std::vector<uint8_t>{0, 0, 128, 1, 255}}, {"w.png", {127, 128, 255}}}) {
+       {std::pair{"f.tif", std::vector<uint8_t>{0, 0, 128, 1, 255}}, {"w.png", {127, 128, 255}}}) {
     RgbaPlanes got;
     ReadImage(dir / name, got);
     EXPECT_EQ(std::vector(got[0][0], got[0][0] + want.size()), want) << name;
@@ -164,18 +174,67 @@ TEST(ReadImageTest, DeepSamplesAreClampedAndRoundedHalfToEvenInTheDataWindow) {
   }
 
   // Pixels outside a 2x1 RGBA data window at (1, 1) of a 4x3 display window are black and
-  // transparent.
+  // transparent. (Linear 0.214041 is sRGB 0.5.)
   OIIO::ImageSpec layout(2, 1, 4, OIIO::TypeDesc::FLOAT);
   layout.x = layout.y = 1;
   layout.full_width = 4;
   layout.full_height = 3;
-  const float data[] = {1, 1, 1, 1, 0.5f, 0.5f, 0.5f, 1};
+  const float data[] = {1, 1, 1, 1, 0.214041f, 0.214041f, 0.214041f, 1};
   WriteRaw(dir / "win.exr", layout, OIIO::TypeDesc::FLOAT, data);
   RgbaPlanes got;
   const ImageInfo info = ReadImage(dir / "win.exr", got);
   EXPECT_EQ(std::pair(info.width, info.height), std::pair(4, 3));
   EXPECT_EQ((std::array{got[0][1][1], got[0][1][2], got[3][1][2]}), (std::array<uint8_t, 3>{255, 128, 255}));
   EXPECT_EQ(got[0][0][0] | got[3][0][0] | got[3][2][3], 0);
+}
+
+// Frames are sRGB; OpenEXR holds linear light. Both ways the library's colour management
+// converts, and a frame untouched since it was read is copied from its file at full depth.
+TEST(ColourTest, LinearFilesAreConvertedBothWaysAndCopiesKeepTheirDepth) {
+  ScratchFolder dir;
+  Plane ramp(256, 1);
+  for (int32_t x = 0; x < 256; ++x) ramp[0][x] = static_cast<uint8_t>(x);
+  ReplicateEdges(ramp);
+  ImageFileWriter writer;
+  writer.Write(dir / "ramp.exr", ramp, ramp, ramp, nullptr);
+  writer.Write(dir / "ramp.png", ramp, ramp, ramp, nullptr);
+  writer.Commit();
+  // What the library makes of the sRGB ramp as linear light, and what the file holds.
+  OIIO::ImageBuf expected(dir / "ramp.png");
+  ASSERT_TRUE(expected.read(0, 0, true, OIIO::TypeDesc::FLOAT));
+  ASSERT_TRUE(OIIO::ImageBufAlgo::colorconvert(expected, expected, "sRGB", "linear"));
+  OIIO::ImageBuf stored(dir / "ramp.exr");
+  for (int x = 0; x < 256; ++x)
+    EXPECT_NEAR(stored.getchannel(x, 0, 0, 1), expected.getchannel(x, 0, 0, 1), 1e-3 * expected.getchannel(x, 0, 0, 1))
+        << x;
+  EXPECT_NEAR(stored.getchannel(128, 0, 0, 0), 0.2158f, 1e-3);  // not 128 / 255
+  RgbaPlanes back;
+  ReadImage(dir / "ramp.exr", back);
+  EXPECT_TRUE(back[1] == ramp);  // every byte survives the half-float file
+  EXPECT_EQ(ReadGreyImage(dir / "ramp.exr")[0][128], 55);  // masks are data, taken as stored
+
+  // Linear light with values beyond 1.0 and below 0.
+  const float linear[] = {0.214041f, 2.5f, 0.0f, 1.0f, -0.5f, 16.0f};
+  WriteRaw(dir / "hot.exr", OIIO::ImageSpec(2, 1, 3, OIIO::TypeDesc::FLOAT), OIIO::TypeDesc::FLOAT, linear);
+  ReadImage(dir / "hot.exr", back);
+  EXPECT_EQ((std::array{back[0][0][0], back[1][0][0], back[2][0][0], back[0][0][1], back[1][0][1], back[2][0][1]}),
+            (std::array<uint8_t, 6>{128, 255, 0, 255, 0, 255}));
+  ImageFileWriter copies(ImageWriteOptions{.sample_type = SampleType::Float});
+  ASSERT_TRUE(copies.CopyFrom(dir / "hot-copy.exr", dir / "hot.exr", 2, 1, false));
+  EXPECT_FALSE(copies.CopyFrom(dir / "resized.exr", dir / "hot.exr", 3, 1, false));  // changed since opening
+  ImageFileWriter wide(ImageWriteOptions{.sample_type = SampleType::UInt16});
+  ASSERT_TRUE(wide.CopyFrom(dir / "hot.png", dir / "hot.exr", 2, 1, false));
+  copies.Commit();
+  wide.Commit();
+  OIIO::ImageBuf copy(dir / "hot-copy.exr");
+  for (int i = 0; i < 6; ++i) EXPECT_EQ(copy.getchannel(i / 3, 0, 0, i % 3), linear[i]) << i;
+  auto png = OIIO::ImageInput::open(dir / "hot.png");
+  ASSERT_TRUE(png);
+  EXPECT_EQ(png->spec().format, OIIO::TypeDesc::UINT16);
+  uint16_t sixteen[6];
+  ASSERT_TRUE(png->read_image(0, 0, 0, 3, OIIO::TypeDesc::UINT16, sixteen));
+  EXPECT_NEAR(sixteen[0], 32768, 4);  // sRGB 0.5
+  EXPECT_EQ((std::array{sixteen[1], sixteen[3], sixteen[5]}), (std::array<uint16_t, 3>{65535, 65535, 65535}));
 }
 
 TEST(StillImageTest, FormatsAreRecognisedByContentAndOnlyStillReadersAreUsed) {

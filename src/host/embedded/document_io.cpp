@@ -6,7 +6,9 @@
 #include "core/error.h"
 #include "host/embedded/lazy_frame_store.h"
 #include "media/file_util.h"
+#include "media/bmp.h"
 #include "media/image_io.h"
+#include "media/sequence.h"
 #include "media/tsa.h"
 
 namespace tessfx {
@@ -54,7 +56,89 @@ DocumentInfo AnimationInfo(const TsaHeader& h, const std::string& path) {
   return info;
 }
 
+struct LastCaption final : CaptionSink {
+  void SetCaption(const std::string& caption) override { text = caption; }
+  std::string text;
+};
+
+// The file of frame `frame`; members keep the first file's own extension (".BMP" stays so).
+std::string BmpMemberName(const SequenceSettings& s, const std::string& first, int32_t frame) {
+  if (frame == 0) return first;
+  std::string name = SequenceFrameFileName(s, frame).value_or(std::string());
+  const size_t stem = StripExtension(first).size();
+  if (stem < first.size() && name.size() >= 4) name.replace(name.size() - 4, 4, first.substr(stem));
+  return name;
+}
+
+// The reader's message for a file it refused, with what it found wrong when it says more.
+[[noreturn]] void FailBmp(const std::string& file, const std::string& caption, const BmpReader& reader) {
+  Fail(ErrorKind::BadData, file + ": " + caption + (reader.refusal().empty() ? "" : " (" + reader.refusal() + ")"));
+}
+
+// The files of a BMP document (see IsBmpDocument); first_number is its first file's number.
+ImageFiles BmpDocumentFiles(const std::string& path, const InputLimits& limits) {
+  if (!FileExists(path) && ParseSequencePattern(path)) {
+    ImageFiles found = ResolveImageFiles(path, limits.max_frames);
+    if (!found.gaps.empty())
+      Fail(ErrorKind::NoInput, "cannot open " + path + ": " + GapText(*found.pattern, found.gaps));
+    return found;
+  }
+  if (const auto why = NotAnInputFile(path)) Fail(ErrorKind::NoInput, "cannot open " + path + ": " + *why);
+  ImageFiles result;
+  std::vector<std::string>& files = result.files;
+  files.push_back(path);
+  SequenceSettings settings;
+  try {
+    settings = SequenceFromFirstFile(path);
+  } catch (const Error&) {
+    // A number the rule cannot hold: alone, the file is a picture like any other; with a
+    // next file beside it, it starts a sequence that cannot be numbered.
+    const auto numbered = NumberedFile(path);
+    if (numbered && FileExists(numbered->first.FileName(numbered->second + 1))) throw;
+    return result;
+  }
+  if (settings.digit_count > 0 && !settings.base_name.empty()) {
+    result.first_number = settings.start_number;
+    for (int32_t f = 1; FileExists(BmpMemberName(settings, path, f)); ++f) {
+      if (f >= limits.max_frames)
+        Fail(ErrorKind::BadData, path + ": the sequence has more than " + std::to_string(limits.max_frames) +
+                                     " frames (--max-frames)");
+      files.push_back(BmpMemberName(settings, path, f));
+    }
+  }
+  return result;
+}
+
+// A BMP document described from its first file's headers; frames are `size` when given.
+DocumentInfo BmpInfo(const std::string& path, const InputLimits& limits,
+                     const std::optional<std::pair<int32_t, int32_t>>& size) {
+  const ImageFiles found = BmpDocumentFiles(path, limits);
+  const std::vector<std::string>& files = found.files;
+  DocumentInfo info;
+  if (size) {
+    std::tie(info.width, info.height) = *size;
+  } else {
+    BmpReader reader;
+    if (const int status = reader.ProbeBmpHeader(files.front()); status != kBmpLoaded)
+      FailBmp(files.front(), BmpStatusMessage(status), reader);
+    info.width = reader.picture_width();
+    info.height = reader.picture_height();
+  }
+  limits.CheckSize(files.front(), info.width, info.height);
+  info.kind = files.size() > 1 ? DocumentKind::ImageSequence : DocumentKind::Image;
+  info.format = "bmp";
+  info.frames = static_cast<int32_t>(files.size());
+  info.first_file = files.front();
+  info.last_file = files.back();
+  info.files = files;
+  if (files.size() > 1) info.first_number = found.first_number;  // its frames go by their files' numbers
+  info.save_path = path;
+  return info;
+}
+
 }  // namespace
+
+bool IsBmpDocument(const std::string& path) { return LowerExtension(path) == ".bmp"; }
 
 std::string DocumentInfo::Describe() const {
   switch (kind) {
@@ -63,6 +147,25 @@ std::string DocumentInfo::Describe() const {
     case DocumentKind::Image: return format + " image";
   }
   return format;
+}
+
+bool DocumentInfo::Deep() const {
+  if (kind == DocumentKind::Animation) return false;
+  return bits > 8 || sample_type == "half" || sample_type == "float" || sample_type == "double";
+}
+
+std::string DocumentInfo::DepthText() const {
+  if (sample_type == "half") return "half float";
+  if (sample_type == "float" || sample_type == "double") return std::to_string(bits) + "-bit float";
+  return std::to_string(bits) + "-bit";
+}
+
+SampleType SavedSampleType(const std::string& file, const SaveRequest& request) {
+  SampleType type = request.image.sample_type;
+  const DocumentInfo* source = request.source;
+  if (type == SampleType::Default && source && source->Deep() && ImageFormatFor(file) == source->format)
+    type = ParseSampleType(source->sample_type).value_or(SampleType::Default);
+  return StoredSampleType(file, type);
 }
 
 DocumentKind OutputKind(const std::string& path) {
@@ -79,6 +182,7 @@ DocumentKind OutputKind(const std::string& path) {
 
 DocumentInfo ProbeDocument(const std::string& path, const InputLimits& limits) {
   if (IsAnimationFile(path)) return AnimationInfo(TsaReader(path, limits).header(), path);
+  if (IsBmpDocument(path)) return BmpInfo(path, limits, std::nullopt);
   return ImagesInfo(ResolveImageFiles(path, limits.max_frames), path, limits);
 }
 
@@ -86,6 +190,11 @@ DocumentReader::DocumentReader(const std::string& path, const OpenOptions& optio
   if (IsAnimationFile(path)) {
     tsa_.emplace(path, limits_);  // validates the header and the file size first
     info_ = AnimationInfo(tsa_->header(), path);
+    return;
+  }
+  if (IsBmpDocument(path)) {
+    info_ = BmpInfo(path, limits_, options.bmp_size);
+    bmp_ = true;
     return;
   }
   info_ = ImagesInfo(ResolveImageFiles(path, limits_.max_frames), path, limits_);
@@ -125,6 +234,14 @@ bool DocumentReader::ReadFrame(int32_t frame, RgbaPlanes& planes) {
   if (file.empty())
     Fail(ErrorKind::NoInput, "cannot read frame " + std::to_string(info_.FrameNumberBase() + frame) + ": " +
                                  info_.pattern->FileName(info_.FrameNumberBase() + frame) + " does not exist");
+  if (bmp_) {
+    BmpReader reader;
+    LastCaption caption;
+    for (Plane& p : planes) p.EnsureSize(info_.width, info_.height);
+    if (reader.LoadBmpToPlanes(file, planes[0], planes[1], planes[2], planes[3], caption) != kBmpLoaded)
+      FailBmp(file, caption.text, reader);
+    return false;  // a BMP document carries no alpha
+  }
   const ImageInfo expect{info_.width, info_.height, 0, false, info_.format, {}, 0, {}};
   return ReadImage(file, planes, &expect, limits_).has_alpha;
 }
@@ -160,6 +277,23 @@ DocumentKind SaveDocumentFile(const FrameStore& store, const std::string& path, 
   auto read_frame = [&](int32_t f) {
     for (int c = 0; c < 4; ++c) store.Read(f, static_cast<Channel>(c), planes[static_cast<size_t>(c)]);
   };
+  // Images get the sample type chosen for the output; frames as read from a deeper source
+  // are copied from its files when that type holds more than 8 bits.
+  auto with_type = [&](const std::string& file) {
+    ImageWriteOptions options = request.image;
+    options.sample_type = SavedSampleType(file, request);
+    return options;
+  };
+  auto write_frame = [&](ImageFileWriter& writer, int32_t f, const std::string& file) {
+    const DocumentInfo* source = request.source;
+    const auto at = static_cast<size_t>(f);
+    if (source && source->Deep() && at < request.unchanged.size() && request.unchanged[at] && at < source->files.size() &&
+        !source->files[at].empty() && SavedSampleType(file, request) != SampleType::UInt8 &&
+        writer.CopyFrom(file, source->files[at], store.width(), store.height(), request.with_alpha))
+      return;
+    read_frame(f);
+    writer.Write(file, planes[0], planes[1], planes[2], request.with_alpha ? &planes[3] : nullptr);
+  };
   auto written = [&](int32_t f, const std::string& file) {
     if (request.on_frame) request.on_frame(f, file);
   };
@@ -183,9 +317,8 @@ DocumentKind SaveDocumentFile(const FrameStore& store, const std::string& path, 
       const int32_t f = request.frames.empty() ? request.current_frame : request.frames.front();
       if (f < 0 || f >= store.frames())
         Fail(ErrorKind::Usage, "cannot save " + path + ": frame " + std::to_string(f) + " does not exist");
-      ImageFileWriter writer(request.image);
-      read_frame(f);
-      writer.Write(path, planes[0], planes[1], planes[2], request.with_alpha ? &planes[3] : nullptr);
+      ImageFileWriter writer(with_type(path));
+      write_frame(writer, f, path);
       written(f, path);
       writer.Commit();
       break;
@@ -202,11 +335,10 @@ DocumentKind SaveDocumentFile(const FrameStore& store, const std::string& path, 
         if (ec) Fail(ErrorKind::CantCreate, "cannot create the folder " + folder.string() + ": " + ec.message());
       }
       try {
-        ImageFileWriter writer(request.image);
+        ImageFileWriter writer(with_type(pattern.FileName(request.first_number)));
         for (int32_t f : frames) {
-          read_frame(f);
           const std::string file = pattern.FileName(request.first_number + f);
-          writer.Write(file, planes[0], planes[1], planes[2], request.with_alpha ? &planes[3] : nullptr);
+          write_frame(writer, f, file);
           written(f, file);
         }
         writer.Commit();

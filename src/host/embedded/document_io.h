@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "host/embedded/frame_store.h"
@@ -43,6 +44,11 @@ struct DocumentInfo {
 
   // "tsa", "png sequence", "openexr image", ...
   std::string Describe() const;
+  // True when the source's samples hold more than the frames' 8 bits: integers of more
+  // bits, halves or floats.
+  bool Deep() const;
+  // "16-bit", "half float", "32-bit float": the source's depth, for messages.
+  std::string DepthText() const;
   // The number users give frame 0: a sequence's frames go by their files' numbers, the
   // frames of an animation or an image by their index from 0.
   int64_t FrameNumberBase() const { return kind == DocumentKind::ImageSequence ? first_number : 0; }
@@ -73,7 +79,17 @@ struct OpenOptions {
     int32_t frames = 0;
   };
   std::optional<Span> span;
+  // BMP documents: the frame size every picture is fitted to by the BMP reader's rules
+  // (default: the first picture's).
+  std::optional<std::pair<int32_t, int32_t>> bmp_size;
 };
+
+// BMP pictures and numbered BMP sequences (".bmp" files and patterns) are read by the
+// program's own BMP reader, the one the sequence effects use, so a file reads the same
+// whichever way it arrives: a pattern (take.####.bmp) lists its files as any image sequence
+// does; a first file is followed by the sequence rule (take0012.bmp, take0013.bmp, ... until
+// a file is missing); a name without trailing digits is one picture. Frames carry no alpha.
+bool IsBmpDocument(const std::string& path);
 
 // Reads a document's frames one at a time, in any order.
 class DocumentReader {
@@ -89,6 +105,7 @@ class DocumentReader {
   InputLimits limits_;
   DocumentInfo info_;
   std::optional<TsaReader> tsa_;
+  bool bmp_ = false;
 };
 
 using StoreFactory = std::function<std::unique_ptr<FrameStore>(int32_t width, int32_t height, int32_t frames)>;
@@ -107,6 +124,13 @@ struct SaveRequest {
   // f numbered first_number + f), an animation just these frames, a single image the one.
   std::vector<int32_t> frames;
   ImageWriteOptions image;
+  // The document's source and which of its frames are as they were read from it
+  // (`unchanged`, by frame; empty: none). Saved to images of more than 8 bits, those frames
+  // are copied from their files at full depth, values above 1.0 included; the others are
+  // written from their 8-bit planes. An image output of the source's own format keeps the
+  // source's sample type unless `image` names one.
+  const DocumentInfo* source = nullptr;
+  std::vector<bool> unchanged;
   // Called after each frame is written, with the file it went to.
   std::function<void(int32_t frame, const std::string& file)> on_frame;
 };
@@ -114,5 +138,9 @@ struct SaveRequest {
 // Writes the store to `path` (temporary names renamed into place at the end, so a failure
 // writes nothing). Returns the kind written.
 DocumentKind SaveDocumentFile(const FrameStore& store, const std::string& path, const SaveRequest& request);
+
+// The sample type images saved to `file` receive (never Default), as SaveDocumentFile
+// chooses it for `request`.
+SampleType SavedSampleType(const std::string& file, const SaveRequest& request);
 
 }  // namespace tessfx

@@ -1,11 +1,15 @@
 #include "host/embedded/embedded_host.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <charconv>
 #include <filesystem>
+#include <set>
 
 #include "core/convert.h"
 #include "core/error.h"
+#include "core/number_ranges.h"
 #include "host/embedded/assets.h"
 #include "host/embedded/disk_frame_store.h"
 #include "host/embedded/lazy_frame_store.h"
@@ -105,6 +109,7 @@ void EmbeddedHost::Replace(std::unique_ptr<FrameStore> store, const std::string&
   has_alpha_ = info.has_alpha;
   current_ = 0;
   modified_ = false;
+  changed_.assign(static_cast<size_t>(store_->frames()), false);
   UpdateStoreDescription();
   ResetSwap();
   Notify([](HostObserver& o) { o.OnAnimationReplaced(); });
@@ -152,7 +157,19 @@ void EmbeddedHost::SaveDocument(const std::string& path, int64_t first_number) {
   SaveDocument(path, options);
 }
 
-void EmbeddedHost::SaveDocument(const std::string& path, const SaveOptions& options) {
+namespace {
+
+using FileId = std::pair<dev_t, ino_t>;
+
+std::optional<FileId> IdOf(const std::string& path) {
+  struct stat st;
+  if (path.empty() || ::stat(path.c_str(), &st) != 0) return std::nullopt;
+  return FileId{st.st_dev, st.st_ino};
+}
+
+}  // namespace
+
+SaveRequest EmbeddedHost::Request(const SaveOptions& options) const {
   SaveRequest request;
   request.current_frame = current_;
   request.with_alpha = has_alpha_;
@@ -160,19 +177,85 @@ void EmbeddedHost::SaveDocument(const std::string& path, const SaveOptions& opti
   request.frames = options.frames;
   request.image = options.image;
   request.on_frame = options.on_frame;
+  request.source = &document_info_;
+  request.unchanged.resize(changed_.size());
+  for (size_t f = 0; f < changed_.size(); ++f) request.unchanged[f] = !changed_[f];
+  return request;
+}
+
+std::optional<std::string> EmbeddedHost::DepthLoss(const std::string& path, const SaveOptions& options,
+                                                    const std::vector<int32_t>& will_change) const {
+  const DocumentInfo& source = document_info_;
+  if (!source.Deep()) return std::nullopt;
+  const DocumentKind kind = OutputKind(path);
+  const SaveRequest request = Request(options);
+  std::vector<int32_t> frames = options.frames;
+  if (kind == DocumentKind::Image) frames = {options.frames.empty() ? current_ : options.frames.front()};
+  if (frames.empty())
+    for (int32_t f = 0; f < store_->frames(); ++f) frames.push_back(f);
+  std::set<FileId> originals;  // by identity: another name or a link to a source file is that file
+  for (const std::string& file : source.files)
+    if (const auto id = IdOf(file)) originals.insert(*id);
+  auto replaces_source = [&](const std::string& file) {
+    const auto id = IdOf(file);
+    return id && originals.count(*id) > 0;
+  };
+  const auto pattern = kind == DocumentKind::ImageSequence ? ParseSequencePattern(path) : std::nullopt;
+  auto file_of = [&](int32_t f) { return pattern ? pattern->FileName(options.first_number + f) : path; };
+  const std::string what = "the " + source.DepthText() + " " + source.Describe() + " " + source.save_path;
+  std::vector<int64_t> lowered;  // numbers of the frames that would lose depth
+  bool any = false;
+  for (int32_t f : frames) {
+    const std::string file = file_of(f);
+    if (!replaces_source(file)) continue;
+    any = true;
+    if (kind == DocumentKind::Animation) break;
+    const bool changed = changed_[static_cast<size_t>(f)] ||
+                         std::find(will_change.begin(), will_change.end(), f) != will_change.end();
+    if (changed) lowered.push_back(source.FrameNumberBase() + f);
+  }
+  if (!any) return std::nullopt;
+  if (kind == DocumentKind::Animation) return path + " holds 8-bit samples and would replace " + what;
+  const SampleType stored = SavedSampleType(file_of(frames.front()), request);
+  if (stored == SampleType::UInt8 || (source.sample_type != "uint16" && stored == SampleType::UInt16) ||
+      (source.sample_type == "float" && stored == SampleType::Half))
+    return "saving " + path + " as " + SampleTypeName(stored) + " would replace " + what + " with less than it holds";
+  if (lowered.empty()) return std::nullopt;
+  return "frame" + std::string(lowered.size() == 1 ? " " : "s ") + NumberRangesText(lowered) +
+         " would replace " + what + " with 8-bit samples (changed frames are 8-bit)";
+}
+
+void EmbeddedHost::SaveDocument(const std::string& path, const SaveOptions& options) {
+  if (!options.allow_8bit)
+    if (const auto loss = DepthLoss(path, options))
+      Fail(ErrorKind::Usage, "cannot save " + path + ": " + *loss + ": save as another file" +
+                                 (options.depth_advice.empty() ? "" : " (" + options.depth_advice + ")"));
+  const SaveRequest request = Request(options);
   const DocumentKind kind = SaveDocumentFile(*store_, path, request);
   // A single image of a longer animation, or some of the frames, is an export: the
   // document stays as it was.
   if ((kind == DocumentKind::Image && store_->frames() > 1) || !options.frames.empty()) return;
+  // Saved over its own files, the document's frames are what those files now hold.
+  if (path == document_info_.save_path) changed_.assign(changed_.size(), false);
   document_path_ = path;
   document_first_number_ = options.first_number;
   modified_ = false;
   UpdateStoreDescription();
 }
 
-void EmbeddedHost::Save() {
+void EmbeddedHost::Save(bool allow_8bit) {
   if (document_path_.empty()) Fail(ErrorKind::Usage, "the animation has no file yet: save it under a name first");
-  SaveDocument(document_path_, document_first_number_);
+  SaveOptions options;
+  options.first_number = document_first_number_;
+  options.allow_8bit = allow_8bit;
+  SaveDocument(document_path_, options);
+}
+
+std::optional<std::string> EmbeddedHost::SaveDepthLoss() const {
+  if (document_path_.empty()) return std::nullopt;
+  SaveOptions options;
+  options.first_number = document_first_number_;
+  return DepthLoss(document_path_, options);
 }
 
 void EmbeddedHost::RecoverStore(const std::string& path) {
@@ -196,6 +279,7 @@ void EmbeddedHost::RecoverStore(const std::string& path) {
   // a picture's depth are not part of the store, so those are saved under a name chosen anew.
   Replace(std::move(store), LowerExtension(d.source) == ".tsa" ? d.source : "", info);
   modified_ = true;  // nothing of it is saved yet
+  changed_.assign(changed_.size(), true);
 }
 
 void EmbeddedHost::LoadAlphaMask(const std::string& path) {
@@ -212,6 +296,7 @@ void EmbeddedHost::LoadAlphaMask(const std::string& path) {
     // Frames not read yet take the mask when they are, instead of all being read now.
     lazy->SetAlphaMask(mask);
     modified_ = true;
+    changed_.assign(changed_.size(), true);
     has_alpha_ = true;
     UpdateStoreDescription();
     return;
@@ -227,6 +312,7 @@ void EmbeddedHost::set_alpha_bits(int32_t flag) {
 void EmbeddedHost::WriteFramePlane(int32_t frame, Channel c, const Plane& src) {
   store_->Write(frame, c, src);
   modified_ = true;
+  changed_.at(static_cast<size_t>(frame)) = true;
   if (c == Channel::A && !has_alpha_) {
     has_alpha_ = true;
     UpdateStoreDescription();

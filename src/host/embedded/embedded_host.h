@@ -11,6 +11,7 @@
 #include <array>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -57,12 +58,29 @@ class EmbeddedHost final : public TessalineHost {
     std::vector<int32_t> frames;
     ImageWriteOptions image;
     std::function<void(int32_t frame, const std::string& file)> on_frame;
+    // Saving frames at less depth over the deeper source they came from (see DepthLoss) is
+    // refused unless allowed; the refusal ends with `depth_advice` where the caller has one.
+    bool allow_8bit = false;
+    std::string depth_advice;
   };
   void SaveDocument(const std::string& path, const SaveOptions& options);
+  // Why saving to `path` as `options` say would replace files of a source deeper than 8 bits
+  // with less than they hold (an 8-bit format, or frames changed since opening, which are
+  // 8-bit), or nullopt when it would not. Frames not changed are copied from the source at
+  // full depth. The window asks with this text before saving (offering Save as); saving
+  // with allow_8bit unset refuses with it. `will_change` names frames about to be changed
+  // (a render still to come).
+  std::optional<std::string> DepthLoss(const std::string& path, const SaveOptions& options,
+                                       const std::vector<int32_t>& will_change = {}) const;
+  // Whether a frame is still as it was read from the document's file.
+  bool unchanged(int32_t frame) const { return !changed_.at(static_cast<size_t>(frame)); }
   // Saves back where the document came from or was last saved: a sequence opened by its
   // first file goes back to the same files, numbered as they were. Throws a usage Error
   // when the document has no file yet.
-  void Save();
+  // With `allow_8bit` as in SaveOptions (see SaveDepthLoss).
+  void Save(bool allow_8bit = false);
+  // DepthLoss for Save(): the question the window asks before saving back, or nullopt.
+  std::optional<std::string> SaveDepthLoss() const;
   // Turns a store left behind by a crashed process (store or sidecar path) into the
   // current document, unsaved (named after its source when that was an animation file,
   // untitled otherwise). The left-behind store itself is not changed.
@@ -178,6 +196,7 @@ class EmbeddedHost final : public TessalineHost {
   Plane ReadCurrent(Channel c) const;
   Plane ReadFrame(int32_t frame, Channel c) const;
   void WriteCurrent(Channel c, const Plane& p);
+  SaveRequest Request(const SaveOptions& options) const;
   Plane SwapPlane(int c);
   void ResetSwap();
   std::unique_ptr<FrameStore> MakeStore(int32_t width, int32_t height, int32_t frames) const;
@@ -197,6 +216,7 @@ class EmbeddedHost final : public TessalineHost {
   int64_t document_first_number_ = 1;  // of a sequence document
   DocumentInfo document_info_;
   bool modified_ = false;
+  std::vector<bool> changed_;  // by frame: written since the document was read
   bool memory_store_ = false;
   int32_t current_ = 0;
   int32_t alpha_bits_ = 0;
