@@ -226,7 +226,21 @@ void HostWindow::OfferLeftBehindWork() {
 
 bool HostWindow::SaveOrAsk() {
   if (host_.document_path().empty()) return AskSaveAs();
-  return Saving(QString::fromStdString(host_.document_path()), [this] { host_.Save(); });
+  bool allow_8bit = false;
+  if (const std::optional<std::string> loss = host_.SaveDepthLoss()) {
+    // The source holds more than the frames would give back: another file is the safe way.
+    QMessageBox box(QMessageBox::Warning, tr("Save over a deeper source"),
+                    QString::fromStdString(*loss) + tr("\n\nSave as another file, or replace it anyway?"),
+                    QMessageBox::Cancel, this);
+    QPushButton* save_as = box.addButton(tr("Save as..."), QMessageBox::AcceptRole);
+    QPushButton* replace = box.addButton(tr("Replace anyway"), QMessageBox::DestructiveRole);
+    box.setDefaultButton(save_as);
+    box.exec();
+    if (box.clickedButton() == save_as) return AskSaveAs();
+    if (box.clickedButton() != replace) return false;
+    allow_8bit = true;
+  }
+  return Saving(QString::fromStdString(host_.document_path()), [this, allow_8bit] { host_.Save(allow_8bit); });
 }
 
 bool HostWindow::AskSaveAs() {
@@ -262,7 +276,17 @@ bool HostWindow::SaveAs(const QString& path, SaveForm form) {
 }
 
 bool HostWindow::SaveTo(const QString& path, int64_t first_number) {
-  return Saving(path, [&] { host_.SaveDocument(path.toStdString(), first_number); });
+  EmbeddedHost::SaveOptions options;
+  options.first_number = first_number;
+  // Chosen again as the very files the document came from: the same question as Save.
+  if (const std::optional<std::string> loss = host_.DepthLoss(path.toStdString(), options)) {
+    const auto answer = QMessageBox::warning(this, tr("Save over a deeper source"),
+                                             QString::fromStdString(*loss) + tr("\n\nReplace it anyway?"),
+                                             QMessageBox::Yes | QMessageBox::Cancel, QMessageBox::Cancel);
+    if (answer != QMessageBox::Yes) return false;
+    options.allow_8bit = true;
+  }
+  return Saving(path, [&] { host_.SaveDocument(path.toStdString(), options); });
 }
 
 bool HostWindow::Saving(const QString& path, const std::function<void()>& save) {

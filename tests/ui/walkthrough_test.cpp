@@ -216,5 +216,33 @@ TEST(Walkthrough, WorkLeftBehindByADeadProcessIsOfferedAtStart) {
   EXPECT_FALSE(fs::exists(temp + "/frames-999999999-dead.store.json"));
 }
 
+// Saving 8-bit frames back over the OpenEXR files they came from asks first; no keeps the
+// files as they were.
+TEST(Walkthrough, SavingOverADeeperSourceAsksFirst) {
+  const fs::path dir = TestFolder("deep");
+  const std::string pattern = (dir / "plate.####.exr").string();
+  {
+    auto source = MakeTestHost(6, 4, 2);
+    DrawPatternAnimation(*source, Pattern::Gradient, 1);
+    source->SaveDocument(pattern);
+  }
+  const std::string first = (dir / "plate.0001.exr").string();
+  const std::vector<uint8_t> before = testing::FileBytes(first);
+  auto host = MakeTestHost(6, 4, 1);
+  RecordingHostWindow main_window(*host);
+  ASSERT_TRUE(main_window.OpenPath(QString::fromStdString(first)));
+  host->WriteFramePlane(0, Channel::R, Plane(6, 4, 9));
+  for (const auto answer : {QMessageBox::Cancel, QMessageBox::Yes}) {
+    QTimer::singleShot(0, [answer] {
+      auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+      ASSERT_NE(box, nullptr);
+      box->button(answer)->click();
+    });
+    EXPECT_EQ(main_window.SaveTo(QString::fromStdString(pattern)), answer == QMessageBox::Yes);
+    EXPECT_EQ(testing::FileBytes(first) == before, answer == QMessageBox::Cancel);
+  }
+  EXPECT_TRUE(main_window.errors.empty());
+}
+
 }  // namespace
 }  // namespace tessfx
