@@ -50,60 +50,29 @@ std::set<std::string> Leftovers(const std::string& folder, const std::string& te
   return left;
 }
 
-struct Ending {
-  bool signalled = false;  // ended by the signal itself, not by an exit
-  int code = -1;           // exit code, or the signal that ended it
-  std::string output;
-  double working_seconds = 0;  // from the moment `started` appeared to the end
-};
-
 // Runs tessfx with `args` in `folder`; once the file `started` exists (the process is past
 // its start-up and working), waits `delay` and sends `signal` (0: none), `times` times.
-Ending RunAndSignal(const std::vector<std::string>& args, const std::string& folder, const std::vector<std::string>& env,
-                    const std::string& started, std::chrono::microseconds delay, int signal, int times = 1) {
-  std::vector<char*> argv{const_cast<char*>(TESSFX_BINARY)};
-  for (const std::string& a : args) argv.push_back(const_cast<char*>(a.c_str()));
-  argv.push_back(nullptr);
-  std::vector<std::string> environment = env;
-  for (char** e = environ; *e; ++e) environment.emplace_back(*e);  // getenv takes the first
-  std::vector<char*> envp;
-  for (std::string& e : environment) envp.push_back(e.data());
-  envp.push_back(nullptr);
-  int out[2];
-  if (::pipe2(out, O_CLOEXEC) != 0) return {};
-  const pid_t child = ::fork();
-  if (child == 0) {
-    ::dup2(out[1], STDOUT_FILENO);
-    ::dup2(out[1], STDERR_FILENO);
-    if (::chdir(folder.c_str()) != 0) ::_exit(127);
-    ::execve(TESSFX_BINARY, argv.data(), envp.data());
-    ::_exit(127);
-  }
-  ::close(out[1]);
+// `working_seconds` receives the time from then to the end.
+MeasuredRun RunAndSignal(const std::vector<std::string>& args, const std::string& folder,
+                         const std::vector<std::string>& env, const std::string& started,
+                         std::chrono::microseconds delay, int signal, int times = 1, double* working_seconds = nullptr) {
   using Clock = std::chrono::steady_clock;
-  const auto limit = Clock::now() + std::chrono::seconds(10);
-  siginfo_t info{};
-  while (!fs::exists(started) && Clock::now() < limit) {
-    info.si_pid = 0;
-    if (::waitid(P_PID, static_cast<id_t>(child), &info, WEXITED | WNOHANG | WNOWAIT) == 0 && info.si_pid != 0) break;
-    std::this_thread::sleep_for(std::chrono::microseconds(200));
-  }
-  const auto working = Clock::now();
-  std::this_thread::sleep_for(delay);
-  for (int i = 0; i < times && signal != 0; ++i) {
-    if (i > 0) std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    ::kill(child, signal);
-  }
-  Ending e;
-  char buffer[4096];
-  for (ssize_t n; (n = ::read(out[0], buffer, sizeof buffer)) > 0;) e.output.append(buffer, static_cast<size_t>(n));
-  ::close(out[0]);
-  int status = 0;
-  ::waitpid(child, &status, 0);
-  e.working_seconds = std::chrono::duration<double>(Clock::now() - working).count();
-  e.signalled = WIFSIGNALED(status);
-  e.code = e.signalled ? WTERMSIG(status) : WEXITSTATUS(status);
-  return e;
+  Clock::time_point working;
+  MeasuredRun run = RunTessfxMeasured(args, folder, env, 60, [&](pid_t child) {
+    const auto limit = Clock::now() + std::chrono::seconds(10);
+    for (siginfo_t ended{}; !fs::exists(started) && Clock::now() < limit;) {
+      if (::waitid(P_PID, static_cast<id_t>(child), &ended, WEXITED | WNOHANG | WNOWAIT) == 0 && ended.si_pid != 0) break;
+      std::this_thread::sleep_for(std::chrono::microseconds(200));
+    }
+    working = Clock::now();
+    std::this_thread::sleep_for(delay);
+    for (int i = 0; i < times && signal != 0; ++i) {
+      if (i > 0) std::this_thread::sleep_for(std::chrono::milliseconds(5));
+      ::kill(child, signal);
+    }
+  });
+  if (working_seconds) *working_seconds = std::chrono::duration<double>(Clock::now() - working).count();
+  return run;
 }
 
 // The failure line of a run: the last line, which must be the only one starting "tessfx:".
@@ -133,15 +102,16 @@ TEST(Ending, ARenderStoppedAtAnyMomentLosesNothing) {
   // A whole run, for the bytes of a finished output and the span of the random moments: from
   // the temporary folder's making (the signals are caught from before it) to the end.
   fs::copy_file(dir / "old.tsa", dir / "out.tsa");
-  const Ending whole = RunAndSignal(render, dir.str(), {"TESSFX_TEMP_DIR=" + dir / "tmp-whole"}, dir / "tmp-whole",
-                                    std::chrono::microseconds(0), 0);
+  double working_seconds = 0;
+  const MeasuredRun whole = RunAndSignal(render, dir.str(), {"TESSFX_TEMP_DIR=" + dir / "tmp-whole"}, dir / "tmp-whole",
+                                         std::chrono::microseconds(0), 0, 0, &working_seconds);
   ASSERT_EQ(whole.code, 0) << whole.output;
   const std::string finished = Contents(dir / "out.tsa");
   ASSERT_FALSE(finished == old);
 
   std::mt19937 random(19);
   const int signals[] = {SIGINT, SIGTERM, SIGHUP, SIGKILL};
-  const auto span = std::chrono::microseconds(static_cast<int64_t>(whole.working_seconds * 1.1e6));
+  const auto span = std::chrono::microseconds(static_cast<int64_t>(working_seconds * 1.1e6));
   for (int trial = 0; trial < 24; ++trial) {
     const int signal = signals[trial % 4];
     const auto delay = std::chrono::microseconds(std::uniform_int_distribution<int64_t>(0, span.count())(random));
@@ -152,12 +122,12 @@ TEST(Ending, ARenderStoppedAtAnyMomentLosesNothing) {
     fs::remove(dir / "out.tsa");
     fs::copy_file(dir / "old.tsa", dir / "out.tsa");
     // Every other SIGTERM comes twice: the second stops a save the first let go on.
-    const Ending e = RunAndSignal(render, dir.str(), env, dir / temp, delay, signal, trial % 8 == 1 ? 2 : 1);
+    const MeasuredRun e = RunAndSignal(render, dir.str(), env, dir / temp, delay, signal, trial % 8 == 1 ? 2 : 1);
 
     if (signal == SIGKILL) {
-      EXPECT_TRUE(e.signalled || e.code == 0) << e.output;
+      EXPECT_TRUE(e.signal == SIGKILL || e.code == 0) << e.output;
     } else {
-      EXPECT_FALSE(e.signalled) << e.code;
+      EXPECT_EQ(e.signal, 0);
       EXPECT_TRUE(e.code == 0 || e.code == 128 + signal) << e.output;
       if (e.code != 0) {
         EXPECT_EQ(FailureLine(e.output).rfind("tessfx: interrupted by ", 0), 0u) << e.output;
@@ -170,7 +140,7 @@ TEST(Ending, ARenderStoppedAtAnyMomentLosesNothing) {
     // Stopped while rendering, a .tsa holds the frames rendered and the others as they were:
     // a whole file of the same size either way.
     EXPECT_EQ(out.size(), old.size());
-    if (!e.signalled && e.code == 0) {
+    if (e.code == 0) {
       EXPECT_TRUE(out == finished);
     }
 
