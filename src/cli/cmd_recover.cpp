@@ -38,7 +38,7 @@ void ListLeftBehind(const std::string& folder) {
   }
   for (const UndescribedStore& u : FindUndescribedStores(folder)) {
     ++count;
-    Say(u.path + ": no description (its process was killed while starting), " +
+    Say(u.path + ": no readable description (its process was killed before writing one), " +
         (u.pid != 0 ? "process " + std::to_string(u.pid) + " (ended)" : "process unknown") + ", " + DiskUsage(u.path) +
         "; discard it with --clean");
   }
