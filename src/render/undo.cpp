@@ -177,15 +177,14 @@ void UndoBuffer::StartRecording(const UndoHeader& header) {
   LockUndoFile();
   lock_held_by_caller_ = was_locked;
   const PrivateFolder folder = TempFolder(image_.host);
-  folder.Remove(kUndoDescriptionName);
-  folder.Remove(kUndoFileName);
   header_ = header;
   frames_ = image_.host.tes_GetTotalFrames();
   fingerprints_.clear();
   rendered_.clear();
-  // A fresh file of its own, renamed into place once it has its header: whatever stood at
-  // the name (a planted link included) is replaced, never written through.
-  std::string fresh;
+  // A fresh file of its own, renamed into place when the recording closes: whatever stood at
+  // the name (a planted link included) is replaced, never written through, and a render
+  // killed or failing before then leaves the previous undo data as it was.
+  std::string& fresh = fresh_name_;
   fd_ = folder.CreateUniqueFile(std::string(".") + kUndoFileName + TemporaryTag(), "", fresh);
   recording_path_ = folder.PathOf(kUndoFileName);
   try {
@@ -196,7 +195,6 @@ void UndoBuffer::StartRecording(const UndoHeader& header) {
     PutLE32(b.data() + 12, header.last);
     PutLE32(b.data() + 16, header.step);
     WriteAll(b.data(), b.size());
-    folder.Rename(fresh, kUndoFileName);
   } catch (...) {
     CloseRecording(false);
     folder.Remove(fresh);
@@ -257,8 +255,12 @@ void UndoBuffer::CloseRecording(bool write_description) {
   fd_ = -1;
   try {
     const PrivateFolder folder = TempFolder(image_.host);
+    if (error != 0 || !write_description) folder.Remove(fresh_name_);
     if (error != 0) Fail(ErrorKind::IoError, "cannot write the undo file " + recording_path_ + ": " + std::strerror(error));
     if (!write_description) return;
+    // The old description goes first: the new file never stands beside it.
+    folder.Remove(kUndoDescriptionName);
+    folder.Rename(fresh_name_, kUndoFileName);
     UndoDescription d;
     d.document = document_;
     d.first_number = first_number_;

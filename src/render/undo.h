@@ -99,8 +99,9 @@ class UndoBuffer {
   // Holds a lock taken by LockUndoFolder as this object's own (as LockUndoFile does).
   void AdoptLock(Descriptor lock);
 
-  // Start of a render with recording on: removes any old file, writes the header to a
-  // fresh file of the private temporary folder and renames it into place.
+  // Start of a render with recording on: writes the header to a fresh file of the private
+  // temporary folder. Closing the recording (FinishRecording, AbandonRecording) renames it
+  // over the old undo file and describes it; until then the old undo data stays usable.
   void StartRecording(const UndoHeader& header);
   bool recording() const { return fd_ >= 0; }
   // Fetches the host's current R, G, B into the host planes and appends them as one record.
@@ -158,7 +159,8 @@ class UndoBuffer {
   ImageState& image_;
   EditorWindow& window_;
   int fd_ = -1;
-  std::string recording_path_;
+  std::string recording_path_;  // where the recording goes when it closes
+  std::string fresh_name_;      // its name in the temporary folder until then
   bool keep_after_undo_ = false;
 };
 

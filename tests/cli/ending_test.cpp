@@ -183,36 +183,40 @@ TEST(Ending, AWriterThatFailsEndsWithOneLineKeepingThePreviousFiles) {
   struct Case {
     std::vector<std::string> args;
     std::string fail_at;   // the end of the path whose writes fail
-    std::string previous;  // the output that must stay as it was
+    std::vector<std::string> previous;  // the files that must stay as they were
     std::string nth = "1";
   };
   std::vector<Case> cases;
   for (const char* ext : {".tsa", ".png", ".exr", ".tif", ".bmp"}) {
     const std::string out = std::string("out") + ext;
     ASSERT_EQ(RunTessfxMeasured({"convert", "old.tsa", out}, dir.str(), env, 60).code, 0) << ext;
-    cases.push_back({{"convert", "in.tsa", out}, ext, out});
+    cases.push_back({{"convert", "in.tsa", out}, ext, {out}});
   }
   // A sequence is all or nothing: the third file failing, none of the four is replaced.
   ASSERT_EQ(RunTessfxMeasured({"convert", "old.tsa", "seq/s.#.png"}, dir.str(), env, 60).code, 0);
-  cases.push_back({{"convert", "in.tsa", "seq/s.#.png"}, ".png", "seq/s.2.png", "3"});
+  cases.push_back({{"convert", "in.tsa", "seq/s.#.png"}, ".png", {"seq/s.1.png", "seq/s.2.png"}, "3"});
   // The undo file, its description and the frame store's description fail the render before
-  // anything is saved.
-  for (const char* file : {"UndoBuffer.dat", "UndoBuffer.dat.json", ".store.json"})
-    cases.push_back({{"render", "in.tsa", "-o", "out.tsa", "--effect", "Negative", "--undo"}, file, "out.tsa"});
+  // anything is saved; until the new undo file is whole, the last render's stays.
+  ASSERT_EQ(RunTessfxMeasured({"render", "old.tsa", "-o", "last.tsa", "--effect", "Negative", "--undo"}, dir.str(), env, 60).code, 0);
+  const std::vector<std::string> render = {"render", "in.tsa", "-o", "out.tsa", "--effect", "Negative", "--undo"};
+  cases.push_back({render, "UndoBuffer.dat", {"out.tsa", "tmp/UndoBuffer.dat", "tmp/UndoBuffer.dat.json"}});
+  cases.push_back({render, ".store.json", {"out.tsa", "tmp/UndoBuffer.dat", "tmp/UndoBuffer.dat.json"}});
+  cases.push_back({render, "UndoBuffer.dat.json", {"out.tsa"}});
   ASSERT_EQ(RunTessfxMeasured({"demo", "--headless", "--output", "demo"}, dir.str(), env, 60).code, 0);
-  cases.push_back({{"demo", "--headless", "--output", "demo"}, "demo.json", "demo/demo.json"});
+  cases.push_back({{"demo", "--headless", "--output", "demo"}, "demo.json", {"demo/demo.json"}});
 
   for (const Case& c : cases)
     for (const std::string& fault : {c.nth + ":" + c.fail_at, "close:" + c.fail_at}) {
-      SCOPED_TRACE(c.args[0] + " " + c.args.back() + " with " + fault);
-      const std::string previous = Contents(dir / c.previous);
+      SCOPED_TRACE(c.args[0] + " " + c.args[2] + " with " + fault);
+      std::vector<std::string> previous;
+      for (const std::string& file : c.previous) previous.push_back(Contents(dir / file));
       std::vector<std::string> faulty = env;
       faulty.push_back("TESSFX_TEST_WRITE_FAULT=" + fault);
       const MeasuredRun r = RunTessfxMeasured(c.args, dir.str(), faulty, 60);
       EXPECT_EQ(r.code, 74) << r.output;
       EXPECT_EQ(FailureLine(r.output).rfind("tessfx: cannot write ", 0), 0u) << r.output;
       EXPECT_EQ(r.output.find("wrote"), std::string::npos) << r.output;
-      EXPECT_TRUE(Contents(dir / c.previous) == previous);
+      for (size_t i = 0; i < previous.size(); ++i) EXPECT_TRUE(Contents(dir / c.previous[i]) == previous[i]) << c.previous[i];
       EXPECT_EQ(Leftovers(dir.str(), "tmp"), std::set<std::string>{});
     }
 }
