@@ -216,7 +216,7 @@ void Render(const RenderOptions& o) {
   OutputPlan done = plan;
   done.frames = phase.rendered();
   std::sort(done.frames.begin(), done.frames.end());
-  if (r.cancelled && done.frames.empty()) interrupt.Stop("before the first frame; nothing written" + undo_note);
+  if (r.cancelled && done.frames.empty()) interrupt.Stop("before the first frame; nothing written");
   // A sequence or image gets the frames rendered; a .tsa is the whole animation.
   SavePhase(*host, plan, plan.kind == DocumentKind::Animation ? plan.frames : done.frames, progress, interrupt, true);
   if (r.recorded && StoresApproximately(plan.path)) FingerprintWrittenFrames(editor.undo(), plan, done.frames, total);

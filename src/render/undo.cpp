@@ -255,24 +255,27 @@ void UndoBuffer::CloseRecording(bool write_description) {
   fd_ = -1;
   try {
     const PrivateFolder folder = TempFolder(image_.host);
-    if (error != 0 || !write_description) folder.Remove(fresh_name_);
+    // A render stopped before its first frame changed nothing: the last undo data stays.
+    const bool replace = write_description && !fingerprints_.empty();
+    if (error != 0 || !replace) folder.Remove(fresh_name_);
     if (error != 0) Fail(ErrorKind::IoError, "cannot write the undo file " + recording_path_ + ": " + std::strerror(error));
-    if (!write_description) return;
-    // The old description goes first: the new file never stands beside it.
-    folder.Remove(kUndoDescriptionName);
-    folder.Rename(fresh_name_, kUndoFileName);
-    UndoDescription d;
-    d.document = document_;
-    d.first_number = first_number_;
-    d.width = header_.width;
-    d.height = header_.height;
-    d.frames = frames_;
-    d.first = header_.first;
-    d.last = header_.last;
-    d.step = header_.step;
-    d.fingerprints = fingerprints_;
-    if (rendered_.size() != fingerprints_.size()) d.rendered = rendered_;
-    WriteDescription(folder, d);
+    if (replace) {
+      // The old description goes first: the new file never stands beside it.
+      folder.Remove(kUndoDescriptionName);
+      folder.Rename(fresh_name_, kUndoFileName);
+      UndoDescription d;
+      d.document = document_;
+      d.first_number = first_number_;
+      d.width = header_.width;
+      d.height = header_.height;
+      d.frames = frames_;
+      d.first = header_.first;
+      d.last = header_.last;
+      d.step = header_.step;
+      d.fingerprints = fingerprints_;
+      if (rendered_.size() != fingerprints_.size()) d.rendered = rendered_;
+      WriteDescription(folder, d);
+    }
   } catch (...) {
     if (!lock_held_by_caller_) UnlockUndoFile();
     throw;
