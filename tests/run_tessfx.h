@@ -10,6 +10,7 @@
 #include <array>
 #include <chrono>
 #include <cstdio>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -33,6 +34,7 @@ inline CommandResult RunTessfx(const std::string& args) {
 // A run watched from outside: how long it took and the most memory it held.
 struct MeasuredRun {
   int code = -1;          // exit code; -1 when killed (a signal, or the time limit)
+  int signal = 0;         // the signal that ended it, 0 when it exited
   bool timed_out = false;
   std::string output;     // standard output and standard error together
   double seconds = 0;
@@ -40,9 +42,11 @@ struct MeasuredRun {
 };
 
 // Runs tessfx with `args` (no shell) in `folder`, with `env` ("NAME=value") added to the
-// environment; a run longer than `limit_seconds` is killed.
+// environment; a run longer than `limit_seconds` is killed. `meanwhile`, when given, is
+// called with the child's id once it runs.
 inline MeasuredRun RunTessfxMeasured(const std::vector<std::string>& args, const std::string& folder,
-                                     const std::vector<std::string>& env, double limit_seconds) {
+                                     const std::vector<std::string>& env, double limit_seconds,
+                                     const std::function<void(pid_t)>& meanwhile = {}) {
   // Everything the child needs is made before the fork: after it, only plain system calls.
   std::vector<char*> argv{const_cast<char*>(TESSFX_BINARY)};
   for (const std::string& a : args) argv.push_back(const_cast<char*>(a.c_str()));
@@ -68,6 +72,7 @@ inline MeasuredRun RunTessfxMeasured(const std::vector<std::string>& args, const
     ::_exit(127);
   }
   ::close(out[1]);
+  if (meanwhile) meanwhile(child);
   MeasuredRun run;
   const auto deadline = start + std::chrono::duration<double>(limit_seconds);
   for (char buffer[4096];;) {
@@ -89,6 +94,7 @@ inline MeasuredRun RunTessfxMeasured(const std::vector<std::string>& args, const
   run.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   run.peak_rss_kb = usage.ru_maxrss;
   run.code = WIFEXITED(status) && !run.timed_out ? WEXITSTATUS(status) : -1;
+  run.signal = WIFSIGNALED(status) ? WTERMSIG(status) : 0;
   return run;
 }
 

@@ -7,6 +7,7 @@
 
 #include "cli/cli.h"
 #include "cli/output.h"
+#include "cli/session.h"
 #include "cli/slider_values.h"
 #include "media/file_util.h"
 #include "media/sequence.h"
@@ -107,6 +108,7 @@ void Apply(const ApplyOptions& o) {
   const std::array<float, 6> v = panel.SliderValues();
   dispatcher.ProccessFrame(v[0], v[1], v[2], v[3], v[4], v[5]);
   if (!caption_message.empty()) Fail(ErrorKind::BadData, caption_message);
+  if (CaughtSignal() != 0) throw InterruptedStatus(CaughtSignal(), "before writing; nothing written");
   WriteResult(plan, frame, image);
   if (o.output.quiet) return;
   std::string used;
@@ -135,7 +137,10 @@ void AddApplyCommand(CLI::App& app) {
   AddOutputOptions(cmd, o->output, true);
   cmd->footer("OUTPUT: a .tsa (whole planes, one frame), an image, or a sequence pattern (the file of the frame's "
               "number). Only that frame of INPUT is read.");
-  cmd->callback([o] { Apply(*o); });
+  cmd->callback([o] {
+    InterruptGuard interrupt;
+    Apply(*o);
+  });
 }
 
 }  // namespace tessfx::cli

@@ -93,10 +93,10 @@ void AddDemoCommand(CLI::App& app) {
     std::error_code ec;
     std::filesystem::create_directories(*out_dir, ec);
     if (ec) Fail(ErrorKind::CantCreate, "cannot create " + *out_dir + ": " + ec.message());
+    InterruptGuard interrupt;  // before the document opens: its frame store goes with a stop
     Session s(OpenHost(demo, *options), options->alpha_bits);
     s.editor->panel().Check1 = 0;  // the demo animation is regenerated, not undone
     KeyDemoSession(*s.editor, *effect);
-    InterruptGuard interrupt;
     Progress progress(Verbosity::Normal);
     RenderPhase phase(progress, *s.host, 0, interrupt);
     progress.Begin("rendering", s.host->tes_GetTotalFrames());
@@ -108,7 +108,7 @@ void AddDemoCommand(CLI::App& app) {
     s.host->SaveDocument(frames);
     s.host->SaveDocument(animation);
     WriteProjectFile(CaptureProject(*s.editor), project);
-    if (r.cancelled) throw ExitStatus{130, "interrupted; " + animation + " holds the frames rendered so far"};
+    if (r.cancelled) interrupt.Stop("while rendering; " + animation + " holds the frames rendered so far");
     Say("wrote " + animation + ", " + frames + " and " + project + ": " + std::to_string(r.frames_rendered) +
         " frames rendered with \"" + *effect + "\" keyed at the first and last frame");
   });

@@ -342,7 +342,7 @@ struct CollectOptions {
   OutputOptions output;
 };
 
-void Collect(const CollectOptions& o) {
+void Collect(const CollectOptions& o, const InterruptGuard& interrupt) {
   const auto pattern = ParseSequencePattern(o.pattern);
   if (!pattern) Fail(ErrorKind::Usage, o.pattern + ": give the output sequence's pattern, such as out.####.png");
   // The frames the farm render wrote, or without its record the sequence's own span.
@@ -385,8 +385,7 @@ void Collect(const CollectOptions& o) {
   FrameSelection chosen = FrameSelection::None(host->tes_GetTotalFrames());
   for (int64_t n : numbers) chosen.Add(static_cast<int32_t>(n - numbers.front()));
   const OutputPlan plan = PlanOutput(o.output, host->document_info(), chosen, AnimationOutput::Chosen);
-  EmbeddedHost::SaveOptions save;
-  save.first_number = plan.first_number;
+  EmbeddedHost::SaveOptions save = StoppableSave(interrupt, plan.path, plan.first_number);
   save.frames = plan.frames;
   save.image = plan.image;
   host->SaveDocument(plan.path, save);
@@ -459,7 +458,10 @@ void AddFarmCommand(CLI::App& app) {
   collect->footer(
       "The range is the farm render's that wrote OUTPUT_PATTERN, or without its record the sequence's "
       "first to last file. With -o ANIM.tsa the frames are assembled into one animation.");
-  collect->callback([c] { Collect(*c); });
+  collect->callback([c] {
+    InterruptGuard interrupt;
+    Collect(*c, interrupt);
+  });
 }
 
 }  // namespace tessfx::cli

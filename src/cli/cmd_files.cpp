@@ -5,6 +5,7 @@
 #include "cli/cli.h"
 #include "cli/output.h"
 #include "cli/progress.h"
+#include "cli/session.h"
 #include "core/error.h"
 #include "host/embedded/document_io.h"
 #include "media/image_io.h"
@@ -26,6 +27,7 @@ void AddNewCommand(CLI::App& app) {
   cmd->add_option("--pattern", *pattern, "gradient, bars, checker, noise, circles, scene or greenscreen")->capture_default_str();
   cmd->add_option("--seed", *seed, "Seed of the noise pattern")->capture_default_str();
   cmd->callback([=] {
+    InterruptGuard interrupt;
     auto [w, h] = ParseSize(*size);
     auto p = ParsePattern(*pattern);
     if (!p) Fail(ErrorKind::Usage, "unknown pattern \"" + *pattern + "\" (gradient, bars, checker, noise, circles, scene, greenscreen)");
@@ -35,7 +37,7 @@ void AddNewCommand(CLI::App& app) {
     auto host = MakeHost();
     host->NewAnimation(w, h, *frames);
     DrawPatternAnimation(*host, *p, *seed);
-    host->SaveDocument(*out);
+    host->SaveDocument(*out, StoppableSave(interrupt, *out));
     Say("wrote " + *out + ": " + std::to_string(w) + "x" + std::to_string(h) + ", " + std::to_string(*frames) +
         (*frames == 1 ? " frame, " : " frames, ") + PatternName(*p));
   });
@@ -158,6 +160,7 @@ void AddConvertCommand(CLI::App& app) {
               "with --frames it gets exactly those files, and a .tsa output just those frames. A single image takes "
               "the first frame. Replacing the input's files needs --in-place.");
   cmd->callback([o] {
+    InterruptGuard interrupt;
     std::shared_ptr<EmbeddedHost> host = MakeHost();
     DocumentOptions opened = o->document;
     if (!o->bmp_size.empty()) opened.bmp_size = ParseSize(o->bmp_size);
@@ -174,13 +177,15 @@ void AddConvertCommand(CLI::App& app) {
       return;
     }
     Progress progress(o->output.verbosity());
-    EmbeddedHost::SaveOptions save;
-    save.first_number = plan.first_number;
+    EmbeddedHost::SaveOptions save = StoppableSave(interrupt, plan.path, plan.first_number);
     save.frames = plan.frames;
     save.image = plan.image;
     save.allow_8bit = plan.allow_8bit;
     save.depth_advice = kAllow8BitAdvice;
-    save.on_frame = [&](int32_t f, const std::string& file) { progress.Step(base + f, "wrote " + file); };
+    save.on_frame = [&, stop = save.on_frame](int32_t f, const std::string& file) {
+      progress.Step(base + f, "made " + file);
+      stop(f, file);
+    };
     progress.Begin("converting", static_cast<int64_t>(plan.frames.size()));
     host->SaveDocument(plan.path, save);
     progress.End();

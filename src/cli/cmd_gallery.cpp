@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "cli/cli.h"
+#include "cli/session.h"
 #include "core/error.h"
 #include "engine/catalogue.h"
 #include "host/embedded/document_io.h"
@@ -108,7 +109,10 @@ void AddGalleryCommand(CLI::App& app) {
   cmd->add_option("--size", c->size, "Size of each picture on the sheet, WxH; the built-in scene is made at this size")
       ->capture_default_str();
   cmd->add_option("--columns", c->columns, "Pictures per row")->capture_default_str();
-  cmd->callback([c] { Run(*c); });
+  cmd->callback([c] {
+    InterruptGuard interrupt;
+    Run(*c);
+  });
 }
 
 }  // namespace tessfx::cli

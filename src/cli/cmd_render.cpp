@@ -63,24 +63,26 @@ std::string SourceOf(const DocumentInfo& info, int32_t frame) {
 }
 
 // Reads the frames into the host's store before the work starts, so that a bad file shows
-// before anything is rendered; Ctrl-C stops it with nothing written.
+// before anything is rendered; a signal stops it with nothing written.
 void LoadPhase(EmbeddedHost& host, const std::vector<int32_t>& frames, Progress& progress,
                const InterruptGuard& interrupt) {
   const DocumentInfo& info = host.document_info();
   const int64_t base = info.FrameNumberBase();
   progress.Begin("loading", static_cast<int64_t>(frames.size()));
   for (int32_t f : frames) {
-    if (interrupt.interrupted()) throw ExitStatus{130, "interrupted while loading; nothing written"};
+    interrupt.Poll("while loading; nothing written");
     host.LoadFrame(f);
     progress.Step(base + f, "read " + SourceOf(info, f));
   }
   progress.End();
 }
 
-// Writes `frames` of the host's document as the plan says. A first Ctrl-C does not stop it:
-// the frames are rendered, and the files are put in place together at the end.
+// Writes `frames` of the host's document as the plan says, every file under a temporary
+// name until all are written. With `finish_first`, one signal lets the save finish (the
+// frames rendered are worth keeping) and a second stops it; otherwise the first stops it.
+// Stopped, the temporary files go and the previous files stay as they were.
 void SavePhase(EmbeddedHost& host, const OutputPlan& plan, const std::vector<int32_t>& frames, Progress& progress,
-               const InterruptGuard& interrupt) {
+               const InterruptGuard& interrupt, bool finish_first) {
   const int64_t base = host.document_info().FrameNumberBase();
   EmbeddedHost::SaveOptions save;
   save.first_number = plan.first_number;
@@ -89,14 +91,17 @@ void SavePhase(EmbeddedHost& host, const OutputPlan& plan, const std::vector<int
   save.allow_8bit = plan.allow_8bit;
   save.depth_advice = kAllow8BitAdvice;
   bool noted = interrupt.interrupted();
+  const std::string outcome = "while saving; nothing written, " + plan.path + " is as it was";
   save.on_frame = [&](int32_t f, const std::string& file) {
-    progress.Step(base + f, "wrote " + file);
+    progress.Step(base + f, "made " + file);
+    if (!finish_first || interrupt.insisted()) interrupt.Poll(outcome);
     if (!noted && interrupt.interrupted()) {
       noted = true;
-      progress.Note("tessfx: writing the frames rendered before stopping (a second Ctrl-C ends at once)");
+      progress.Note("tessfx: writing the frames rendered before stopping (a second Ctrl-C stops without writing)");
     }
   };
   progress.Begin("saving", static_cast<int64_t>(frames.size()));
+  if (!finish_first || interrupt.insisted()) interrupt.Poll(outcome);
   host.SaveDocument(plan.path, save);
   progress.End();
 }
@@ -151,6 +156,8 @@ void FingerprintWrittenFrames(UndoBuffer& undo, const OutputPlan& plan, const st
 void Render(const RenderOptions& o) {
   std::optional<tbb::global_control> threads;
   if (o.threads > 0) threads.emplace(tbb::global_control::max_allowed_parallelism, static_cast<size_t>(o.threads));
+  // From the start: a signal while the input is opened ends the run before anything is written.
+  InterruptGuard interrupt;
   // Checks first: the input's headers, the frames asked for, the output. Nothing is read or
   // rendered until all of them hold.
   std::shared_ptr<EmbeddedHost> host = OpenHost(o.input, o.document);
@@ -204,7 +211,6 @@ void Render(const RenderOptions& o) {
                     !host->swap_image_path().empty() || editor.image().external_swap.active());
   if (!o.sequence.empty()) editor.sequence = SequenceOption(o.sequence);
 
-  InterruptGuard interrupt;
   Progress progress(o.output.verbosity());
   // Recording undo visits every frame of the walk; otherwise only the chosen ones are read.
   std::vector<int32_t> touched = chosen.Frames();
@@ -224,18 +230,20 @@ void Render(const RenderOptions& o) {
   OutputPlan done = plan;
   done.frames = phase.rendered();
   std::sort(done.frames.begin(), done.frames.end());
-  if (r.cancelled && done.frames.empty())
-    throw ExitStatus{130, "interrupted before the first frame; nothing written" + undo_note};
+  if (r.cancelled && done.frames.empty()) interrupt.Stop("before the first frame; nothing written");
   // A sequence or image gets the frames rendered; a .tsa is the whole animation.
-  SavePhase(*host, plan, plan.kind == DocumentKind::Animation ? plan.frames : done.frames, progress, interrupt);
+  SavePhase(*host, plan, plan.kind == DocumentKind::Animation ? plan.frames : done.frames, progress, interrupt, true);
   if (r.recorded && StoresApproximately(plan.path)) FingerprintWrittenFrames(editor.undo(), plan, done.frames, total);
 
   const std::string count = std::to_string(r.frames_rendered) + " of " + Plural(chosen.Count(), "frame");
+  if (interrupt.interrupted() && !r.cancelled)
+    interrupt.Stop("while saving; the save was finished first: wrote " + plan.path + ": " + Plural(r.frames_rendered, "frame") +
+                   " rendered (" + WrittenText(done, base) + ")" + undo_note);
   if (r.cancelled)
-    throw ExitStatus{130, "interrupted after " + count + "; " + plan.path + " holds " + WrittenText(done, base) +
+    interrupt.Stop("after " + count + "; " + plan.path + " holds " + WrittenText(done, base) +
                               (plan.kind == DocumentKind::Animation ? " rendered, the others as they were"
                                                                     : " (run again with -n to render the rest)") +
-                              undo_note};
+                              undo_note);
   if (!quiet)
     Say("wrote " + plan.path + ": " + Plural(r.frames_rendered, "frame") + " rendered with \"" +
         editor.panel().EffectName() + "\" (" + WrittenText(done, base) + ")" + SkippedNote(plan, base) + undo_note);
@@ -248,6 +256,7 @@ struct UndoOptions {
 };
 
 void Undo(const UndoOptions& o) {
+  InterruptGuard interrupt;
   const std::string path = JoinPath(DefaultTempDir(), kUndoFileName);
   // Held from the start: a render with undo running meanwhile would change what is read.
   Descriptor lock = LockUndoFolder(DefaultTempDir());
@@ -256,7 +265,8 @@ void Undo(const UndoOptions& o) {
   if (!h)
     Fail(ErrorKind::NoInput, "There is nothing to undo: no undo file " + path + " (render with --undo to make one)");
   std::shared_ptr<EmbeddedHost> host = MakeHost();
-  const auto span = UndoNumbering(UndoBuffer::ReadDescription(DefaultTempDir()), o.document);
+  const std::optional<UndoDescription> described = UndoBuffer::ReadDescription(DefaultTempDir());
+  const auto span = UndoNumbering(described, o.document);
   if (span && ParseSequencePattern(o.document)) {
     OpenOptions numbered;
     numbered.on_demand = true;
@@ -278,7 +288,9 @@ void Undo(const UndoOptions& o) {
   int64_t records = ec ? 0 : std::max<int64_t>(0, (size - kUndoHeaderBytes) / record);
   FrameSelection restored = FrameSelection::None(total);
   for (int64_t f = h->first; records > 0 && (h->step >= 0 ? f <= h->last : f >= h->last); f += h->step, --records) {
-    restored.Add(static_cast<int32_t>(std::clamp<int64_t>(f, -1, total)));
+    // Frames walked but not rendered (--frames) were not changed, and a new sequence has no
+    // files for them: they are left alone.
+    if (!described || described->Restores(f)) restored.Add(static_cast<int32_t>(std::clamp<int64_t>(f, -1, total)));
     if (h->step == 0) break;
   }
   OutputPlan plan = PlanOutput(o.output, info, restored, AnimationOutput::Whole);
@@ -291,7 +303,6 @@ void Undo(const UndoOptions& o) {
   Editor& editor = *s.editor;
   editor.panel().Check1 = 1;
   editor.undo().AdoptLock(std::move(lock));
-  InterruptGuard interrupt;
   Progress progress(o.output.verbosity());
   LoadPhase(*host, restored.Frames(), progress, interrupt);
   if (const auto why = editor.undo().WhyNotUndo()) Fail(ErrorKind::BadData, "can't undo: " + *why);
@@ -299,7 +310,7 @@ void Undo(const UndoOptions& o) {
   // missing folder, a full disk, Ctrl-C) leaves it for another try.
   editor.undo().KeepFileAfterUndo(true);
   const UndoOutcome u = editor.kv_button12_Click();
-  SavePhase(*host, plan, plan.frames, progress, interrupt);
+  SavePhase(*host, plan, plan.frames, progress, interrupt, false);
   editor.undo().DeleteUndos();
   if (!o.output.quiet)
     Say("wrote " + plan.path + ": " + Plural(u.frames_restored, "frame") + " restored from " + path + " (frames " +
@@ -330,8 +341,9 @@ void AddRenderCommand(CLI::App& app) {
       "The output is checked before anything is read: its folder must exist, and replacing the input's files "
       "needs --in-place. With --frames, the render walks from the lowest to the highest chosen frame (backwards "
       "for \"Ghost\"). With --undo, the undo file states that walk and records every frame in it, so `tessfx "
-      "undo` puts each frame back in its place. Ctrl-C stops after the current frame and writes the frames "
-      "rendered so far (exit 130); -n then renders the rest.");
+      "undo` puts each frame back in its place. Ctrl-C (SIGTERM, SIGHUP) stops after the current frame and "
+      "writes the frames rendered so far (exit 130, 143, 129); -n then renders the rest. During the final save "
+      "a first signal lets it finish, a second stops it with nothing replaced.");
   cmd->callback([o] { Render(*o); });
 }
 

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "cli/cli.h"
+#include "cli/session.h"
 #include "core/error.h"
 
 namespace {
@@ -61,6 +62,12 @@ int main(int argc, char** argv) {
   }
   try {
     app.parse(argc, argv);
+    // A signal after the command's last look: its work is done and on disk, but the exit
+    // status still says it was stopped, as a scheduler expects.
+    if (const int signal = tessfx::cli::CaughtSignal(); signal != 0) {
+      const tessfx::cli::ExitStatus e = tessfx::cli::InterruptedStatus(signal, "after the work was done");
+      return tessfx::cli::ReportFailure(e.code, e.message);
+    }
   } catch (const CLI::CallForHelp& e) {
     return app.exit(e);
   } catch (const CLI::CallForAllHelp& e) {

@@ -14,37 +14,69 @@
 namespace tessfx::cli {
 namespace {
 
-// A signal handler can reach nothing but a global: it only raises this flag, which the
-// render's progress reads between frames.
-std::atomic<bool> g_interrupted{false};
+constexpr int kCaught[] = {SIGINT, SIGTERM, SIGHUP};
 
-extern "C" void OnInterrupt(int signal) {
-  if (g_interrupted.exchange(true)) {
+// A signal handler can reach nothing but globals: it only counts, and the phases poll.
+std::atomic<int> g_first_signal{0};
+std::atomic<int> g_signals{0};
+
+extern "C" void OnSignal(int signal) {
+  int none = 0;
+  g_first_signal.compare_exchange_strong(none, signal);
+  if (g_signals.fetch_add(1) >= 2) {
     ::signal(signal, SIG_DFL);
     ::raise(signal);
+  }
+}
+
+const char* SignalName(int signal) {
+  switch (signal) {
+    case SIGINT: return "Ctrl-C";
+    case SIGTERM: return "SIGTERM";
+    case SIGHUP: return "SIGHUP";
+    default: return "a signal";
   }
 }
 
 }  // namespace
 
 InterruptGuard::InterruptGuard() {
-  g_interrupted = false;
-  struct sigaction sa {};
-  sa.sa_handler = OnInterrupt;
-  sa.sa_flags = SA_RESTART;  // output blocked on a full pipe resumes instead of failing
-  sigemptyset(&sa.sa_mask);
-  ::sigaction(SIGINT, &sa, &previous_);
-  // A scheduler cancelling a job, or ending it at its time limit, sends SIGTERM and waits
-  // before killing: time enough to write the frames rendered so far, as Ctrl-C does.
-  ::sigaction(SIGTERM, &sa, &previous_term_);
+  static const bool installed = [] {
+    struct sigaction sa {};
+    sa.sa_handler = OnSignal;
+    sa.sa_flags = SA_RESTART;  // output blocked on a full pipe resumes instead of failing
+    sigemptyset(&sa.sa_mask);
+    // A scheduler cancelling a job, or ending it at its time limit, sends SIGTERM and waits
+    // before killing; a closed terminal sends SIGHUP: each ends like Ctrl-C.
+    for (int signal : kCaught) ::sigaction(signal, &sa, nullptr);
+    return true;
+  }();
+  (void)installed;
 }
 
-InterruptGuard::~InterruptGuard() {
-  ::sigaction(SIGINT, &previous_, nullptr);
-  ::sigaction(SIGTERM, &previous_term_, nullptr);
+bool InterruptGuard::interrupted() const { return g_signals.load() > 0; }
+bool InterruptGuard::insisted() const { return g_signals.load() > 1; }
+
+void InterruptGuard::Stop(const std::string& what) const {
+  throw InterruptedStatus(g_first_signal.load(), what);
 }
 
-bool InterruptGuard::interrupted() const { return g_interrupted.load(); }
+EmbeddedHost::SaveOptions StoppableSave(const InterruptGuard& interrupt, const std::string& path, int64_t first_number) {
+  interrupt.Poll("before saving; nothing written");
+  EmbeddedHost::SaveOptions save;
+  save.first_number = first_number;
+  save.on_frame = [&interrupt, path](int32_t, const std::string&) {
+    interrupt.Poll("while saving; nothing written, " + path + " is as it was");
+  };
+  return save;
+}
+
+int CaughtSignal() { return g_first_signal.load(); }
+
+ExitStatus InterruptedStatus(int signal, const std::string& what) {
+  if (signal <= 0) signal = SIGINT;
+  return ExitStatus{128 + signal, std::string("interrupted by ") + SignalName(signal) + " " + what};
+}
 
 void ConsoleWindow::MessageBox(const std::string& text) { std::cerr << "tessfx: " << OneLineMessage(text) << "\n"; }
 

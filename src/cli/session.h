@@ -14,19 +14,35 @@
 
 namespace tessfx::cli {
 
-// Catches Ctrl-C and SIGTERM for as long as it lives. A second one ends the program at once.
+// Catches SIGINT, SIGTERM and SIGHUP from the first guard made to the end of the process (a
+// signal after the command's work still gives its exit status; see main). The handler only
+// counts signals: the phases poll between frames and files and end by throwing, so temporary
+// files and frame stores go with the unwinding. A third signal ends the program at once;
+// what that leaves, `tessfx recover` lists.
 class InterruptGuard {
  public:
   InterruptGuard();
-  ~InterruptGuard();
   InterruptGuard(const InterruptGuard&) = delete;
   InterruptGuard& operator=(const InterruptGuard&) = delete;
-  bool interrupted() const;
-
- private:
-  struct sigaction previous_ {};
-  struct sigaction previous_term_ {};
+  bool interrupted() const;  // one signal or more
+  bool insisted() const;     // two or more
+  // Ends the command as the first signal asks: exit 128 + its number (130 for SIGINT, 143
+  // for SIGTERM, 129 for SIGHUP) and the line "interrupted by <signal> <what>".
+  [[noreturn]] void Stop(const std::string& what) const;
+  void Poll(const std::string& what) const {
+    if (interrupted()) Stop(what);
+  }
 };
+
+// Save options that look at the signals after every file: stopped, the files written so far
+// under temporary names go and `path`'s previous files stay as they were.
+EmbeddedHost::SaveOptions StoppableSave(const InterruptGuard& interrupt, const std::string& path,
+                                        int64_t first_number = 1);
+
+// The number of the first signal caught by a guard, 0 when none.
+int CaughtSignal();
+// The exit status a signal ends a command with, and its one line.
+ExitStatus InterruptedStatus(int signal, const std::string& what);
 
 // No picture, no timeline and nobody to answer boxes: messages go to standard error.
 class ConsoleWindow final : public EditorWindow {

@@ -1,10 +1,16 @@
 #include "media/file_util.h"
 
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cctype>
+#include <atomic>
 #include <cerrno>
+#include <cstdlib>
+#include <string_view>
+#include <climits>
 #include <cstring>
 #include <filesystem>
 #include <random>
@@ -24,6 +30,45 @@ std::string NotAFile(mode_t mode) {
   return S_ISDIR(mode) ? "it is a folder" : "it is " + FileTypeName(mode) + ", not a file";
 }
 }  // namespace
+
+namespace {
+
+struct WriteFaultPlan {
+  int64_t nth_write = 0;  // 0: none
+  bool on_close = false;
+  std::string end;  // of the paths it applies to
+};
+
+const WriteFaultPlan& FaultPlan() {
+  static const WriteFaultPlan plan = [] {
+    WriteFaultPlan p;
+    const char* text = std::getenv("TESSFX_TEST_WRITE_FAULT");
+    const std::string_view plan = text ? text : "";
+    const size_t colon = plan.find(':');
+    if (colon == std::string_view::npos) return p;
+    p.end = plan.substr(colon + 1);
+    if (plan.substr(0, colon) == "close") p.on_close = true;
+    else p.nth_write = std::max<int64_t>(0, std::atoll(std::string(plan.substr(0, colon)).c_str()));
+    return p;
+  }();
+  return plan;
+}
+
+// The writes made so far, counted only while a fault is planned (one process, any thread).
+std::atomic<int64_t> g_writes{0};
+
+}  // namespace
+
+int InjectedWriteFault(std::string_view path) {
+  const WriteFaultPlan& plan = FaultPlan();
+  if (plan.nth_write == 0 || !path.ends_with(plan.end)) return 0;
+  return g_writes.fetch_add(1) + 1 == plan.nth_write ? ENOSPC : 0;
+}
+
+int InjectedCloseFault(std::string_view path) {
+  const WriteFaultPlan& plan = FaultPlan();
+  return plan.on_close && path.ends_with(plan.end) ? EIO : 0;
+}
 
 void Descriptor::Reset() {
   if (fd_ >= 0) ::close(fd_);
@@ -97,6 +142,10 @@ AtomicOutputFile::~AtomicOutputFile() {
 void AtomicOutputFile::WriteAt(int64_t offset, const void* src, size_t bytes) {
   size_t done = 0;
   const auto* in = static_cast<const char*>(src);
+  if (const int fault = InjectedWriteFault(path_)) {
+    errno = fault;
+    Fail(ErrorKind::IoError, "cannot write " + path_ + ": " + SysError());
+  }
   while (done < bytes) {
     ssize_t n = ::pwrite(fd_, in + done, bytes - done, offset + static_cast<int64_t>(done));
     if (n < 0) {
@@ -111,7 +160,11 @@ void AtomicOutputFile::WriteAt(int64_t offset, const void* src, size_t bytes) {
 void AtomicOutputFile::Append(const void* src, size_t bytes) { WriteAt(end_, src, bytes); }
 
 void AtomicOutputFile::Commit() {
-  if (::fsync(fd_) != 0) Fail(ErrorKind::IoError, "cannot write " + path_ + ": " + SysError());
+  const int fault = InjectedCloseFault(path_);
+  if (fault != 0 || ::fsync(fd_) != 0) {
+    if (fault != 0) errno = fault;
+    Fail(ErrorKind::IoError, "cannot write " + path_ + ": " + SysError());
+  }
   if (::close(fd_) != 0) {
     fd_ = -1;
     Fail(ErrorKind::IoError, "cannot write " + path_ + ": " + SysError());
@@ -164,12 +217,46 @@ std::string FileTypeName(mode_t mode) {
   return "not a regular file";
 }
 
-std::string TemporaryNameFor(const std::string& name) {
-  constexpr size_t kMaxName = 255;  // NAME_MAX of the file systems in use
+std::string RandomTag(size_t length) {
   static constexpr char kDigits[] = "0123456789abcdefghijklmnopqrstuvwxyz";
   std::random_device rd;
-  std::string tag = ".tmp";
-  for (int i = 0; i < 8; ++i) tag += kDigits[rd() % 36];
+  std::string tag;
+  for (size_t i = 0; i < length; ++i) tag += kDigits[rd() % 36];
+  return tag;
+}
+
+namespace {
+constexpr size_t kTemporaryRandom = 10;
+}
+
+std::string TemporaryTag() { return ".tmp-" + std::to_string(::getpid()) + "-"; }
+
+std::optional<int64_t> TemporaryOwner(const std::string& name) {
+  if (name.empty() || name.front() != '.') return std::nullopt;
+  // The last tag in the name: a stem may itself hold ".tmp-".
+  for (size_t at = name.rfind(".tmp-"); at != std::string::npos && at > 0; at = name.rfind(".tmp-", at - 1)) {
+    size_t i = at + 5, digits = 0;
+    int64_t pid = 0;
+    while (i < name.size() && std::isdigit(static_cast<unsigned char>(name[i])) && digits < 10) {
+      pid = pid * 10 + (name[i++] - '0');
+      ++digits;
+    }
+    if (digits == 0 || i >= name.size() || name[i] != '-') continue;
+    size_t random = 0;
+    for (++i; i < name.size() && std::isalnum(static_cast<unsigned char>(name[i])); ++i) ++random;
+    if (random == kTemporaryRandom && (i == name.size() || name[i] == '.') && pid > 0) return pid;
+  }
+  return std::nullopt;
+}
+
+bool ProcessAlive(int64_t pid) {
+  if (pid <= 0 || pid > INT32_MAX) return false;
+  return ::kill(static_cast<pid_t>(pid), 0) == 0 || errno == EPERM;
+}
+
+std::string TemporaryNameFor(const std::string& name) {
+  constexpr size_t kMaxName = 255;  // NAME_MAX of the file systems in use
+  const std::string tag = TemporaryTag() + RandomTag(kTemporaryRandom);
   const std::filesystem::path p(name);
   std::string stem = p.stem().string(), ext = p.extension().string();
   if (ext.size() > 16) ext.clear();  // not a real extension; nothing looks at it

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 
 namespace tessfx {
@@ -91,6 +92,15 @@ std::string SaveTarget(const std::string& path);
 // a save keeps what the user had (0600 stays 0600); new files keep the umask's.
 void KeepModeOf(const std::string& target, int fd);
 
+// A seam for tests of writers that fail, set by the environment variable
+// TESSFX_TEST_WRITE_FAULT and read once: "N:END" fails the Nth write (from 1) to files whose
+// path ends with END with "No space left on device"; "close:END" fails the sync before such a
+// file is closed with "Input/output error". Each writer asks with the path it writes, before
+// it writes or closes; unset, as in every normal run, asking is one look at a flag. Returns
+// the errno to fail with, or 0.
+int InjectedWriteFault(std::string_view path);
+int InjectedCloseFault(std::string_view path);
+
 // True for a regular file (links followed); never opens it.
 bool FileExists(const std::string& path);
 // Why `path` cannot be read as an input ("no such file", "it is a folder", "it is a named
@@ -101,7 +111,19 @@ std::string FileTypeName(mode_t mode);
 // A short unused-looking name for a file written beside `name` (a file name without folder)
 // and renamed over it later: hidden, keeping the extension, never longer than a file name
 // may be, so an output name near the length limit still has room for its temporary file.
+// The name carries this process's id (".NAME.tmp-PID-RANDOM.EXT"), so that a file left by a
+// process that was killed is known as such (see TemporaryOwner).
 std::string TemporaryNameFor(const std::string& name);
+// The tag every temporary name of this process holds: ".tmp-PID-". A name is ours when the
+// tag is followed by TemporaryTagLength() letters and digits.
+std::string TemporaryTag();
+// The process that made the temporary file `name` (a name without folder), or nullopt when
+// the name is not one of our temporary names.
+std::optional<int64_t> TemporaryOwner(const std::string& name);
+// True while process `pid` exists (a reused id counts as alive: nothing of it is removed).
+bool ProcessAlive(int64_t pid);
+// `length` random letters and digits, for names that must not collide.
+std::string RandomTag(size_t length);
 // Joins a folder and a file name with the platform's separator, adding one only if needed.
 std::string JoinPath(const std::string& folder, const std::string& name);
 // Lower-case extension including the dot (".tsa"), or "" when there is none.

@@ -170,6 +170,7 @@ class CheckedFileProxy final : public OIIO::Filesystem::IOProxy {
   }
   size_t pwrite(const void* buf, size_t size, int64_t offset) override {
     const auto* p = static_cast<const char*>(buf);
+    if (error_ == 0) error_ = InjectedWriteFault(filename());
     for (size_t done = 0; done < size && error_ == 0;) {
       const ssize_t n = ::pwrite(fd_, p + done, size - done, offset + static_cast<int64_t>(done));
       if (n < 0 && errno == EINTR) continue;
@@ -199,7 +200,9 @@ class CheckedFileProxy final : public OIIO::Filesystem::IOProxy {
 
 void SyncFile(const std::string& temp, const std::string& path) {
   const int fd = ::open(temp.c_str(), O_RDONLY | O_CLOEXEC);
-  const bool ok = fd >= 0 && ::fsync(fd) == 0;
+  const int fault = InjectedCloseFault(path);
+  const bool ok = fd >= 0 && fault == 0 && ::fsync(fd) == 0;
+  if (fault != 0) errno = fault;
   if (fd >= 0) ::close(fd);
   if (!ok) Fail(ErrorKind::IoError, "cannot write " + path + ": " + std::strerror(errno));
 }
@@ -1118,7 +1121,9 @@ void Encode(const std::string& path, const std::string& temp, OIIO::ImageOutput&
   if (!wrote || !closed)
     Fail(ErrorKind::IoError, "cannot write " + path + ": " + Reason(out.geterror(), capture.Text(), temp, path));
   if (fd) {
-    const bool synced = ::fsync(fd->get()) == 0;
+    const int fault = InjectedCloseFault(path);
+    const bool synced = fault == 0 && ::fsync(fd->get()) == 0;
+    if (fault != 0) errno = fault;
     const bool closed_fd = ::close(fd->Release()) == 0;
     if (!synced || !closed_fd) Fail(ErrorKind::IoError, "cannot write " + path + ": " + std::strerror(errno));
   } else {
@@ -1213,9 +1218,19 @@ bool ImageFileWriter::CopyFrom(const std::string& path, const std::string& sourc
 }
 
 void ImageFileWriter::Commit() {
-  for (const auto& p : pending_)
-    if (::rename(p.temp.c_str(), p.path.c_str()) != 0)
-      Fail(ErrorKind::CantCreate, "cannot replace " + p.path + ": " + std::strerror(errno));
+  for (size_t i = 0; i < pending_.size(); ++i) {
+    if (::rename(pending_[i].temp.c_str(), pending_[i].path.c_str()) == 0) continue;
+    // The files renamed so far cannot be taken back: the message names them, and the others
+    // stay as they were (their temporary files go with this writer).
+    std::string why = "cannot replace " + pending_[i].path + ": " + std::strerror(errno);
+    if (i == 0) why += "; no file was written";
+    else {
+      why += "; only " + std::to_string(i) + (i == 1 ? " file was" : " files were") + " written:";
+      for (size_t k = 0; k < i; ++k) why += (k ? ", " : " ") + fs::path(pending_[k].path).filename().string();
+    }
+    pending_.erase(pending_.begin(), pending_.begin() + static_cast<std::ptrdiff_t>(i));
+    Fail(ErrorKind::CantCreate, why);
+  }
   committed_ = true;
 }
 

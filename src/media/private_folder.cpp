@@ -28,6 +28,10 @@ std::string ModeText(mode_t mode) {
 
 void WriteWhole(int fd, const std::string& text, const std::string& path) {
   size_t done = 0;
+  if (const int fault = InjectedWriteFault(path)) {
+    errno = fault;
+    Fail(ErrorKind::IoError, "cannot write " + path + ": " + std::strerror(errno));
+  }
   while (done < text.size()) {
     const ssize_t n = ::write(fd, text.data() + done, text.size() - done);
     if (n < 0) {
@@ -80,12 +84,8 @@ int PrivateFolder::CreateFile(const std::string& name) const {
 }
 
 int PrivateFolder::CreateUniqueFile(const std::string& prefix, const std::string& suffix, std::string& name) const {
-  static constexpr char kDigits[] = "0123456789abcdefghijklmnopqrstuvwxyz";
-  std::random_device rd;
   for (int attempt = 0; attempt < 32; ++attempt) {
-    std::string tag;
-    for (int i = 0; i < 10; ++i) tag += kDigits[rd() % 36];
-    name = prefix + tag + suffix;
+    name = prefix + RandomTag(10) + suffix;
     const int fd = ::openat(fd_.get(), name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
     if (fd >= 0) return fd;
     if (errno != EEXIST) break;
@@ -111,11 +111,15 @@ int PrivateFolder::OpenFile(const std::string& name, bool write) const {
 
 void PrivateFolder::ReplaceFile(const std::string& name, const std::string& text) const {
   std::string temp;
-  int fd = CreateUniqueFile("." + name + ".", ".tmp", temp);
+  int fd = CreateUniqueFile("." + name + TemporaryTag(), "", temp);
   try {
     WriteWhole(fd, text, PathOf(name));
-    const bool synced = ::fsync(fd) == 0;
+    const int fault = InjectedCloseFault(PathOf(name));
+    const bool synced = fault == 0 && ::fsync(fd) == 0;
+    if (fault != 0) errno = fault;
+    const int sync_error = errno;
     const bool closed = ::close(fd) == 0;
+    if (!synced) errno = sync_error;
     fd = -1;
     if (!synced || !closed) Fail(ErrorKind::IoError, "cannot write " + PathOf(name) + ": " + std::strerror(errno));
     Rename(temp, name);

@@ -5,6 +5,7 @@
 #include <sys/uio.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -58,6 +59,18 @@ uint64_t Mix(uint64_t h, uint64_t v) {
   h ^= v * 0xff51afd7ed558ccdULL;
   h = (h << 27 | h >> 37) * 0x9e3779b97f4a7c15ULL;
   return h + 0x52dce729ULL;
+}
+
+std::string Hex(uint64_t v);
+
+void WriteDescription(const PrivateFolder& folder, const UndoDescription& d) {
+  nlohmann::json prints = nlohmann::json::array();
+  for (uint64_t p : d.fingerprints) prints.push_back(Hex(p));
+  nlohmann::json j = {{"document", d.document}, {"first_number", d.first_number}, {"width", d.width},
+                      {"height", d.height},     {"frames", d.frames},             {"first", d.first},
+                      {"last", d.last},         {"step", d.step},                 {"fingerprints", prints}};
+  if (d.rendered) j["rendered"] = *d.rendered;
+  folder.ReplaceFile(kUndoDescriptionName, j.dump() + "\n");
 }
 
 std::string Hex(uint64_t v) {
@@ -145,6 +158,8 @@ std::string UndoBuffer::Path() const { return JoinPath(image_.host.Tes_GetTempDi
 
 void UndoBuffer::WriteAll(const void* data, size_t bytes) {
   const auto* p = static_cast<const char*>(data);
+  if (const int fault = InjectedWriteFault(recording_path_))
+    Fail(ErrorKind::IoError, "cannot write the undo file " + recording_path_ + ": " + std::strerror(fault));
   while (bytes > 0) {
     const ssize_t n = ::write(fd_, p, bytes);
     if (n < 0) {
@@ -162,15 +177,15 @@ void UndoBuffer::StartRecording(const UndoHeader& header) {
   LockUndoFile();
   lock_held_by_caller_ = was_locked;
   const PrivateFolder folder = TempFolder(image_.host);
-  folder.Remove(kUndoDescriptionName);
-  folder.Remove(kUndoFileName);
   header_ = header;
   frames_ = image_.host.tes_GetTotalFrames();
   fingerprints_.clear();
-  // A fresh file of its own, renamed into place once it has its header: whatever stood at
-  // the name (a planted link included) is replaced, never written through.
-  std::string fresh;
-  fd_ = folder.CreateUniqueFile(std::string(".") + kUndoFileName + ".", ".tmp", fresh);
+  rendered_.clear();
+  // A fresh file of its own, renamed into place when the recording closes: whatever stood at
+  // the name (a planted link included) is replaced, never written through, and a render
+  // killed or failing before then leaves the previous undo data as it was.
+  std::string& fresh = fresh_name_;
+  fd_ = folder.CreateUniqueFile(std::string(".") + kUndoFileName + TemporaryTag(), "", fresh);
   recording_path_ = folder.PathOf(kUndoFileName);
   try {
     std::array<uint8_t, kUndoHeaderBytes> b{};
@@ -180,7 +195,6 @@ void UndoBuffer::StartRecording(const UndoHeader& header) {
     PutLE32(b.data() + 12, header.last);
     PutLE32(b.data() + 16, header.step);
     WriteAll(b.data(), b.size());
-    folder.Rename(fresh, kUndoFileName);
   } catch (...) {
     CloseRecording(false);
     folder.Remove(fresh);
@@ -205,6 +219,8 @@ void UndoBuffer::SaveUndo() {
   }
   fingerprints_.push_back(FrameFingerprint(image_.host_r, image_.host_g, image_.host_b));
   size_t first = 0;
+  if (const int fault = InjectedWriteFault(recording_path_))
+    Fail(ErrorKind::IoError, "cannot write the undo file " + recording_path_ + ": " + std::strerror(fault));
   while (remaining > 0) {
     const ssize_t n = ::writev(fd_, parts.data() + first, static_cast<int>(parts.size() - first));
     if (n < 0) {
@@ -223,30 +239,43 @@ void UndoBuffer::SaveUndo() {
 }
 
 void UndoBuffer::NoteRendered() {
-  if (recording() && !fingerprints_.empty())
+  if (recording() && !fingerprints_.empty()) {
     fingerprints_.back() = FrameFingerprint(image_.work_r, image_.work_g, image_.work_b);
+    rendered_.push_back(static_cast<int32_t>(header_.first + static_cast<int64_t>(fingerprints_.size() - 1) * header_.step));
+  }
 }
 
 void UndoBuffer::CloseRecording(bool write_description) {
   if (fd_ < 0) return;
-  const bool closed = ::close(fd_) == 0;
+  // On disk before the render's output replaces anything: the undo is what brings it back.
+  const int fault = write_description ? InjectedCloseFault(recording_path_) : 0;
+  int error = fault;
+  if (error == 0 && write_description && ::fsync(fd_) != 0) error = errno;
+  if (::close(fd_) != 0 && error == 0) error = errno;
   fd_ = -1;
   try {
     const PrivateFolder folder = TempFolder(image_.host);
-    if (!closed) Fail(ErrorKind::IoError, "cannot write the undo file " + recording_path_ + ": " + std::strerror(errno));
-    if (!write_description) return;
-    nlohmann::json prints = nlohmann::json::array();
-    for (uint64_t p : fingerprints_) prints.push_back(Hex(p));
-    const nlohmann::json j = {{"document", document_},
-                              {"first_number", first_number_},
-                              {"width", header_.width},
-                              {"height", header_.height},
-                              {"frames", frames_},
-                              {"first", header_.first},
-                              {"last", header_.last},
-                              {"step", header_.step},
-                              {"fingerprints", prints}};
-    folder.ReplaceFile(kUndoDescriptionName, j.dump() + "\n");
+    // A render stopped before its first frame changed nothing: the last undo data stays.
+    const bool replace = write_description && !fingerprints_.empty();
+    if (error != 0 || !replace) folder.Remove(fresh_name_);
+    if (error != 0) Fail(ErrorKind::IoError, "cannot write the undo file " + recording_path_ + ": " + std::strerror(error));
+    if (replace) {
+      // The old description goes first: the new file never stands beside it.
+      folder.Remove(kUndoDescriptionName);
+      folder.Rename(fresh_name_, kUndoFileName);
+      UndoDescription d;
+      d.document = document_;
+      d.first_number = first_number_;
+      d.width = header_.width;
+      d.height = header_.height;
+      d.frames = frames_;
+      d.first = header_.first;
+      d.last = header_.last;
+      d.step = header_.step;
+      d.fingerprints = fingerprints_;
+      if (rendered_.size() != fingerprints_.size()) d.rendered = rendered_;
+      WriteDescription(folder, d);
+    }
   } catch (...) {
     if (!lock_held_by_caller_) UnlockUndoFile();
     throw;
@@ -268,17 +297,17 @@ void UndoBuffer::UpdateFingerprints(const std::function<std::optional<uint64_t>(
   const PrivateFolder folder = TempFolder(image_.host);
   std::optional<UndoDescription> d = ReadDescription(folder.path());
   if (!d) Fail(ErrorKind::IoError, "cannot read back the description of the undo file " + Path());
-  nlohmann::json prints = nlohmann::json::array();
   int64_t f = d->first;
   for (uint64_t& p : d->fingerprints) {
-    if (const std::optional<uint64_t> now = print(static_cast<int32_t>(f))) p = *now;
-    prints.push_back(Hex(p));
+    if (d->Restores(f))
+      if (const std::optional<uint64_t> now = print(static_cast<int32_t>(f))) p = *now;
     f += d->step;
   }
-  const nlohmann::json j = {{"document", d->document}, {"first_number", d->first_number}, {"width", d->width},
-                            {"height", d->height},     {"frames", d->frames},             {"first", d->first},
-                            {"last", d->last},         {"step", d->step},                 {"fingerprints", prints}};
-  folder.ReplaceFile(kUndoDescriptionName, j.dump() + "\n");
+  WriteDescription(folder, *d);
+}
+
+bool UndoDescription::Restores(int64_t f) const {
+  return !rendered || std::find(rendered->begin(), rendered->end(), f) != rendered->end();
 }
 
 std::optional<UndoDescription> UndoBuffer::ReadDescription(const std::string& folder_path) {
@@ -302,6 +331,7 @@ std::optional<UndoDescription> UndoBuffer::ReadDescription(const std::string& fo
     d.last = j.at("last").get<int32_t>();
     d.step = j.at("step").get<int32_t>();
     for (const auto& p : j.at("fingerprints")) d.fingerprints.push_back(std::stoull(p.get<std::string>(), nullptr, 16));
+    if (j.contains("rendered")) d.rendered = j.at("rendered").get<std::vector<int32_t>>();
     return d;
   } catch (const std::exception&) {
     return std::nullopt;  // damaged or not ours: the undo refuses
@@ -347,6 +377,10 @@ std::optional<std::string> UndoBuffer::WhyNotUndo() {
   std::optional<std::string> why;
   int64_t f = h.first;
   for (int64_t i = 0; i < records && !why; ++i, f += h.step) {
+    if (!d->Restores(f)) {
+      if (h.step == 0) break;
+      continue;
+    }
     if (f < 0 || f >= total)
       why = "the undo data names frame " + std::to_string(f) + ", which this document lacks";
     else if (fingerprint(static_cast<int32_t>(f)) != d->fingerprints[static_cast<size_t>(i)])
@@ -414,8 +448,14 @@ UndoOutcome UndoBuffer::Undo(bool checked) {
       Plane* planes[3] = {&image_.work_r, &image_.work_g, &image_.work_b};
       for (Plane* p : planes) p->EnsureSize(width, height);
       const int64_t record = 3 * static_cast<int64_t>(planes[0]->size());
+      const std::optional<UndoDescription> d = ReadDescription(folder.path());
       // 64-bit frame counter: a damaged header's extremes cannot overflow the walk.
       for (int64_t f = h.first; h.step >= 0 ? f <= h.last : f >= h.last; f += h.step) {
+        if (d && !d->Restores(f)) {  // recorded unchanged: nothing to put back
+          pos += record;
+          if (h.step == 0) break;
+          continue;
+        }
         if (f >= 0 && f < host.tes_GetTotalFrames()) host.Tes_GotoFrame(static_cast<int32_t>(f));
         if (pos >= size) break;
         // A record cut short (a file truncated by hand) counts as the end of the data.

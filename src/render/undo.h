@@ -62,6 +62,12 @@ struct UndoDescription {
   int32_t width = 0, height = 0, frames = 0;
   int32_t first = 0, last = 0, step = 1;  // the walk, as the header states it
   std::vector<uint64_t> fingerprints;     // per record, the frame as the render left it
+  // The frames the render changed, when it rendered only some of its walk (--frames): the
+  // others were recorded unchanged, and a new sequence output has no files for them, so the
+  // undo neither checks nor restores them. nullopt: every recorded frame.
+  std::optional<std::vector<int32_t>> rendered;
+  // True when the recorded frame `f` is one the undo checks and restores.
+  bool Restores(int64_t f) const;
 };
 
 // Takes the lock on the undo file of the temporary folder `temp_dir`, before an editor exists
@@ -93,8 +99,9 @@ class UndoBuffer {
   // Holds a lock taken by LockUndoFolder as this object's own (as LockUndoFile does).
   void AdoptLock(Descriptor lock);
 
-  // Start of a render with recording on: removes any old file, writes the header to a
-  // fresh file of the private temporary folder and renames it into place.
+  // Start of a render with recording on: writes the header to a fresh file of the private
+  // temporary folder. Closing the recording (FinishRecording, AbandonRecording) renames it
+  // over the old undo file and describes it; until then the old undo data stays usable.
   void StartRecording(const UndoHeader& header);
   bool recording() const { return fd_ >= 0; }
   // Fetches the host's current R, G, B into the host planes and appends them as one record.
@@ -145,13 +152,15 @@ class UndoBuffer {
   UndoHeader header_;
   int32_t frames_ = 0;  // the animation's length when the render started
   std::vector<uint64_t> fingerprints_;
+  std::vector<int32_t> rendered_;  // frames NoteRendered saw, in render order
   int lock_fd_ = -1;
   bool lock_held_by_caller_ = false;
 
   ImageState& image_;
   EditorWindow& window_;
   int fd_ = -1;
-  std::string recording_path_;
+  std::string recording_path_;  // where the recording goes when it closes
+  std::string fresh_name_;      // its name in the temporary folder until then
   bool keep_after_undo_ = false;
 };
 

@@ -128,7 +128,7 @@ TEST(InputFileTest, OnlyRegularFilesAreOpenedAndNothingWaitsOnAPipe) {
   EXPECT_EQ(NotAnInputFile("/dev/null"), "it is a character device, not a file");
 }
 
-TEST(InputFileTest, TemporaryNamesFitBesideTheLongestName) {
+TEST(InputFileTest, TemporaryNamesFitBesideTheLongestNameAndNameTheirProcess) {
   for (const std::string& name : {std::string(255, 'n'), std::string(250, 'n') + ".exr", std::string("a.png"),
                                   "x." + std::string(200, 'e')}) {
     const std::string temp = TemporaryNameFor(name);
@@ -138,7 +138,13 @@ TEST(InputFileTest, TemporaryNamesFitBesideTheLongestName) {
       EXPECT_EQ(temp.substr(temp.size() - 4), name.substr(name.size() - 4));
     }
     EXPECT_NE(TemporaryNameFor(name), temp);
+    EXPECT_EQ(TemporaryOwner(temp), ::getpid()) << temp;
+    EXPECT_EQ(TemporaryOwner(name), std::nullopt);
   }
+  // Only our own pattern: a user's file that merely looks alike is never taken for one.
+  for (const char* other : {".a.tmp-12-short.png", "a.tmp-12-abcdefghij.png", ".a.tmp--abcdefghij", ".a.tmp-x1-abcdefghij"})
+    EXPECT_EQ(TemporaryOwner(other), std::nullopt) << other;
+  EXPECT_EQ(TemporaryOwner(".a.tmp-7.tmp-12-abcdefghij.exr"), 12);
 }
 
 }  // namespace

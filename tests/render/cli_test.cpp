@@ -182,7 +182,7 @@ TEST_F(Cli, InterruptedRenderSavesItsFramesAndCanBeUndone) {
   const Result r =
       Run({"render", in, "-o", out, "--effect", "Color add", "--values=9", "--undo", "-v"}, "rendered frame");
   EXPECT_EQ(r.code, 130) << r.output;
-  EXPECT_NE(r.output.find("interrupted after"), std::string::npos)
+  EXPECT_NE(r.output.find("interrupted by Ctrl-C after"), std::string::npos)
       << r.output.substr(std::max<size_t>(r.output.size(), 300) - 300);
   // The frames rendered are those whose line was printed.
   int rendered = 0;

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <cstring>
 #include <ctime>
@@ -86,11 +87,13 @@ std::unique_ptr<DiskFrameStore> DiskFrameStore::Create(const std::string& folder
   s->desc_.process_start = ProcessStartTicks(s->desc_.pid);
   s->desc_.created = LocalTimeNow();
   s->plane_bytes_ = static_cast<int64_t>(PlaneBytes(width, height));
+  // Described before it grows: a process killed from here on leaves a store that `recover`
+  // can list, turn back into a document or discard.
+  s->WriteSidecar();
   // Extending the file leaves a hole: no blocks are allocated until frames are written.
   if (::ftruncate(s->fd_, total) != 0)
     Fail(ErrorKind::CantCreate, "cannot create the frame store " + s->desc_.store_path + " of " +
                                     std::to_string(total) + " bytes: " + SysError());
-  s->WriteSidecar();
   return s;
 }
 
@@ -262,6 +265,53 @@ std::vector<StoreDescription> FindStores(const std::string& folder) {
     return std::tie(a.created, a.store_path) < std::tie(b.created, b.store_path);
   });
   return found;
+}
+
+std::optional<int64_t> StoreOwnerFromName(const std::string& name) {
+  if (name.rfind(kStorePrefix, 0) != 0 || !name.ends_with(kStoreExtension)) return std::nullopt;
+  const std::string rest = name.substr(std::strlen(kStorePrefix));
+  const size_t dash = rest.find('-');
+  if (dash == 0 || dash == std::string::npos || dash > 10) return 0;
+  int64_t pid = 0;
+  for (size_t i = 0; i < dash; ++i) {
+    if (!std::isdigit(static_cast<unsigned char>(rest[i]))) return 0;
+    pid = pid * 10 + (rest[i] - '0');
+  }
+  return pid;
+}
+
+std::vector<UndescribedStore> FindUndescribedStores(const std::string& folder) {
+  std::vector<UndescribedStore> found;
+  const PrivateFolder dir = PrivateFolder::Open(folder);
+  const std::vector<std::string> names = dir.List();
+  for (const std::string& name : names) {
+    const std::optional<int64_t> owner = StoreOwnerFromName(name);
+    if (!owner || !dir.HoldsFile(name)) continue;
+    bool described = false;
+    if (const int fd = dir.OpenFile(name + kSidecarExtension); fd >= 0) {
+      try {
+        ParseStoreDescription(InputFile::Adopt(fd, dir.PathOf(name + kSidecarExtension)));
+        described = true;
+      } catch (const Error&) {
+        // a description cut short by a kill: the store counts as undescribed
+      }
+    }
+    if (described || (*owner != 0 && ProcessAlive(*owner))) continue;
+    found.push_back({dir.PathOf(name), *owner});
+  }
+  std::sort(found.begin(), found.end(), [](const UndescribedStore& a, const UndescribedStore& b) { return a.path < b.path; });
+  return found;
+}
+
+void DiscardUndescribedStore(const std::string& path) {
+  const std::string name = fs::path(path).filename().string();
+  const std::optional<int64_t> owner = StoreOwnerFromName(name);
+  if (!owner) Fail(ErrorKind::Usage, path + " is not a frame store");
+  if (*owner != 0 && ProcessAlive(*owner))
+    Fail(ErrorKind::Usage, path + " is still in use by process " + std::to_string(*owner));
+  const PrivateFolder dir = PrivateFolder::Open(fs::path(path).parent_path().string());
+  if (!dir.Remove(name + kSidecarExtension) || !dir.Remove(name))
+    Fail(ErrorKind::IoError, "cannot remove " + path + ": " + SysError());
 }
 
 std::vector<StoreDescription> FindLeftBehindStores(const std::string& folder) {

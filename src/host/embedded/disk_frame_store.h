@@ -80,6 +80,20 @@ StoreDescription ReadStoreDescription(const std::string& path);
 std::vector<StoreDescription> FindStores(const std::string& folder);
 // The stores in `folder` whose owning process has ended: what a crash left behind.
 std::vector<StoreDescription> FindLeftBehindStores(const std::string& folder);
+// A store without a readable description: its process was killed before describing it, or
+// while rewriting the description. Only its owner, from the name, is known (0: unknown).
+struct UndescribedStore {
+  std::string path;
+  int64_t pid = 0;
+};
+// The owner a store's file name ("frames-PID-....store") gives: nullopt when `name` is no
+// store's name, 0 when the name holds no process id.
+std::optional<int64_t> StoreOwnerFromName(const std::string& name);
+// The stores in the private folder `folder` that have no readable description and whose
+// owner has ended or is unknown.
+std::vector<UndescribedStore> FindUndescribedStores(const std::string& folder);
+// Deletes such a store (and what is left of its description); refuses while its owner runs.
+void DiscardUndescribedStore(const std::string& path);
 // True while the process that made the store is still running.
 bool StoreOwnerAlive(const StoreDescription& d);
 // Deletes a left-behind store and its sidecar; refuses while the owner is alive.
