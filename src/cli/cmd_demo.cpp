@@ -79,10 +79,12 @@ void AddDemoCommand(CLI::App& app) {
       "--effect at the first and last frame, renders, and writes the animation, its frames as PNG files and the "
       "project into --output.");
   cmd->callback([=] {
+    // Read here in every build, so the flag's storage lives as long as the callback.
+    [[maybe_unused]] const bool windows = !*headless;
     const std::string demo = EnsureDemoAnimation();
     Say("demo animation: " + demo);
 #ifdef TESSFX_HAVE_UI
-    if (!*headless && HaveDisplay()) {
+    if (windows && HaveDisplay()) {
       EditorRunOptions with_effect = *run;
       with_effect.script_effect = *effect;
       if (const int status = RunWindows(demo, *options, with_effect); status != 0)
