@@ -181,7 +181,7 @@ std::string FrameNumbersText(const std::vector<int32_t>& frames, int64_t number_
 }
 
 std::string WrittenText(const OutputPlan& plan, int64_t number_base) {
-  std::string text = "frames " + FrameNumbersText(plan.frames, number_base);
+  std::string text = (plan.frames.size() == 1 ? "frame " : "frames ") + FrameNumbersText(plan.frames, number_base);
   if (plan.kind == DocumentKind::ImageSequence && !plan.frames.empty())
     text += " as " + plan.FileOf(plan.frames.front()) +
             (plan.frames.size() > 1 ? " .. " + plan.FileOf(plan.frames.back()) : std::string());
