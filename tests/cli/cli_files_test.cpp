@@ -14,10 +14,7 @@ namespace {
 using tessfx::testing_support::RunTessfx;
 namespace fs = std::filesystem;
 
-std::string Contents(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), {}};
-}
+using ::tessfx::testing::FileContents;
 
 TEST(Cli, NewInfoConvertRoundTripIsByteIdentical) {
   tessfx::testing::ScratchFolder dir;
@@ -26,7 +23,7 @@ TEST(Cli, NewInfoConvertRoundTripIsByteIdentical) {
   EXPECT_EQ(info.code, 0);
   EXPECT_NE(info.output.find("32x24, 5 frames"), std::string::npos) << info.output;
   ASSERT_EQ(RunTessfx("convert " + dir / "a.tsa" + " " + dir / "b.tsa").code, 0);
-  EXPECT_EQ(Contents(dir / "a.tsa"), Contents(dir / "b.tsa"));
+  EXPECT_EQ(FileContents(dir / "a.tsa"), FileContents(dir / "b.tsa"));
 }
 
 TEST(Cli, BadInputsPrintOneLineAndWriteNothing) {
@@ -51,20 +48,20 @@ TEST(Cli, EightBitFramesReplaceADeeperSourceOnlyWhenAllowed) {
   const auto info = RunTessfx("info " + dir / "e.0001.exr");
   EXPECT_NE(info.output.find("3 channels of half (half float), colour space Linear (converted to sRGB on reading)"),
             std::string::npos) << info.output;
-  const std::string before = Contents(dir / "e.0002.exr");
+  const std::string before = FileContents(dir / "e.0002.exr");
   const std::string render = "render " + dir / "e.####.exr" + " --in-place --effect \"Color noise\" --frames 2 -q";
   const auto refused = RunTessfx(render);
   EXPECT_EQ(refused.code, 64);
   EXPECT_NE(refused.output.find("frame 2 would replace the half float openexr sequence"), std::string::npos)
       << refused.output;
   EXPECT_NE(refused.output.find("(--allow-8bit writes them anyway)\n"), std::string::npos) << refused.output;
-  EXPECT_EQ(Contents(dir / "e.0002.exr"), before);
+  EXPECT_EQ(FileContents(dir / "e.0002.exr"), before);
   EXPECT_EQ(RunTessfx("convert -q " + dir / "e.####.exr" + " --in-place").code, 0);
   EXPECT_EQ(RunTessfx(render + " --allow-8bit").code, 0);
-  EXPECT_NE(Contents(dir / "e.0002.exr"), before);
+  EXPECT_NE(FileContents(dir / "e.0002.exr"), before);
   // Through OpenEXR and back, the 8-bit frames come out as they went in.
   ASSERT_EQ(RunTessfx("convert -q " + dir / "e.####.exr" + " " + dir / "back.####.png").code, 0);
-  EXPECT_EQ(Contents(dir / "back.0001.png"), Contents(dir / "g.0001.png"));
+  EXPECT_EQ(FileContents(dir / "back.0001.png"), FileContents(dir / "g.0001.png"));
 }
 
 TEST(Cli, HeadlessDemoKeysAndRendersItsEffect) {
@@ -85,7 +82,7 @@ TEST(Cli, HeadlessDemoKeysAndRendersItsEffect) {
     EXPECT_EQ(a == b, frame == 0) << frame;
   }
   EXPECT_EQ(std::distance(fs::directory_iterator(dir / "demo/frames"), {}), last + 1);
-  EXPECT_NE(Contents(dir / "demo/demo.json").find("\"Color add\""), std::string::npos);
+  EXPECT_NE(FileContents(dir / "demo/demo.json").find("\"Color add\""), std::string::npos);
 }
 
 }  // namespace

@@ -25,10 +25,7 @@ using tessfx::testing_support::MeasuredRun;
 using tessfx::testing_support::RunTessfxMeasured;
 namespace fs = std::filesystem;
 
-std::string Contents(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), {}};
-}
+using ::tessfx::testing::FileContents;
 
 // Every entry below `folder`, by its path from there.
 std::set<std::string> Tree(const std::string& folder) {
@@ -97,7 +94,7 @@ TEST(Ending, ARenderStoppedAtAnyMomentLosesNothing) {
                               no_env, 60).code, 0);
   ASSERT_EQ(RunTessfxMeasured({"new", "old.tsa", "--size", "480x360", "--frames", "12", "--pattern", "bars"}, dir.str(),
                               no_env, 60).code, 0);
-  const std::string input = Contents(dir / "in.tsa"), old = Contents(dir / "old.tsa");
+  const std::string input = FileContents(dir / "in.tsa"), old = FileContents(dir / "old.tsa");
   const std::vector<std::string> render = {"render", "in.tsa", "-o", "out.tsa", "--effect", "Simple blur", "--undo"};
   // A whole run, for the bytes of a finished output and the span of the random moments: from
   // the temporary folder's making (the signals are caught from before it) to the end.
@@ -106,7 +103,7 @@ TEST(Ending, ARenderStoppedAtAnyMomentLosesNothing) {
   const MeasuredRun whole = RunAndSignal(render, dir.str(), {"TESSFX_TEMP_DIR=" + dir / "tmp-whole"}, dir / "tmp-whole",
                                          std::chrono::microseconds(0), 0, 0, &working_seconds);
   ASSERT_EQ(whole.code, 0) << whole.output;
-  const std::string finished = Contents(dir / "out.tsa");
+  const std::string finished = FileContents(dir / "out.tsa");
   ASSERT_FALSE(finished == old);
 
   std::mt19937 random(19);
@@ -135,8 +132,8 @@ TEST(Ending, ARenderStoppedAtAnyMomentLosesNothing) {
       // A caught signal cleans up: no temporary file beside the documents, no frame store.
       EXPECT_EQ(Leftovers(dir.str(), temp), std::set<std::string>{}) << e.output;
     }
-    EXPECT_TRUE(Contents(dir / "in.tsa") == input);
-    const std::string out = Contents(dir / "out.tsa");
+    EXPECT_TRUE(FileContents(dir / "in.tsa") == input);
+    const std::string out = FileContents(dir / "out.tsa");
     // Stopped while rendering, a .tsa holds the frames rendered and the others as they were:
     // a whole file of the same size either way.
     EXPECT_EQ(out.size(), old.size());
@@ -147,12 +144,12 @@ TEST(Ending, ARenderStoppedAtAnyMomentLosesNothing) {
     const MeasuredRun undo = RunTessfxMeasured({"undo", "out.tsa", "--in-place"}, dir.str(), env, 60);
     if (out == old) {
       EXPECT_NE(undo.code, 0) << undo.output;  // nothing rendered was saved: nothing to undo
-      EXPECT_TRUE(Contents(dir / "out.tsa") == old);
+      EXPECT_TRUE(FileContents(dir / "out.tsa") == old);
     } else {
       // The undo puts the input's frames back where the render wrote.
       EXPECT_EQ(undo.code, 0) << undo.output << e.output;
       if (out == finished) {
-        EXPECT_TRUE(Contents(dir / "out.tsa") == input);
+        EXPECT_TRUE(FileContents(dir / "out.tsa") == input);
       }
     }
     if (undo.code != 0) {
@@ -209,14 +206,14 @@ TEST(Ending, AWriterThatFailsEndsWithOneLineKeepingThePreviousFiles) {
     for (const std::string& fault : {c.nth + ":" + c.fail_at, "close:" + c.fail_at}) {
       SCOPED_TRACE(c.args[0] + " " + c.args[2] + " with " + fault);
       std::vector<std::string> previous;
-      for (const std::string& file : c.previous) previous.push_back(Contents(dir / file));
+      for (const std::string& file : c.previous) previous.push_back(FileContents(dir / file));
       std::vector<std::string> faulty = env;
       faulty.push_back("TESSFX_TEST_WRITE_FAULT=" + fault);
       const MeasuredRun r = RunTessfxMeasured(c.args, dir.str(), faulty, 60);
       EXPECT_EQ(r.code, 74) << r.output;
       EXPECT_EQ(FailureLine(r.output).rfind("tessfx: cannot write ", 0), 0u) << r.output;
       EXPECT_EQ(r.output.find("wrote"), std::string::npos) << r.output;
-      for (size_t i = 0; i < previous.size(); ++i) EXPECT_TRUE(Contents(dir / c.previous[i]) == previous[i]) << c.previous[i];
+      for (size_t i = 0; i < previous.size(); ++i) EXPECT_TRUE(FileContents(dir / c.previous[i]) == previous[i]) << c.previous[i];
       EXPECT_EQ(Leftovers(dir.str(), "tmp"), std::set<std::string>{});
     }
 }
@@ -235,8 +232,8 @@ TEST(Ending, UndoOfARenderThatWroteSomeFilesOfANewSequencePutsBackJustThose) {
   const MeasuredRun undo = RunTessfxMeasured({"undo", "seq/s.#.png", "--in-place"}, dir.str(), env, 60);
   EXPECT_EQ(undo.code, 0) << undo.output;
   EXPECT_EQ(Tree(dir / "seq"), (std::set<std::string>{"s.1.png", "s.4.png"}));
-  EXPECT_TRUE(Contents(dir / "seq/s.1.png") == Contents(dir / "want/w.1.png"));
-  EXPECT_TRUE(Contents(dir / "seq/s.4.png") == Contents(dir / "want/w.4.png"));
+  EXPECT_TRUE(FileContents(dir / "seq/s.1.png") == FileContents(dir / "want/w.1.png"));
+  EXPECT_TRUE(FileContents(dir / "seq/s.4.png") == FileContents(dir / "want/w.4.png"));
 }
 
 }  // namespace

@@ -23,10 +23,7 @@ using tessfx::testing_support::CommandResult;
 using tessfx::testing_support::RunTessfx;
 namespace fs = std::filesystem;
 
-std::string Contents(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), {}};
-}
+using ::tessfx::testing::FileContents;
 
 // Renders `in` to `out` (both in `folder`) in a child whose files may not grow past `limit`
 // bytes once its frames are rendered, as on a disk that fills up while the output is written:
@@ -93,7 +90,7 @@ TEST(Saving, AFullDiskEndsEveryOutputKindWithOneLineAndKeepsThePreviousFile) {
     SCOPED_TRACE(ext);
     const std::string out = std::string("out.") + ext;
     ASSERT_EQ(RunTessfx("convert " + dir / "old.tsa" + " " + dir / out).code, 0);
-    const std::string previous = Contents(dir / out);
+    const std::string previous = FileContents(dir / out);
     const std::set<std::string> before = Names(dir.str());
     const CommandResult r = RenderWithFileLimit(dir.str(), "in.tsa", out, 16384);
     EXPECT_EQ(r.code, 74) << r.output;
@@ -101,7 +98,7 @@ TEST(Saving, AFullDiskEndsEveryOutputKindWithOneLineAndKeepsThePreviousFile) {
     EXPECT_EQ(r.output.substr(std::min(r.output.find("tessfx:"), r.output.size())), "tessfx: cannot write " + out + ": File too large\n")
         << r.output;
     EXPECT_EQ(r.output.find("wrote"), std::string::npos) << r.output;
-    EXPECT_EQ(Contents(dir / out), previous);
+    EXPECT_EQ(FileContents(dir / out), previous);
     EXPECT_EQ(Names(dir.str()), before);  // no temporary file left beside it
   }
 }
@@ -130,7 +127,7 @@ TEST(Saving, KeepsTheModeOfTheReplacedFileAndWritesThroughLinks) {
     EXPECT_EQ(st.st_mode & 07777, 0600u);
     ASSERT_EQ(RunTessfx("new " + dir / (std::string("fresh.") + ext) + " --size 16x8" + source +
                         " --pattern checker").code, 0);
-    EXPECT_EQ(Contents(real), Contents(dir / (std::string("fresh.") + ext)));
+    EXPECT_EQ(FileContents(real), FileContents(dir / (std::string("fresh.") + ext)));
   }
 }
 

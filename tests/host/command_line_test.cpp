@@ -62,10 +62,7 @@ TEST(CommandLineTest, BadInputGivesOneLineNamingTheFileAndWritesNothing) {
   EXPECT_TRUE(fs::is_empty(dir / "tmp"));  // every store went away with its process
 }
 
-std::string Contents(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), {}};
-}
+using ::tessfx::testing::FileContents;
 
 TEST(StoreRecoveryTest, LeftBehindStoreIsListedRecoveredAndDiscardedAndOtherSidecarsAreLeftAlone) {
   ScratchFolder dir;
@@ -108,7 +105,7 @@ TEST(StoreRecoveryTest, LeftBehindStoreIsListedRecoveredAndDiscardedAndOtherSide
                                                            ", process " + std::to_string(child) + " (ended)"));
   const CommandResult recovered = Tessfx(dir, "recover " + left + " -o back.tsa --discard");
   EXPECT_EQ(recovered.code, 0) << recovered.output;
-  EXPECT_EQ(Contents(dir / "back.tsa"), Contents(dir / "a.tsa"));
+  EXPECT_EQ(FileContents(dir / "back.tsa"), FileContents(dir / "a.tsa"));
   EXPECT_FALSE(fs::exists(left) || fs::exists(left + ".json"));
   EXPECT_THAT(Tessfx(dir, "recover").output, HasSubstr("no frame stores left behind"));
   EXPECT_TRUE(fs::exists(dir / "tmp/frames-1-2.store.json") && fs::exists(dir / "tmp/frames-1-3.store.json"));

@@ -30,10 +30,7 @@ EmbeddedHostOptions Options(const ScratchFolder& dir) {
   return {.temp_dir = dir.str(), .settings_path = dir / "settings.ini"};
 }
 
-std::string Contents(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), {}};
-}
+using ::tessfx::testing::FileContents;
 
 size_t FileCount(const std::string& dir) {
   return static_cast<size_t>(std::distance(fs::directory_iterator(dir), fs::directory_iterator()));
@@ -233,7 +230,7 @@ float Sample(const std::string& file, int x, int c) { return OIIO::ImageBuf(file
 TEST(DeepSourceTest, UnchangedFramesKeepTheirDepthAndEightBitFramesDoNotReplaceTheSource) {
   ScratchFolder dir;
   WriteHotSequence(dir / "hot.####.exr", 3, 4);
-  const std::string original = Contents(dir / "hot.0002.exr");
+  const std::string original = FileContents(dir / "hot.0002.exr");
   for (bool on_demand : {false, true}) {
     SCOPED_TRACE(on_demand ? "on demand" : "loaded");
     EmbeddedHost host(Options(dir));
@@ -250,7 +247,7 @@ TEST(DeepSourceTest, UnchangedFramesKeepTheirDepthAndEightBitFramesDoNotReplaceT
     EXPECT_THAT(host.SaveDepthLoss().value_or(""), HasSubstr("frame 2 would replace"));
     EXPECT_THAT([&] { host.Save(); }, ThrowsMessage<Error>(HasSubstr("save as another file")));
     EXPECT_THAT(host.DepthLoss(dir / "hot.####.png", {}).value_or(""), ::testing::IsEmpty());  // a new file
-    EXPECT_EQ(Contents(dir / "hot.0002.exr"), original);
+    EXPECT_EQ(FileContents(dir / "hot.0002.exr"), original);
 
     host.SaveDocument(dir / "out.####.exr");
     EXPECT_EQ(Sample(dir / "out.0001.exr", 0, 0), 2.5f);
@@ -346,7 +343,7 @@ TEST(DiskFrameStoreTest, StoresArePrivateAndLinksPlantedBesideThemAreNotRecovere
   }
   // Copies of a real store and sidecar outside, reached by links inside: not stores of ours.
   fs::copy_file(mine.store_path, dir / "elsewhere/frames-1-1.store");
-  std::string sidecar = Contents(mine.sidecar_path);
+  std::string sidecar = FileContents(mine.sidecar_path);
   sidecar.replace(sidecar.find(fs::path(mine.store_path).filename().string()),
                   fs::path(mine.store_path).filename().string().size(), "frames-1-1.store");
   std::ofstream(dir / "elsewhere/frames-1-1.store.json") << sidecar;

@@ -6,6 +6,8 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <string>
 
 namespace tessfx::testing {
@@ -18,6 +20,12 @@ inline void CreatePrivateFolders(const std::filesystem::path& base, const std::f
     std::filesystem::permissions(p, std::filesystem::perms::owner_all, std::filesystem::perm_options::replace);
     if (p == base || p == p.parent_path()) break;
   }
+}
+
+// The whole file at `path` ("" when it cannot be read).
+inline std::string FileContents(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), {}};
 }
 
 class ScratchFolder {

@@ -39,10 +39,7 @@ RgbaPlanes Frame(int32_t w, int32_t h, uint32_t seed) {
   return p;
 }
 
-std::string Contents(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), {}};
-}
+using ::tessfx::testing::FileContents;
 
 void WriteRaw(const std::string& path, const OIIO::ImageSpec& layout, OIIO::TypeDesc type, const void* data) {
   auto out = OIIO::ImageOutput::create(path);
@@ -266,7 +263,7 @@ TEST(StillImageTest, FormatsAreRecognisedByContentAndOnlyStillReadersAreUsed) {
   ImageFileWriter exr_writer;
   exr_writer.Write(dir / "e.exr", want[0], want[1], want[2], nullptr);
   exr_writer.Commit();
-  std::string exr = Contents(dir / "e.exr");
+  std::string exr = FileContents(dir / "e.exr");
   const size_t type_end = exr.find('\0', exr.find('\0', 8) + 1);  // after the first name and type
   exr.replace(type_end + 1, 4, "\xff\xff\xff\x7f");
   std::ofstream(dir / "attribute.exr", std::ios::binary) << exr;

@@ -23,10 +23,7 @@ using ::testing::HasSubstr;
 using testing::ScratchFolder;
 namespace fs = std::filesystem;
 
-std::string Contents(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), {}};
-}
+using ::tessfx::testing::FileContents;
 
 unsigned ModeOf(const std::string& path) {
   struct stat st {};
@@ -91,10 +88,10 @@ TEST(PrivateFolderTest, PlantedLinksAndPipesInsideAreNeverFollowed) {
   plant("replaced");
   folder.ReplaceFile("replaced", "fresh");  // the link is replaced, not written through
   EXPECT_TRUE(folder.HoldsFile("replaced"));
-  EXPECT_EQ(Contents(dir / "temp/replaced"), "fresh");
+  EXPECT_EQ(FileContents(dir / "temp/replaced"), "fresh");
   EXPECT_TRUE(folder.Remove("read"));
   EXPECT_FALSE(fs::is_symlink(dir / "temp/read"));
-  EXPECT_EQ(Contents(dir / "victim"), "precious");
+  EXPECT_EQ(FileContents(dir / "victim"), "precious");
   ::mkfifo((dir / "temp/pipe").c_str(), 0600);
   EXPECT_THAT([&] { folder.OpenFile("pipe"); }, ::testing::ThrowsMessage<Error>(HasSubstr("named pipe")));
   EXPECT_EQ(folder.OpenFile("absent"), -1);
