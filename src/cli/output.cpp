@@ -87,7 +87,7 @@ void AddOutputOptions(CLI::App* cmd, OutputOptions& o, bool output_flag) {
   cmd->add_option("-d,--depth", o.depth, "Sample type of written images: uint8, uint16, half or float (default: the format's usual)")
       ->check(CLI::IsMember({"uint8", "uint16", "half", "float"}));
   cmd->add_option("--compression", o.compression, "Compression of written images, NAME[:LEVEL] as the format names it (zip:9, dwaa:45, lzw)");
-  cmd->add_option("--quality", o.quality, "Quality 1..100 of lossy image formats (JPEG, WebP)")->check(CLI::Range(1, 100));
+  cmd->add_option("--quality", o.quality, "Quality 1..100 of lossy image formats (JPEG, WebP, HEIF/AVIF; TIFF with jpeg, OpenEXR with dwaa or dwab)")->check(CLI::Range(1, 100));
   auto* quiet = cmd->add_flag("-q,--quiet", o.quiet, "Print no progress and no summary, only errors");
   auto* verbose = cmd->add_flag("-v,--verbose", o.verbose, "Print a line for every frame read, rendered and written");
   quiet->excludes(verbose);

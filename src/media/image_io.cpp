@@ -9,11 +9,14 @@
 #include <OpenImageIO/filesystem.h>
 #include <OpenImageIO/imageio.h>
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <charconv>
 #include <cstring>
 #include <filesystem>
 #include <cstdio>
+#include <span>
+#include <string_view>
 
 #include "core/convert.h"
 #include "core/error.h"
@@ -987,8 +990,110 @@ OIIO::TypeDesc StoredType(const std::string& path, SampleType type) {
                                              : OIIO::TypeDesc::UINT8;
 }
 
+// The compression names each writer of this image library honours. A writer given a name it
+// does not know stores its default without a word (TIFF and OpenEXR fall back to zip, Targa
+// and IFF to rle), so names outside these lists are refused before anything is written.
+struct CompressionName {
+  std::string_view name;
+  int min_level = 0;  // the range of NAME:LEVEL; 0..0: the name takes no level
+  int max_level = 0;
+};
+constexpr CompressionName kPngCompressions[] = {{"zip", 0, 9},      {"default", 0, 9}, {"filtered", 0, 9},
+                                                {"huffman", 0, 9}, {"rle", 0, 9},     {"fixed", 0, 9}};
+constexpr CompressionName kTiffCompressions[] = {{"none"}, {"lzw"}, {"zip", 1, 9}, {"packbits"}, {"jpeg", 1, 100}};
+constexpr CompressionName kExrCompressions[] = {{"none"},  {"rle"},   {"zip", 1, 9}, {"zips", 1, 9}, {"piz"},
+                                                {"pxr24"}, {"b44"},   {"b44a"},      {"dwaa", 1, 1000},
+                                                {"dwab", 1, 1000}};
+constexpr CompressionName kRleOrNone[] = {{"none"}, {"rle"}};
+constexpr CompressionName kWebpCompressions[] = {{"lossless"}};
+constexpr CompressionName kHeifCompressions[] = {{"heic", 1, 100}, {"avif", 1, 100}};
+
+struct WriterChoices {
+  std::string_view format;  // the library's format name
+  std::span<const CompressionName> compressions;
+  bool quality;  // --quality is honoured (for TIFF and OpenEXR only with the lossy compressions)
+};
+constexpr WriterChoices kWriterChoices[] = {
+    {"png", kPngCompressions, false},   {"tiff", kTiffCompressions, true}, {"openexr", kExrCompressions, true},
+    {"targa", kRleOrNone, false},       {"iff", kRleOrNone, false},        {"webp", kWebpCompressions, true},
+    {"heif", kHeifCompressions, true},  {"jpeg", {}, true},
+};
+
+const WriterChoices* ChoicesOf(std::string_view format) {
+  for (const WriterChoices& w : kWriterChoices)
+    if (w.format == format) return &w;
+  return nullptr;
+}
+
+std::string WriterLabel(std::string_view format) {
+  for (const StillFormat& f : kStillFormats)
+    if (format == f.name) return f.label;
+  std::string label(format);
+  for (char& c : label) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  return label;
+}
+
+std::string CompressionNamesText(std::span<const CompressionName> names) {
+  std::string text;
+  for (const CompressionName& n : names) {
+    text += (text.empty() ? "" : ", ") + std::string(n.name);
+    if (n.max_level > 0) text += "[:" + std::to_string(n.min_level) + "-" + std::to_string(n.max_level) + "]";
+  }
+  return text;
+}
+
+// Refuses a compression name or level, or a quality, that the writer of `format` would ignore.
+void CheckCompressionAndQuality(const std::string& format, const ImageWriteOptions& options) {
+  const WriterChoices* choices = ChoicesOf(format);
+  const std::string label = WriterLabel(format);
+  std::string_view name = options.compression;
+  if (!options.compression.empty()) {
+    const std::string given = "--compression " + options.compression + ": ";
+    if (!choices || choices->compressions.empty())
+      Fail(ErrorKind::Usage, given + "the " + label + " writer stores images one way only; leave --compression out" +
+                                 (choices && choices->quality ? " (--quality sets the " + label + " quality)" : ""));
+    const size_t colon = name.find(':');
+    const std::string_view level_text = colon == std::string_view::npos ? std::string_view{} : name.substr(colon + 1);
+    name = name.substr(0, colon);
+    const auto known = std::find_if(choices->compressions.begin(), choices->compressions.end(),
+                                    [&](const CompressionName& n) { return n.name == name; });
+    if (known == choices->compressions.end())
+      Fail(ErrorKind::Usage, given + "the " + label + " writer knows " + CompressionNamesText(choices->compressions));
+    if (!level_text.empty()) {
+      int level = -1;
+      const auto parsed = std::from_chars(level_text.data(), level_text.data() + level_text.size(), level);
+      if (known->max_level == 0)
+        Fail(ErrorKind::Usage, given + std::string(name) + " takes no level in " + label + " files");
+      if (parsed.ec != std::errc{} || parsed.ptr != level_text.data() + level_text.size() || level < known->min_level ||
+          level > known->max_level)
+        Fail(ErrorKind::Usage, given + "the level of " + std::string(name) + " runs from " +
+                                   std::to_string(known->min_level) + " to " + std::to_string(known->max_level));
+    }
+  }
+  if (options.quality <= 0) return;
+  const std::string given = "--quality " + std::to_string(options.quality) + ": ";
+  if (!choices || !choices->quality)
+    Fail(ErrorKind::Usage, given + "the " + label + " writer has no quality setting; leave --quality out");
+  if (format == "tiff" && name != "jpeg")
+    Fail(ErrorKind::Usage, given + "TIFF files take a quality with --compression jpeg only");
+  if (format == "openexr" && name != "dwaa" && name != "dwab")
+    Fail(ErrorKind::Usage, given + "OpenEXR files take a quality with --compression dwaa or dwab only");
+  if (format == "webp" && name == "lossless")
+    Fail(ErrorKind::Usage, given + "a lossless WebP file has no quality; leave one of them out");
+  if (format == "heif" && name.size() < options.compression.size())
+    Fail(ErrorKind::Usage, given + "--compression " + options.compression + " sets the quality already");
+}
+
 void SetWriteAttributes(const std::string& path, OIIO::ImageSpec& layout, const ImageWriteOptions& options) {
   if (options.quality > 0) layout.attribute("CompressionQuality", options.quality);
+  // The HEIF writer takes its quality only as the compression's level ("heic:80"); without
+  // a name it codes by the extension, .avif as AV1.
+  if (options.quality > 0 && ImageFormatFor(path) == "heif") {
+    std::string codec = options.compression.empty() ? (LowerExtension(path) == ".avif" ? "avif" : "heic")
+                                                    : options.compression;
+    layout.attribute("compression", codec + ":" + std::to_string(options.quality));
+    return;
+  }
   // Renders write many frames: PNG deflates at level 1 unless asked otherwise, several times
   // faster than the writer's 6 for files a little larger.
   if (options.compression.empty() && LowerExtension(path) == ".png") layout.attribute("png:compressionLevel", 1);
@@ -1042,9 +1147,11 @@ std::string SampleTypeName(SampleType type) {
 }
 
 void CheckImageWriteOptions(const std::string& path, const ImageWriteOptions& options, const std::string& scratch_folder) {
-  if (options.sample_type == SampleType::Default) return;
+  if (options.sample_type == SampleType::Default && options.compression.empty() && options.quality <= 0) return;
   auto out = OIIO::ImageOutput::create(path);
   if (!out) Fail(ErrorKind::Usage, "cannot write " + path + ": no image writer for this file type");
+  CheckCompressionAndQuality(out->format_name(), options);
+  if (options.sample_type == SampleType::Default) return;
   const std::string probe = ClaimTempName(JoinPath(scratch_folder, "probe" + LowerExtension(path)));
   const OIIO::TypeDesc wanted = StoredType(path, options.sample_type);
   OIIO::ImageSpec layout(1, 1, 3, wanted);

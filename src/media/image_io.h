@@ -135,8 +135,9 @@ SampleType StoredSampleType(const std::string& path, SampleType type);
 // "openexr", ...), or empty.
 std::string ImageFormatFor(const std::string& path);
 // Refuses, before anything is written, options the writer for `path` cannot honour: a
-// sample type the format does not hold (the writer would store another). The writer is
-// tried on a one-pixel file in `scratch_folder`, which is removed again.
+// compression name or level it does not know, a quality it has no use for, a sample type
+// the format does not hold (the writer would store another). Sample types are tried on a
+// one-pixel file in `scratch_folder`, which is removed again.
 void CheckImageWriteOptions(const std::string& path, const ImageWriteOptions& options,
                             const std::string& scratch_folder);
 

@@ -274,6 +274,14 @@ TEST_F(Pipeline, MistakesAreRefusedBeforeAnyWorkWithOneLineAndTheirCode) {
        "the folder missing does not exist"},
       {{"render", "plate.####.png", "-o", "o.png", "--effect", "Negative"}, 64, "such as o.####.png"},
       {{"convert", "plate.####.png", "o.####.jpg", "-d", "uint16"}, 64, "the jpeg writer would store uint8"},
+      // Writers store their default without a word for names and settings they do not know.
+      {{"convert", "plate.####.png", "o.####.exr", "--compression", "zstd"}, 64,
+       "the OpenEXR writer knows none, rle, zip[:1-9], zips[:1-9], piz,"},
+      {{"convert", "plate.####.png", "o.####.tif", "--compression", "zip:12"}, 64, "the level of zip runs from 1 to 9"},
+      {{"convert", "plate.####.png", "o.####.exr", "--compression", "piz:3"}, 64, "piz takes no level in OpenEXR"},
+      {{"convert", "plate.####.png", "o.####.dpx", "--compression", "rle"}, 64, "the DPX writer stores images one way"},
+      {{"convert", "plate.####.png", "o.####.png", "--quality", "80"}, 64, "the PNG writer has no quality setting"},
+      {{"convert", "plate.####.png", "o.####.tif", "--quality", "80"}, 64, "with --compression jpeg only"},
       {{"render", "plate.####.png", "-o", "o.tsa", "--effect", "Negative", "-n"}, 64, "written whole"},
       {{"convert", "plate.####.png", "o.tsa", "--first", "7"}, 64, "--first numbers the files of an image sequence"},
   };
@@ -299,6 +307,15 @@ TEST_F(Pipeline, MistakesAreRefusedBeforeAnyWorkWithOneLineAndTheirCode) {
   const Outcome version = Tessfx(dir.str(), {"--version"});
   EXPECT_EQ(version.code, 0);
   EXPECT_EQ(version.out.rfind("tessfx ", 0), 0u) << version.out;
+
+  // Names and qualities the writers honour are taken, HEIF's quality through its codec's level.
+  for (const char* quality : {"5", "95"})
+    ASSERT_EQ(Tessfx(dir.str(), {"convert", "plate.####.png", std::string("q") + quality + ".####.heic", "--frames",
+                                 "1001", "--quality", quality}).code, 0);
+  EXPECT_LT(fs::file_size(dir / "q5.1001.heic") * 2, fs::file_size(dir / "q95.1001.heic"));
+  const Outcome lossy_tiff = Tessfx(dir.str(), {"convert", "plate.####.png", "t.####.tif", "--frames", "1001",
+                                                "--compression", "jpeg", "--quality", "40"});
+  EXPECT_EQ(lossy_tiff.code, 0) << lossy_tiff.err;
 
   // A gap is described, not refused, by info; allowed, it repeats the frame before it.
   const nlohmann::json gappy = nlohmann::json::parse(Tessfx(dir.str(), {"info", "--json", "gappy/plate.####.png"}).out);
