@@ -18,6 +18,7 @@ run_suite "$root/build"
 "$root/tests/farm/cluster_test.sh" "$root/build/tessfx" || status=1
 if [ "$quick" -eq 0 ]; then
   "$root/scripts/build.sh" sanitize >/dev/null
-  ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 run_suite "$root/build-sanitize"
+  ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
+    LSAN_OPTIONS="suppressions=$root/tests/lsan.supp:print_suppressions=0" run_suite "$root/build-sanitize"
 fi
 exit $status
