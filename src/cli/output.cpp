@@ -55,16 +55,8 @@ ImageWriteOptions ImageOptions(const OutputOptions& o) {
     if (!type) Fail(ErrorKind::Usage, "-d " + o.depth + ": give uint8, uint16, half or float");
     image.sample_type = *type;
   }
-  if (!o.compression.empty()) {
-    const size_t colon = o.compression.find(':');
-    const std::string name = o.compression.substr(0, colon);
-    const std::string level = colon == std::string::npos ? "" : o.compression.substr(colon + 1);
-    const bool level_ok = colon == std::string::npos ||
-                          (!level.empty() && level.size() <= 9 && level.find_first_not_of("0123456789") == std::string::npos);
-    if (name.empty() || name.find_first_of(" \t") != std::string::npos || !level_ok)
-      Fail(ErrorKind::Usage, "--compression " + o.compression + ": give NAME or NAME:LEVEL (zip, zip:9, dwaa:45, lzw, ...)");
-    image.compression = o.compression;
-  }
+  // Names and levels are checked against the writer of the output's format.
+  image.compression = o.compression;
   image.quality = o.quality;
   return image;
 }

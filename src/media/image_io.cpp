@@ -293,11 +293,18 @@ std::string FormatForExtension(const std::string& path) {
   return {};
 }
 
+// "OpenEXR" for "openexr"; formats outside the still ones by their name in capitals ("GIF").
+std::string FormatLabel(std::string_view format) {
+  for (const StillFormat& f : kStillFormats)
+    if (format == f.name) return f.label;
+  std::string label(format);
+  for (char& c : label) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  return label;
+}
+
 std::string FormatLabels() {
   std::string text;
-  for (const std::string& name : StillImageFormats())
-    for (const StillFormat& f : kStillFormats)
-      if (name == f.name) text += (text.empty() ? "" : ", ") + std::string(f.label);
+  for (const std::string& name : StillImageFormats()) text += (text.empty() ? "" : ", ") + FormatLabel(name);
   return text;
 }
 
@@ -997,40 +1004,34 @@ struct CompressionName {
   std::string_view name;
   int min_level = 0;  // the range of NAME:LEVEL; 0..0: the name takes no level
   int max_level = 0;
+  bool lossy = false;  // --quality means something with it
 };
 constexpr CompressionName kPngCompressions[] = {{"zip", 0, 9},      {"default", 0, 9}, {"filtered", 0, 9},
                                                 {"huffman", 0, 9}, {"rle", 0, 9},     {"fixed", 0, 9}};
-constexpr CompressionName kTiffCompressions[] = {{"none"}, {"lzw"}, {"zip", 1, 9}, {"packbits"}, {"jpeg", 1, 100}};
-constexpr CompressionName kExrCompressions[] = {{"none"},  {"rle"},   {"zip", 1, 9}, {"zips", 1, 9}, {"piz"},
-                                                {"pxr24"}, {"b44"},   {"b44a"},      {"dwaa", 1, 1000},
-                                                {"dwab", 1, 1000}};
+constexpr CompressionName kTiffCompressions[] = {{"none"}, {"lzw"}, {"zip", 1, 9}, {"packbits"}, {"jpeg", 1, 100, true}};
+constexpr CompressionName kExrCompressions[] = {{"none"}, {"rle"},  {"zip", 1, 9},           {"zips", 1, 9},
+                                                {"piz"},  {"pxr24"}, {"b44"},                {"b44a"},
+                                                {"dwaa", 1, 1000, true}, {"dwab", 1, 1000, true}};
 constexpr CompressionName kRleOrNone[] = {{"none"}, {"rle"}};
 constexpr CompressionName kWebpCompressions[] = {{"lossless"}};
-constexpr CompressionName kHeifCompressions[] = {{"heic", 1, 100}, {"avif", 1, 100}};
+// The level of a HEIF codec is its quality.
+constexpr CompressionName kHeifCompressions[] = {{"heic", 1, 100, true}, {"avif", 1, 100, true}};
 
 struct WriterChoices {
   std::string_view format;  // the library's format name
   std::span<const CompressionName> compressions;
-  bool quality;  // --quality is honoured (for TIFF and OpenEXR only with the lossy compressions)
+  bool lossy_by_default;  // --quality means something without --compression
 };
 constexpr WriterChoices kWriterChoices[] = {
-    {"png", kPngCompressions, false},   {"tiff", kTiffCompressions, true}, {"openexr", kExrCompressions, true},
-    {"targa", kRleOrNone, false},       {"iff", kRleOrNone, false},        {"webp", kWebpCompressions, true},
-    {"heif", kHeifCompressions, true},  {"jpeg", {}, true},
+    {"png", kPngCompressions, false},  {"tiff", kTiffCompressions, false}, {"openexr", kExrCompressions, false},
+    {"targa", kRleOrNone, false},      {"iff", kRleOrNone, false},         {"webp", kWebpCompressions, true},
+    {"heif", kHeifCompressions, true}, {"jpeg", {}, true},
 };
 
 const WriterChoices* ChoicesOf(std::string_view format) {
   for (const WriterChoices& w : kWriterChoices)
     if (w.format == format) return &w;
   return nullptr;
-}
-
-std::string WriterLabel(std::string_view format) {
-  for (const StillFormat& f : kStillFormats)
-    if (format == f.name) return f.label;
-  std::string label(format);
-  for (char& c : label) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-  return label;
 }
 
 std::string CompressionNamesText(std::span<const CompressionName> names) {
@@ -1045,43 +1046,51 @@ std::string CompressionNamesText(std::span<const CompressionName> names) {
 // Refuses a compression name or level, or a quality, that the writer of `format` would ignore.
 void CheckCompressionAndQuality(const std::string& format, const ImageWriteOptions& options) {
   const WriterChoices* choices = ChoicesOf(format);
-  const std::string label = WriterLabel(format);
-  std::string_view name = options.compression;
+  const std::string label = FormatLabel(format);
+  const CompressionName* chosen = nullptr;
+  bool level_given = false;
   if (!options.compression.empty()) {
     const std::string given = "--compression " + options.compression + ": ";
+    const bool any_quality = choices && (choices->lossy_by_default || !choices->compressions.empty());
     if (!choices || choices->compressions.empty())
       Fail(ErrorKind::Usage, given + "the " + label + " writer stores images one way only; leave --compression out" +
-                                 (choices && choices->quality ? " (--quality sets the " + label + " quality)" : ""));
-    const size_t colon = name.find(':');
-    const std::string_view level_text = colon == std::string_view::npos ? std::string_view{} : name.substr(colon + 1);
-    name = name.substr(0, colon);
-    const auto known = std::find_if(choices->compressions.begin(), choices->compressions.end(),
-                                    [&](const CompressionName& n) { return n.name == name; });
-    if (known == choices->compressions.end())
+                                 (any_quality ? " (--quality sets the " + label + " quality)" : ""));
+    const std::string_view text = options.compression;
+    const size_t colon = text.find(':');
+    const std::string_view name = text.substr(0, colon);
+    for (const CompressionName& n : choices->compressions)
+      if (n.name == name) chosen = &n;
+    if (!chosen)
       Fail(ErrorKind::Usage, given + "the " + label + " writer knows " + CompressionNamesText(choices->compressions));
-    if (!level_text.empty()) {
+    level_given = colon != std::string_view::npos;
+    if (level_given) {
+      if (chosen->max_level == 0)
+        Fail(ErrorKind::Usage, given + std::string(name) + " takes no level in " + label + " files");
+      const std::string_view level_text = text.substr(colon + 1);
       int level = -1;
       const auto parsed = std::from_chars(level_text.data(), level_text.data() + level_text.size(), level);
-      if (known->max_level == 0)
-        Fail(ErrorKind::Usage, given + std::string(name) + " takes no level in " + label + " files");
-      if (parsed.ec != std::errc{} || parsed.ptr != level_text.data() + level_text.size() || level < known->min_level ||
-          level > known->max_level)
+      if (parsed.ec != std::errc{} || parsed.ptr != level_text.data() + level_text.size() ||
+          level < chosen->min_level || level > chosen->max_level)
         Fail(ErrorKind::Usage, given + "the level of " + std::string(name) + " runs from " +
-                                   std::to_string(known->min_level) + " to " + std::to_string(known->max_level));
+                                   std::to_string(chosen->min_level) + " to " + std::to_string(chosen->max_level));
     }
   }
   if (options.quality <= 0) return;
   const std::string given = "--quality " + std::to_string(options.quality) + ": ";
-  if (!choices || !choices->quality)
-    Fail(ErrorKind::Usage, given + "the " + label + " writer has no quality setting; leave --quality out");
-  if (format == "tiff" && name != "jpeg")
-    Fail(ErrorKind::Usage, given + "TIFF files take a quality with --compression jpeg only");
-  if (format == "openexr" && name != "dwaa" && name != "dwab")
-    Fail(ErrorKind::Usage, given + "OpenEXR files take a quality with --compression dwaa or dwab only");
-  if (format == "webp" && name == "lossless")
-    Fail(ErrorKind::Usage, given + "a lossless WebP file has no quality; leave one of them out");
-  if (format == "heif" && name.size() < options.compression.size())
-    Fail(ErrorKind::Usage, given + "--compression " + options.compression + " sets the quality already");
+  if (chosen ? chosen->lossy : choices && choices->lossy_by_default) {
+    // The level of a lossy compression is the writer's quality by another name.
+    if (level_given)
+      Fail(ErrorKind::Usage, given + "--compression " + options.compression + " sets the quality already; give one of them");
+    return;
+  }
+  std::string lossy_names;
+  if (choices)
+    for (const CompressionName& n : choices->compressions)
+      if (n.lossy) lossy_names += (lossy_names.empty() ? "" : " or ") + std::string(n.name);
+  if (!lossy_names.empty())
+    Fail(ErrorKind::Usage, given + label + " files take a quality with --compression " + lossy_names + " only");
+  Fail(ErrorKind::Usage, given + "the " + label + " writer has no quality setting" +
+                             (chosen ? " with --compression " + options.compression : "") + "; leave --quality out");
 }
 
 void SetWriteAttributes(const std::string& path, OIIO::ImageSpec& layout, const ImageWriteOptions& options) {
